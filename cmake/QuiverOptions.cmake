@@ -1,0 +1,43 @@
+# SPDX-License-Identifier: Apache-2.0
+# Compiler settings that every target shares.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE Release)
+endif()
+
+# Everything runs straight from the build folder: programs in bin, libraries in lib beside it.
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
+set(CMAKE_INSTALL_RPATH "$ORIGIN;$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+
+set(QUIVER_SANITIZE "" CACHE STRING "Sanitizers to build with, for example address,undefined")
+
+# quiver_settings: warnings are errors; results are compared bit for bit, so no contraction to fused multiply-add.
+add_library(quiver_settings INTERFACE)
+target_compile_options(quiver_settings INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Werror -ffp-contract=off
+  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>)
+if(QUIVER_SANITIZE)
+  # The vptr check does not see through the border between host and model library.
+  target_compile_options(quiver_settings INTERFACE -fsanitize=${QUIVER_SANITIZE} -fno-sanitize=vptr
+                         -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(quiver_settings INTERFACE -fsanitize=${QUIVER_SANITIZE})
+endif()
+
+# quiver_add_test(name SOURCES ... LIBRARIES ...): one GoogleTest program, its cases found by CTest.
+function(quiver_add_test name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE quiver_settings ${ARG_LIBRARIES} GTest::gtest GTest::gmock GTest::gtest_main)
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
+  target_compile_definitions(${name} PRIVATE QUIVER_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
+                             QUIVER_BUILD_DIR="${PROJECT_BINARY_DIR}")
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST)
+endfunction()
