@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// Indexed arrays: an untyped base for each shape, on which the host works, and over it the typed array of a model.
+// Indexed arrays: an untyped base for each shape, on which the host works, and over it the typed array of a
+// model.
 //
-//   QV_ARRAY_SI<QV_MOLEFRACTION> X;   (*X).SetDim(*ComponentList, *NPOINTS);   X("water", 2).SetCurrentValue(0.3);
+//   QV_ARRAY_SI<QV_MOLEFRACTION> X;   (*X).SetDim(*ComponentList, *NPOINTS);   X("water",
+//   2).SetCurrentValue(0.3);
 //
 // Elements lie in index order, the last index fastest. Sizing again keeps the elements whose indices stay.
 #pragma once
@@ -40,29 +42,29 @@ class QV_API QV_ArrayBase : public QV_VarParam {
 #define QV_POINTER_I(x) &x
 #define QV_POINTER_S(x) x
 
-#define QV_BASE_1(SHAPE, A)                                                                    \
-  class QV_API QV_BASE_##SHAPE : public QV_ArrayBase {                                         \
-   public:                                                                                     \
-    void SetDim(QV_Set& a) {                                                                   \
-      QV_Set* const sets[] = {&a};                                                             \
-      Resize(sets, 1);                                                                         \
-    }                                                                                          \
-    QV_Type& Find(QV_INDEX_##A a) const {                                                      \
-      const void* const indices[] = {QV_POINTER_##A(a)};                                       \
-      return FindElement(indices, #SHAPE);                                                     \
-    }                                                                                          \
+#define QV_BASE_1(SHAPE, A)                              \
+  class QV_API QV_BASE_##SHAPE : public QV_ArrayBase {   \
+   public:                                               \
+    void SetDim(QV_Set& a) {                             \
+      QV_Set* const sets[] = {&a};                       \
+      Resize(sets, 1);                                   \
+    }                                                    \
+    QV_Type& Find(QV_INDEX_##A a) const {                \
+      const void* const indices[] = {QV_POINTER_##A(a)}; \
+      return FindElement(indices, #SHAPE);               \
+    }                                                    \
   }
-#define QV_BASE_2(SHAPE, A, B)                                                                 \
-  class QV_API QV_BASE_##SHAPE : public QV_ArrayBase {                                         \
-   public:                                                                                     \
-    void SetDim(QV_Set& a, QV_Set& b) {                                                        \
-      QV_Set* const sets[] = {&a, &b};                                                         \
-      Resize(sets, 2);                                                                         \
-    }                                                                                          \
-    QV_Type& Find(QV_INDEX_##A a, QV_INDEX_##B b) const {                                      \
-      const void* const indices[] = {QV_POINTER_##A(a), QV_POINTER_##B(b)};                    \
-      return FindElement(indices, #SHAPE);                                                     \
-    }                                                                                          \
+#define QV_BASE_2(SHAPE, A, B)                                              \
+  class QV_API QV_BASE_##SHAPE : public QV_ArrayBase {                      \
+   public:                                                                  \
+    void SetDim(QV_Set& a, QV_Set& b) {                                     \
+      QV_Set* const sets[] = {&a, &b};                                      \
+      Resize(sets, 2);                                                      \
+    }                                                                       \
+    QV_Type& Find(QV_INDEX_##A a, QV_INDEX_##B b) const {                   \
+      const void* const indices[] = {QV_POINTER_##A(a), QV_POINTER_##B(b)}; \
+      return FindElement(indices, #SHAPE);                                  \
+    }                                                                       \
   }
 #define QV_BASE_3(SHAPE, A, B, C)                                                              \
   class QV_API QV_BASE_##SHAPE : public QV_ArrayBase {                                         \
@@ -131,14 +133,25 @@ class QV_ARRAY_OF : public Base {
   QV_Type* NewElement() override { return quiver::NewHeld<T>(); }
 };
 
-template <class T> class QV_ARRAY_I : public QV_ARRAY_OF<T, QV_BASE_I> {};
-template <class T> class QV_ARRAY_S : public QV_ARRAY_OF<T, QV_BASE_S> {};
-template <class T> class QV_ARRAY_II : public QV_ARRAY_OF<T, QV_BASE_II> {};
-template <class T> class QV_ARRAY_IS : public QV_ARRAY_OF<T, QV_BASE_IS> {};
-template <class T> class QV_ARRAY_SI : public QV_ARRAY_OF<T, QV_BASE_SI> {};
-template <class T> class QV_ARRAY_SS : public QV_ARRAY_OF<T, QV_BASE_SS> {};
-template <class T> class QV_ARRAY_III : public QV_ARRAY_OF<T, QV_BASE_III> {};
-template <class T> class QV_ARRAY_SII : public QV_ARRAY_OF<T, QV_BASE_SII> {};
-template <class T> class QV_ARRAY_SIS : public QV_ARRAY_OF<T, QV_BASE_SIS> {};
-template <class T> class QV_ARRAY_SSS : public QV_ARRAY_OF<T, QV_BASE_SSS> {};
-template <class T> class QV_ARRAY_SISS : public QV_ARRAY_OF<T, QV_BASE_SISS> {};
+template <class T>
+class QV_ARRAY_I : public QV_ARRAY_OF<T, QV_BASE_I> {};
+template <class T>
+class QV_ARRAY_S : public QV_ARRAY_OF<T, QV_BASE_S> {};
+template <class T>
+class QV_ARRAY_II : public QV_ARRAY_OF<T, QV_BASE_II> {};
+template <class T>
+class QV_ARRAY_IS : public QV_ARRAY_OF<T, QV_BASE_IS> {};
+template <class T>
+class QV_ARRAY_SI : public QV_ARRAY_OF<T, QV_BASE_SI> {};
+template <class T>
+class QV_ARRAY_SS : public QV_ARRAY_OF<T, QV_BASE_SS> {};
+template <class T>
+class QV_ARRAY_III : public QV_ARRAY_OF<T, QV_BASE_III> {};
+template <class T>
+class QV_ARRAY_SII : public QV_ARRAY_OF<T, QV_BASE_SII> {};
+template <class T>
+class QV_ARRAY_SIS : public QV_ARRAY_OF<T, QV_BASE_SIS> {};
+template <class T>
+class QV_ARRAY_SSS : public QV_ARRAY_OF<T, QV_BASE_SSS> {};
+template <class T>
+class QV_ARRAY_SISS : public QV_ARRAY_OF<T, QV_BASE_SISS> {};

@@ -12,9 +12,10 @@ class QV_API QV_Container : public QV_Type {
   ~QV_Container() override;
   int QueryInterface(const void* interface_id, void** object) override;
   int GetTypeInfoCount(unsigned* count) override;
-  int GetIDsOfNames(const void* reserved, const char** names, unsigned count, unsigned locale, int* ids) override;
-  int Invoke(int id, const void* reserved, unsigned locale, unsigned short flags, void* arguments, void* result,
-             void* exception, unsigned* argument_error) override;
+  int GetIDsOfNames(const void* reserved, const char** names, unsigned count, unsigned locale,
+                    int* ids) override;
+  int Invoke(int id, const void* reserved, unsigned locale, unsigned short flags, void* arguments,
+             void* result, void* exception, unsigned* argument_error) override;
 
   QV_Container* Enclosing() const { return enclosing_; }  // null at top level
   virtual void SetDims();

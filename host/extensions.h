@@ -74,7 +74,9 @@ class QV_API QV_StructureType : public QV_ModelType {
   ~QV_StructureType() override;
 };
 
-class QV_API QV_StructureTypeEx : public QV_StructureType, public QV_ModelExtensions, public QV_ModelDiscontinuity {
+class QV_API QV_StructureTypeEx : public QV_StructureType,
+                                  public QV_ModelExtensions,
+                                  public QV_ModelDiscontinuity {
  public:
   QV_StructureTypeEx(bool, QV_Container* owner);
   ~QV_StructureTypeEx() override;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a model library tells about itself: the exported class QV_ModelLibrary with static tables. Rows and texts are
-// constant for as long as the library is loaded. A library of one's own exports the same class.
+// What a model library tells about itself: the exported class QV_ModelLibrary with static tables. Rows and
+// texts are constant for as long as the library is loaded. A library of one's own exports the same class.
 #pragma once
 
 #include "host/export.h"

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The base of every model, structure and port: assignments, equation set-up, and the call that emits the equations.
+// The base of every model, structure and port: assignments, equation set-up, and the call that emits the
+// equations.
 //
 // The host drives an instance in this order:
 //   1. Construct            2. SetDims and ExecuteAssignments, again while a set that sizes an array changed

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Procedures: external numerical routines as equations. The host's side of a procedure object, what a model hands it its
-// arguments through, and the equation that stands for one of its outputs. The wrapper itself is a template over these
-// classes (procedures/procedure_template.h).
+// Procedures: external numerical routines as equations. The host's side of a procedure object, what a model
+// hands it its arguments through, and the equation that stands for one of its outputs. The wrapper itself is
+// a template over these classes (procedures/procedure_template.h).
 #pragma once
 
 #include "host/property.h"
@@ -45,9 +45,11 @@ class QV_API QV_ProcedureType {
   virtual int Postcall(bool flag);
   virtual bool AlwaysCall();
   virtual QV_COMPONENTLISTNAME* ComponentListName();
-  // One residual per output element: r[i] = variable - value from the routine. `i` ends behind them, on failure too.
+  // One residual per output element: r[i] = variable - value from the routine. `i` ends behind them, on
+  // failure too.
   virtual int Residuals(double* r, int& i) = 0;
-  // One row per output element: the entry of the output itself (the host's), then one per variable input element.
+  // One row per output element: the entry of the output itself (the host's), then one per variable input
+  // element.
   virtual int Jacobian(double* J, int& i) = 0;
 
   void* GetProcedureAddress();    // the fourteen-pointer routine, null when it is absent
@@ -92,9 +94,10 @@ class QV_API QV_ProcedureType_F : public QV_ProcedureType {
   ~QV_ProcedureType_F() override;
 
  protected:
-  void HandleDerivatives(bool negate);  // false: room for what the routine returns; true: turn its sign for the residual
-  int LanguageBaseIndex();              // 1 for routines of a base-1 language, else 0
-  int TypeSize(int type);               // bytes of one element: 8 (integer), 8 (real), 256 (text)
+  void HandleDerivatives(
+      bool negate);         // false: room for what the routine returns; true: turn its sign for the residual
+  int LanguageBaseIndex();  // 1 for routines of a base-1 language, else 0
+  int TypeSize(int type);   // bytes of one element: 8 (integer), 8 (real), 256 (text)
   void FinalizeConstruction(long long output_start, long long total_slots);
   bool PresetOutputs();
   bool PostsetInputs();
@@ -144,11 +147,12 @@ class QV_API QV_DynamicProcExtensions {
   virtual ~QV_DynamicProcExtensions();
 };
 
-// The equation of one output element. `number` counts the procedure's output elements from 1; texts are copied.
+// The equation of one output element. `number` counts the procedure's output elements from 1; texts are
+// copied.
 class QV_API QV_ProcedureEquationType {
  public:
-  QV_ProcedureEquationType(QV_ProcedureType* procedure, int number, int group, QV_Container* owner, const char* name,
-                           int count, bool flag, const char* label);
+  QV_ProcedureEquationType(QV_ProcedureType* procedure, int number, int group, QV_Container* owner,
+                           const char* name, int count, bool flag, const char* label);
   QV_ProcedureEquationType(const QV_ProcedureEquationType&) = delete;
   QV_ProcedureEquationType& operator=(const QV_ProcedureEquationType&) = delete;
   ~QV_ProcedureEquationType();

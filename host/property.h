@@ -43,7 +43,8 @@ inline constexpr int kQvTypeMismatch = static_cast<int>(0x80020005u);
 inline constexpr unsigned short kQvPropertyGet = 2;
 inline constexpr unsigned short kQvPropertyPut = 4;
 
-// What Invoke reads (put: `arguments`) and writes (get: `result`). Text belongs to the property and holds until it changes.
+// What Invoke reads (put: `arguments`) and writes (get: `result`). Text belongs to the property and holds
+// until it changes.
 struct QV_Variant {
   enum Kind : int { kEmpty, kReal, kInteger, kLogical, kText, kObject } kind;
   union {
@@ -66,9 +67,10 @@ class QV_API QV_Containable {
   virtual int GetTypeInfoCount(unsigned* count);
   virtual int GetTypeInfo(unsigned index, unsigned locale, void** info);
   // Ids are the property's place in declaration order, from 1; -1 for an unknown name.
-  virtual int GetIDsOfNames(const void* reserved, const char** names, unsigned count, unsigned locale, int* ids);
-  virtual int Invoke(int id, const void* reserved, unsigned locale, unsigned short flags, void* arguments, void* result,
-                     void* exception, unsigned* argument_error);
+  virtual int GetIDsOfNames(const void* reserved, const char** names, unsigned count, unsigned locale,
+                            int* ids);
+  virtual int Invoke(int id, const void* reserved, unsigned locale, unsigned short flags, void* arguments,
+                     void* result, void* exception, unsigned* argument_error);
   virtual ~QV_Containable();
   static void* operator new(decltype(sizeof 0) bytes) noexcept { return MyAllocate(bytes); }
   static void* operator new(decltype(sizeof 0), void* place) noexcept { return place; }
@@ -94,14 +96,14 @@ class QV_API QV_Type : public QV_VarParamProp {
   virtual QV_Value* QV_DefaultUPPER();
   virtual QV_Value* QV_DefaultBASEUOMNAME();
   virtual QV_Value* QV_DefaultPHYSICALQUANTITY();
-  static void AddProperty(QV_Type& holder, QV_Container* owner, const char* name, const char* description, QV_Direction direction,
-                          bool flag);
+  static void AddProperty(QV_Type& holder, QV_Container* owner, const char* name, const char* description,
+                          QV_Direction direction, bool flag);
 };
 
 class QV_API QV_VarParam : public QV_Type {
  public:
   explicit QV_VarParam(bool);
-  QV_VarParam(const QV_VarParam& other);             // the value and its bounds, not the identity
+  QV_VarParam(const QV_VarParam& other);  // the value and its bounds, not the identity
   QV_VarParam& operator=(const QV_VarParam& other);
   ~QV_VarParam() override;
   int QueryInterface(const void* interface_id, void** object) override;
@@ -134,25 +136,25 @@ class QV_API QV_VarParam : public QV_Type {
   // These four lie in what the base class leaves free of its last eight bytes.
   Kind kind_ = kReal;
   unsigned char flags_ = 0;
-  unsigned char spec_ = 0;   // QV_SpecType, 0: none
+  unsigned char spec_ = 0;    // QV_SpecType, 0: none
   unsigned char origin_ = 0;  // who gave the value; orders who may override it
   union {
     double real_ = 0;
     int integer_;
     bool logical_;
-    const char* text_;             // owned, null for ""
-    quiver::SetStorage* set_;      // owned
+    const char* text_;         // owned, null for ""
+    quiver::SetStorage* set_;  // owned
   };
-  int number_ = -1;    // the host's number of this variable or parameter
-  int property_ = -1;  // place in the declaring type's list, or in the array for an element
-  QV_Type* parent_ = nullptr;  // the instance that declared it, or the array whose element it is
+  int number_ = -1;                   // the host's number of this variable or parameter
+  int property_ = -1;                 // place in the declaring type's list, or in the array for an element
+  QV_Type* parent_ = nullptr;         // the instance that declared it, or the array whose element it is
   quiver::Bounds* bounds_ = nullptr;  // only where they differ from the type's
 };
 
-#define QV_SCALAR_TYPE(NAME, KIND, VARIABLE)                    \
-  class QV_API NAME : public QV_VarParam {                      \
-   public:                                                      \
-    explicit NAME(bool) : QV_VarParam(KIND, VARIABLE) {}        \
+#define QV_SCALAR_TYPE(NAME, KIND, VARIABLE)             \
+  class QV_API NAME : public QV_VarParam {               \
+   public:                                               \
+    explicit NAME(bool) : QV_VarParam(KIND, VARIABLE) {} \
   }
 QV_SCALAR_TYPE(QV_REALVARIABLE, kReal, true);
 QV_SCALAR_TYPE(QV_REALPARAMETER, kReal, false);
@@ -168,7 +170,8 @@ class QV_API QV_STRINGPARAMETER : public QV_VarParam {
 };
 
 namespace quiver {
-// An object of a held type: a sub-model, structure or port takes (bool, owner), a scalar holder (bool), an array nothing.
+// An object of a held type: a sub-model, structure or port takes (bool, owner), a scalar holder (bool), an
+// array nothing.
 template <class T>
 QV_Type* NewHeld() {
   if constexpr (requires { T(true, nullptr); })

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// References: to a global parameter or an object of the owner (QV_External), to a substitutable sub-model (QV_Virtual).
-// The host binds them when the Construct of the instance that declares them has returned.
+// References: to a global parameter or an object of the owner (QV_External), to a substitutable sub-model
+// (QV_Virtual). The host binds them when the Construct of the instance that declares them has returned.
 //
 //   QV_External<QV_REALPARAMETER> EPS;   double eps = (*EPS).RealValue();
 #pragma once
@@ -14,11 +14,12 @@ class QV_API QV_ExternalBase {
   QV_ExternalBase& operator=(const QV_ExternalBase&) = default;
   virtual ~QV_ExternalBase();
   QV_Type* Target() const { return target_; }
-  static void AddProperty(QV_ExternalBase& holder, QV_Container* owner, const char* name, const char* description,
-                          QV_Direction direction, bool flag);
+  static void AddProperty(QV_ExternalBase& holder, QV_Container* owner, const char* name,
+                          const char* description, QV_Direction direction, bool flag);
 
  protected:
-  // A free-standing object of the held type: the first declaration of a global and a reference that finds nothing get one.
+  // A free-standing object of the held type: the first declaration of a global and a reference that finds
+  // nothing get one.
   virtual QV_Type* NewTarget();
 
  private:
@@ -27,13 +28,13 @@ class QV_API QV_ExternalBase {
 };
 
 struct QV_API QV_GlobalBase {
-  static void AddProperty(QV_ExternalBase& holder, QV_Container* owner, const char* name, const char* description,
-                          QV_Direction direction, bool flag);
+  static void AddProperty(QV_ExternalBase& holder, QV_Container* owner, const char* name,
+                          const char* description, QV_Direction direction, bool flag);
 };
 
 struct QV_API QV_GlobalStructureRefBase {
-  static void AddProperty(QV_ExternalBase& holder, QV_Container* owner, const char* name, const char* description,
-                          QV_Direction direction, bool flag);
+  static void AddProperty(QV_ExternalBase& holder, QV_Container* owner, const char* name,
+                          const char* description, QV_Direction direction, bool flag);
 };
 
 class QV_API QV_VirtualBase {
@@ -43,8 +44,8 @@ class QV_API QV_VirtualBase {
   QV_VirtualBase& operator=(const QV_VirtualBase&) = default;
   virtual ~QV_VirtualBase();
   QV_Type* Target() const { return target_; }
-  static void AddProperty(QV_VirtualBase& holder, QV_Container* owner, const char* name, const char* description,
-                          QV_Direction direction, bool flag);
+  static void AddProperty(QV_VirtualBase& holder, QV_Container* owner, const char* name,
+                          const char* description, QV_Direction direction, bool flag);
 
  protected:
   virtual QV_Type* NewTarget();  // the sub-model that stands where the user substitutes no other

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A value to assign: the number, text, set or specification kind, with the assignment's pass numbers and index.
+// A value to assign: the number, text, set or specification kind, with the assignment's pass numbers and
+// index.
 //
 //   QV_Value value(5000.0, b, a, 1);   holder.Assign(&value);
 #pragma once
@@ -65,8 +66,8 @@ class QV_API QV_Value {
     double real_;
     int integer_;
     bool logical_;
-    const char* text_;          // owned copy
-    quiver::SetStorage* set_;   // owned copy
+    const char* text_;         // owned copy
+    quiver::SetStorage* set_;  // owned copy
     QV_SpecType specification_;
   };
   int b_, a_, index_;

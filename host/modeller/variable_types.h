@@ -17,12 +17,12 @@
 #include "host/modeller/variable_types.def"
 #undef VARIABLE_TYPE
 
-#define STANDARD_OPTION(NAME)                       \
-  class QV_API NAME : public QV_STRINGPARAMETER {   \
-   public:                                          \
-    using QV_STRINGPARAMETER::QV_STRINGPARAMETER;   \
-    QV_Value* QV_DefaultVALUE() override;           \
-    QV_Value* QV_DefaultVALID() override;           \
+#define STANDARD_OPTION(NAME)                     \
+  class QV_API NAME : public QV_STRINGPARAMETER { \
+   public:                                        \
+    using QV_STRINGPARAMETER::QV_STRINGPARAMETER; \
+    QV_Value* QV_DefaultVALUE() override;         \
+    QV_Value* QV_DefaultVALID() override;         \
   }
 STANDARD_OPTION(QV_HEADTYPE);
 STANDARD_OPTION(QV_VALIDPHASETYPE);

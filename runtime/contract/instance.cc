@@ -1,0 +1,285 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "runtime/contract/instance.h"
+
+#include <fmt/format.h>
+
+#include <memory>
+#include <mutex>
+#include <typeindex>
+#include <unordered_map>
+
+#include "runtime/contract/array_storage.h"
+#include "runtime/contract/names.h"
+#include "runtime/contract/scope.h"
+
+namespace quiver {
+namespace {
+
+TypeTable& TableOf(const QV_Container& object) {
+  static std::mutex mutex;
+  static std::unordered_map<std::type_index, std::unique_ptr<TypeTable>> tables;
+  const std::lock_guard lock(mutex);
+  auto& table = tables[typeid(object)];
+  if (!table) table = std::make_unique<TypeTable>(TypeName(typeid(object)));
+  return *table;
+}
+
+char* At(QV_Container& object, long long offset) { return reinterpret_cast<char*>(&object) + offset; }
+template <class T>
+long long OffsetOf(QV_Container& object, T* part) {
+  return reinterpret_cast<char*>(part) - reinterpret_cast<char*>(&object);
+}
+
+// A scalar holder that an instance declares as its own gets its identity and its type's default value.
+void TakeIn(Instance& instance, QV_VarParam& holder, int property) {
+  HostAccess::Parent(holder) = &instance.object();
+  HostAccess::PropertyIndex(holder) = property;
+  GiveTypeDefault(holder);
+  instance.scope().Number(holder);
+}
+
+// What an external finds by its name in the owner; references lead on to what they are bound to.
+QV_Type* FindInOwner(const Instance& owner, std::string_view name, const QV_ExternalBase* asking) {
+  const int property = owner.type().Find(name);
+  if (property < 0 || owner.Reference(property) == asking) return nullptr;
+  return owner.Object(property);
+}
+
+void BindReference(Instance& instance, QV_ExternalBase& reference, int property) {
+  const Property& p = instance.type().properties[static_cast<size_t>(property)];
+  Scope& scope = instance.scope();
+  QV_Type*& target = HostAccess::Target(reference);
+  if (target) return;  // given by whoever made the instance
+  if (p.kind == PropertyKind::kExternal && instance.parent)
+    target = FindInOwner(*instance.parent, p.name, &reference);
+  if (!target && p.kind != PropertyKind::kExternal) target = scope.BindGlobal(reference, p.name);
+  if (target) return;
+  target = HostAccess::NewTarget(reference);
+  if (!target) {
+    scope.Fault(fmt::format("{}: reference {} found nothing and cannot make an object of its own.",
+                            InstanceName(instance), p.name));
+    return;
+  }
+  scope.Adopt(target);
+  if (auto* holder = dynamic_cast<QV_VarParam*>(target)) TakeIn(instance, *holder, property);
+}
+
+}  // namespace
+
+int TypeTable::Find(std::string_view name) const {
+  for (size_t i = 0; i < properties.size(); ++i)
+    if (EqualIgnoringCase(properties[i].name, name)) return static_cast<int>(i);
+  return -1;
+}
+
+QV_ExternalBase* Instance::Reference(int property) const {
+  const Property& p = type_->properties[static_cast<size_t>(property)];
+  const bool reference = p.kind != PropertyKind::kLocal && p.kind != PropertyKind::kVirtual;
+  return reference ? reinterpret_cast<QV_ExternalBase*>(At(*object_, p.offset)) : nullptr;
+}
+
+QV_VirtualBase* Instance::Substitute(int property) const {
+  const Property& p = type_->properties[static_cast<size_t>(property)];
+  return p.kind == PropertyKind::kVirtual ? reinterpret_cast<QV_VirtualBase*>(At(*object_, p.offset))
+                                          : nullptr;
+}
+
+QV_Type* Instance::Object(int property) const {
+  if (QV_ExternalBase* reference = Reference(property)) return reference->Target();
+  if (QV_VirtualBase* substitute = Substitute(property)) return substitute->Target();
+  return reinterpret_cast<QV_Type*>(At(*object_, type_->properties[static_cast<size_t>(property)].offset));
+}
+
+void Declare(const Declaration& d) {
+  Instance* instance = ThisThread().instance;
+  if (!instance) return;  // nobody is building a simulation: the object stands alone
+  TypeTable& table = *instance->type_;
+  QV_Container& object = *instance->object_;
+  const int property = instance->declared_++;
+  const long long offset = d.reference    ? OffsetOf(object, d.reference)
+                           : d.substitute ? OffsetOf(object, d.substitute)
+                                          : OffsetOf(object, d.holder);
+  if (!table.complete && property == static_cast<int>(table.properties.size())) {
+    table.properties.push_back({d.name, d.description, d.kind, d.flag, d.direction, offset});
+  } else {
+    const bool known = property < static_cast<int>(table.properties.size());
+    const Property* p = known ? &table.properties[static_cast<size_t>(property)] : nullptr;
+    if (!p || p->offset != offset || p->kind != d.kind || SUValue::CompareCI(p->name, d.name) != 0) {
+      ++instance->mismatches;
+      return;
+    }
+  }
+  if (d.holder)
+    if (auto* holder = dynamic_cast<QV_VarParam*>(d.holder)) {
+      if (HostAccess::KindOf(*holder) == HostAccess::kArray) {
+        HostAccess::Parent(*holder) = &object;
+        HostAccess::PropertyIndex(*holder) = property;
+      } else {
+        TakeIn(*instance, *holder, property);
+      }
+    }
+}
+
+Instance& ConstructInstance(Scope& scope, QV_Container& object, Instance* parent, const char* name) {
+  auto* instance = new Instance(object, TableOf(object), scope);
+  instance->parent = parent;
+  instance->name = Interned(name ? name : "");
+  HostAccess::InstanceOf(object) = instance;
+  if (parent) HostAccess::Enclosing(object) = &parent->object();
+  {
+    Current current = ThisThread();
+    current.scope = &scope;
+    current.instance = instance;
+    const CurrentGuard guard(current);
+    object.Construct();
+  }
+  TypeTable& table = *instance->type_;
+  if (!table.complete) table.complete = true;
+  if (instance->declared_ != static_cast<int>(table.properties.size())) ++instance->mismatches;
+  if (instance->mismatches) {
+    scope.Fault(fmt::format(
+        "{}: this instance declares other properties than the first {} did. The model library is at fault.",
+        InstanceName(*instance), table.type_name));
+    return *instance;
+  }
+  const int count = static_cast<int>(table.properties.size());
+  for (int i = 0; i < count; ++i)
+    if (QV_ExternalBase* reference = instance->Reference(i)) BindReference(*instance, *reference, i);
+  for (int i = 0; i < count; ++i) {
+    if (QV_VirtualBase* substitute = instance->Substitute(i); substitute && !substitute->Target()) {
+      QV_Type*& target = HostAccess::Target(*substitute);
+      target = HostAccess::NewTarget(*substitute);
+      if (target) scope.Adopt(target);
+    }
+    QV_Type* object_of = instance->Reference(i) ? nullptr : instance->Object(i);
+    if (auto* sub = dynamic_cast<QV_Container*>(object_of); sub && !HostAccess::InstanceOf(*sub)) {
+      Instance& child = ConstructInstance(scope, *sub, instance, "");
+      child.parent_property = i;
+    }
+  }
+  return *instance;
+}
+
+int ConstructArrayElements(Instance& instance) {
+  int made = 0;
+  for (int i = 0; i < static_cast<int>(instance.type().properties.size()); ++i) {
+    if (instance.type().properties[static_cast<size_t>(i)].kind != PropertyKind::kLocal) continue;
+    auto* array = dynamic_cast<QV_ArrayBase*>(instance.Object(i));
+    if (!array) continue;
+    for (long long e = 0; e < array->Count(); ++e) {
+      auto* sub = dynamic_cast<QV_Container*>(&array->At(e));
+      if (!sub) break;
+      Instance* child = HostAccess::InstanceOf(*sub);
+      if (!child) {
+        child = &ConstructInstance(instance.scope(), *sub, &instance, "");
+        ++made;
+      }
+      child->parent_property = i;
+      child->parent_element = e;
+    }
+  }
+  return made;
+}
+
+std::vector<Instance*> SubInstances(const Instance& instance) {
+  std::vector<Instance*> all;
+  for (int i = 0; i < static_cast<int>(instance.type().properties.size()); ++i) {
+    if (instance.Reference(i)) continue;
+    QV_Type* object = instance.Object(i);
+    if (auto* sub = dynamic_cast<QV_Container*>(object)) {
+      if (Instance* child = HostAccess::InstanceOf(*sub); child && child->parent == &instance)
+        all.push_back(child);
+    } else if (auto* array = dynamic_cast<QV_ArrayBase*>(object)) {
+      for (long long e = 0; e < array->Count(); ++e) {
+        auto* element = dynamic_cast<QV_Container*>(&array->At(e));
+        if (!element) break;
+        if (Instance* child = HostAccess::InstanceOf(*element)) all.push_back(child);
+      }
+    }
+  }
+  return all;
+}
+
+std::string ElementSuffix(const QV_ArrayBase& array, long long position) {
+  const ArrayStorage* storage = HostAccess::Storage(const_cast<QV_ArrayBase&>(array));
+  std::vector<std::string> indices(storage->sets.size());
+  for (size_t k = indices.size(); k-- > 0;) {
+    const SetStorage& set = storage->sets[k];
+    const auto place = static_cast<size_t>(position % set.Count());
+    position /= set.Count();
+    indices[k] = set.is_text ? set.texts[place] : std::to_string(set.integers[place]);
+  }
+  return fmt::format("({})", fmt::join(indices, ","));
+}
+
+std::string InstanceName(const Instance& instance) {
+  if (!instance.parent) return *instance.name ? instance.name : instance.type().type_name;
+  std::string name;
+  if (instance.parent->parent || *instance.parent->name) name = InstanceName(*instance.parent) + ".";
+  if (instance.parent_property >= 0) {
+    name += instance.parent->type().properties[static_cast<size_t>(instance.parent_property)].name;
+    if (instance.parent_element >= 0) {
+      auto& array = static_cast<QV_ArrayBase&>(*instance.parent->Object(instance.parent_property));
+      name += ElementSuffix(array, instance.parent_element);
+    }
+  }
+  return name;
+}
+
+namespace {
+// "SUB(1)." from the instance down to the one named; "" when it is the instance itself.
+std::string Path(const Instance& instance, const Instance* within) {
+  if (&instance == within) return "";
+  const std::string name = InstanceName(instance);
+  if (within && !within->parent && *within->name) {
+    const std::string front = std::string(within->name) + ".";
+    if (name.starts_with(front)) return name.substr(front.size()) + ".";
+  }
+  return name.empty() ? "" : name + ".";
+}
+}  // namespace
+
+std::string HolderName(QV_VarParam& holder, const Instance* within) {
+  QV_Type* parent = HostAccess::Parent(holder);
+  if (HostAccess::HasFlag(holder, HostAccess::kGlobalFlag)) {
+    const Scope* scope = ThisThread().scope;
+    return scope ? scope->globals()[static_cast<size_t>(HostAccess::PropertyIndex(holder))]->name
+                 : "a global";
+  }
+  if (!parent) return TypeName(typeid(holder));
+  if (auto* array = dynamic_cast<QV_ArrayBase*>(parent))
+    return HolderName(*array, within) + ElementSuffix(*array, HostAccess::PropertyIndex(holder));
+  auto& container = static_cast<QV_Container&>(*parent);
+  const Instance* instance = HostAccess::InstanceOf(container);
+  if (!instance) return TypeName(typeid(holder));
+  return Path(*instance, within) +
+         instance->type().properties[static_cast<size_t>(HostAccess::PropertyIndex(holder))].name;
+}
+
+std::string QualifiedName(QV_VarParam& holder) { return HolderName(holder, nullptr); }
+
+bool AdmitGlobalAssignment(QV_VarParam& holder, const QV_Value& value) {
+  const Current& current = ThisThread();
+  if (!current.scope) return true;
+  Global& global = *current.scope->globals()[static_cast<size_t>(HostAccess::PropertyIndex(holder))];
+  if (!global.assigned_by || global.assigned_by == current.instance) {
+    global.assigned_by = current.instance;
+    return true;
+  }
+  const std::string now = DescribeValue(value);
+  const bool text = HostAccess::KindOf(holder) == HostAccess::kText;
+  const std::string before =
+      text ? fmt::format("\"{}\"", holder.StringValue()) : fmt::format("{}", holder.RealValue());
+  const bool equal =
+      text                                              ? EqualIgnoringCase(now, before)
+      : HostAccess::KindOf(value) == QV_Value::kReal    ? HostAccess::Real(value) == holder.RealValue()
+      : HostAccess::KindOf(value) == QV_Value::kInteger ? HostAccess::Integer(value) == holder.RealValue()
+                                                        : now == before;
+  if (!equal)
+    current.scope->notes.push_back(
+        fmt::format("global {} keeps {}, the first default; {} would give {}.", global.name, before,
+                    current.instance ? InstanceName(*current.instance) : "another model", now));
+  return false;
+}
+
+}  // namespace quiver

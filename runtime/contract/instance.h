@@ -1,0 +1,107 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the host keeps of an instance: its type's property table (once per type), and who it is in the
+// simulation.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/container.h"
+#include "host/references.h"
+#include "runtime/contract/host_access.h"
+
+namespace quiver {
+
+class Scope;
+
+enum class PropertyKind : unsigned char { kLocal, kGlobal, kExternal, kVirtual, kStructureReference };
+
+// One declaration, as AddProperty tells it.
+struct Declaration {
+  PropertyKind kind;
+  QV_Type* holder;             // local
+  QV_ExternalBase* reference;  // global, external, structure reference
+  QV_VirtualBase* substitute;  // virtual
+  QV_Container* owner;
+  const char* name;
+  const char* description;  // null where the model gives none
+  QV_Direction direction;
+  bool flag;
+};
+void Declare(const Declaration& declaration);  // to the instance whose Construct runs
+
+struct Property {
+  const char* name;
+  const char* description;
+  PropertyKind kind;
+  bool flag;
+  QV_Direction direction;
+  long long offset;  // of the holder or reference from the container's start
+};
+
+// The properties of a type in declaration order. All instances of a class share one table.
+class TypeTable {
+ public:
+  explicit TypeTable(std::string name) : type_name(std::move(name)) {}
+  std::string type_name;
+  std::vector<Property> properties;
+  bool complete = false;                  // the first instance has declared everything
+  int Find(std::string_view name) const;  // -1; letter case ignored
+};
+
+class Instance {
+ public:
+  Instance(QV_Container& object, TypeTable& type, Scope& scope)
+      : object_(&object), type_(&type), scope_(&scope) {}
+
+  QV_Container& object() const { return *object_; }
+  const TypeTable& type() const { return *type_; }
+  Scope& scope() const { return *scope_; }
+
+  // The object a property stands for: the holder itself, or what its reference is bound to (null when
+  // unbound).
+  QV_Type* Object(int property) const;
+  QV_ExternalBase* Reference(int property) const;
+  QV_VirtualBase* Substitute(int property) const;
+  // In how many declarations this instance differed from its type's table: 0, or the library is at fault.
+  int mismatches = 0;
+
+  Instance* parent = nullptr;  // the instance whose sub-model this is
+  int parent_property = -1;
+  long long parent_element = -1;  // in an array of sub-models
+  const char* name = "";          // of a block; empty for sub-models
+
+ private:
+  friend void Declare(const Declaration&);
+  friend Instance& ConstructInstance(Scope&, QV_Container&, Instance*, const char*);
+  QV_Container* object_;
+  TypeTable* type_;
+  Scope* scope_;
+  int declared_ = 0;
+};
+
+inline constexpr unsigned char kHasValueFlag = 8;
+
+// Runs Construct of an object and of its sub-models, binds its references. The instance lives as long as the
+// object.
+Instance& ConstructInstance(Scope& scope, QV_Container& object, Instance* parent, const char* name);
+// Constructs the sub-models that sizing has brought in arrays; returns how many.
+int ConstructArrayElements(Instance& instance);
+// The instances of all sub-models, in declaration order.
+std::vector<Instance*> SubInstances(const Instance& instance);
+
+// Names as the user writes them: "NAME", "NAME(2)", "Y(N2)", "PORT.F", with the block's name in front when
+// qualified.
+std::string InstanceName(const Instance& instance);
+std::string HolderName(QV_VarParam& holder, const Instance* within = nullptr);
+std::string QualifiedName(QV_VarParam& holder);
+std::string ElementSuffix(const QV_ArrayBase& array, long long position);  // "(i,j)"
+
+// Values.
+int SetFromValue(QV_VarParam& holder, const QV_Value& value, Origin origin);
+void GiveTypeDefault(QV_VarParam& holder);
+bool HasValue(const QV_VarParam& holder);
+bool AdmitGlobalAssignment(QV_VarParam& holder, const QV_Value& value);
+std::string DescribeValue(const QV_Value& value);
+
+}  // namespace quiver

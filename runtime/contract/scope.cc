@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "runtime/contract/scope.h"
+
+#include <fmt/format.h>
+
+#include <typeinfo>
+
+#include "runtime/contract/host_access.h"
+#include "runtime/contract/names.h"
+
+namespace quiver {
+
+Current& ThisThread() {
+  thread_local Current current;
+  return current;
+}
+
+namespace {
+std::vector<QV_COMPONENTLISTNAME*>& ComponentLists() {
+  thread_local std::vector<QV_COMPONENTLISTNAME*> lists;
+  return lists;
+}
+}  // namespace
+
+void PushComponentList(QV_COMPONENTLISTNAME* list) { ComponentLists().push_back(list); }
+void PopComponentList() {
+  if (!ComponentLists().empty()) ComponentLists().pop_back();
+}
+QV_COMPONENTLISTNAME* CurrentComponentList() {
+  return ComponentLists().empty() ? nullptr : ComponentLists().back();
+}
+
+Scope::~Scope() {
+  for (auto& global : globals_) delete global->object;
+  for (QV_Type* object : free_standing_) delete object;
+}
+
+Global* Scope::FindGlobal(const char* name) {
+  const auto found = by_name_.find(UpperCase(name));
+  return found == by_name_.end() ? nullptr : found->second;
+}
+
+QV_Type* Scope::BindGlobal(QV_ExternalBase& reference, const char* name) {
+  const std::type_index type = typeid(reference);
+  if (Global* global = FindGlobal(name)) {
+    if (global->reference_type == type) return global->object;
+    Fault(
+        fmt::format("global {} is declared with two types: {} first, {} now. Give it one type in all models.",
+                    name, HeldTypeName(global->reference_type.name()), HeldTypeName(type.name())));
+    return nullptr;
+  }
+  QV_Type* object = HostAccess::NewTarget(reference);
+  if (!object) return nullptr;
+  globals_.push_back(std::make_unique<Global>(Global{name, type, object}));
+  by_name_[UpperCase(name)] = globals_.back().get();
+  if (auto* holder = dynamic_cast<QV_VarParam*>(object)) {
+    HostAccess::SetFlag(*holder, HostAccess::kGlobalFlag);
+    HostAccess::PropertyIndex(*holder) = static_cast<int>(globals_.size()) - 1;
+    Number(*holder);
+  }
+  return object;
+}
+
+int Scope::Number(QV_VarParam& holder) {
+  int& number = HostAccess::Number(holder);
+  if (number < 0) {
+    number = Count();
+    holders_.push_back(&holder);
+  }
+  return number;
+}
+
+void Scope::Forget(QV_VarParam& holder) {
+  int& number = HostAccess::Number(holder);
+  if (number >= 0 && number < Count() && holders_[static_cast<size_t>(number)] == &holder)
+    holders_[static_cast<size_t>(number)] = nullptr;
+  number = -1;
+}
+
+}  // namespace quiver

@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the instances of one simulation share: globals, the numbering of variables, findings; and, per thread,
+// which simulation and instance the contract's operations work on at the moment.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <typeindex>
+#include <vector>
+
+#include "host/property.h"
+#include "host/references.h"
+#include "host/sets.h"
+
+class QV_ProcedureEquationType;
+class QV_ProcedureType;
+
+namespace quiver {
+
+class Instance;
+
+struct Global {
+  std::string name;
+  std::type_index reference_type;  // the reference's class, which tells the held type
+  QV_Type* object;
+  const Instance* assigned_by = nullptr;  // the first instance whose assignments gave the value
+};
+
+class Scope {
+ public:
+  Scope() = default;
+  Scope(const Scope&) = delete;
+  Scope& operator=(const Scope&) = delete;
+  ~Scope();
+
+  // The global of that name (letter case ignored), created with the reference's held type by the first
+  // declaration. Null, with a finding, when the name is bound with another type.
+  QV_Type* BindGlobal(QV_ExternalBase& reference, const char* name);
+  const std::vector<std::unique_ptr<Global>>& globals() const { return globals_; }
+  Global* FindGlobal(const char* name);
+
+  void Adopt(QV_Type* free_standing) { free_standing_.push_back(free_standing); }
+  int Number(QV_VarParam& holder);  // gives the holder the next number
+  void Forget(QV_VarParam& holder);
+  QV_VarParam* Holder(int number) const { return holders_[static_cast<size_t>(number)]; }
+  int Count() const { return static_cast<int>(holders_.size()); }
+
+  void Fault(std::string message) { faults.push_back(std::move(message)); }
+  std::vector<std::string> faults;  // what makes the simulation wrong
+  std::vector<std::string> notes;   // what the user should know
+
+ private:
+  std::vector<std::unique_ptr<Global>> globals_;
+  std::map<std::string, Global*> by_name_;  // upper case
+  std::vector<QV_Type*> free_standing_;
+  std::vector<QV_VarParam*> holders_;
+};
+
+// Hears what SetUpEquations tells.
+class StructureSink {
+ public:
+  virtual ~StructureSink() = default;
+  virtual void OpenGroup(int group) = 0;
+  virtual void NonZero(QV_VarParam& variable) = 0;
+  virtual void CloseBranch() = 0;
+  virtual void Procedure(int group, int equations, int nonzeros) = 0;
+  virtual void LocalCount(int counter) = 0;
+};
+
+// Hears what JacPattern tells. Pattern entries are written by the contract's own code.
+class EmissionSink {
+ public:
+  virtual ~EmissionSink() = default;
+  virtual void Reset() = 0;
+  virtual void Equation(const char* name, int index, int group) = 0;
+  virtual void ProcedureEquation(QV_ProcedureEquationType* equation, int index) = 0;  // takes it over
+  virtual void ProcedureExpression(QV_ProcedureType* procedure, int output_element, int index,
+                                   const char* name) = 0;
+  virtual void ProcedureCall(QV_ProcedureType* procedure, int group) = 0;
+  virtual void Operator(int code, int index) = 0;
+  virtual void Real(double value, int index) = 0;
+  virtual void Integer(int value, int index) = 0;
+  virtual void Text(const char* value, int index) = 0;
+  virtual void Variable(QV_VarParam& variable, int index) = 0;
+  virtual void BeginCondition(int number, const char* label, int index) = 0;
+  virtual void EndCondition(int index) = 0;
+  virtual void PatternFull(int index) = 0;
+};
+
+// The simulation and the instance that the contract's operations work on; one thread drives a simulation.
+struct Current {
+  Scope* scope = nullptr;
+  Instance* instance = nullptr;
+  StructureSink* structure = nullptr;
+  EmissionSink* emission = nullptr;
+};
+Current& ThisThread();
+
+// The component list for which a routine is asking properties at the moment; null outside such a call.
+void PushComponentList(QV_COMPONENTLISTNAME* list);
+void PopComponentList();
+QV_COMPONENTLISTNAME* CurrentComponentList();
+
+// Sets the current state for a block.
+class CurrentGuard {
+ public:
+  explicit CurrentGuard(Current current) : saved_(ThisThread()) { ThisThread() = current; }
+  ~CurrentGuard() { ThisThread() = saved_; }
+  CurrentGuard(const CurrentGuard&) = delete;
+  CurrentGuard& operator=(const CurrentGuard&) = delete;
+
+ private:
+  Current saved_;
+};
+
+}  // namespace quiver

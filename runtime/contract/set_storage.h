@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: Apache-2.0
+// The elements of a set: integers or texts, in the order written.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/sets.h"
+
+namespace quiver {
+
+class SetStorage : public QV_Set {
+ public:
+  static SetStorage* FromText(const char* text);      // each value followed by a double quote
+  static SetStorage* FromIntegers(const char* text);  // 1":3" is 1 to 3
+
+  bool is_text = false;
+  std::vector<int> integers;
+  std::vector<std::string> texts;
+
+  long long Count() const { return static_cast<long long>(is_text ? texts.size() : integers.size()); }
+  bool Contains(const char* text) const;  // letter case ignored
+  std::string Describe() const;           // "A", "B" or 1, 2, 3
+  bool operator==(const SetStorage& other) const {
+    return is_text == other.is_text && integers == other.integers && texts == other.texts;
+  }
+  static SetStorage& Empty();
+};
+
+// What a set stands for: its elements; every QV_Set of this host is a SetStorage.
+inline const SetStorage& ElementsOf(const QV_Set& set) { return static_cast<const SetStorage&>(set); }
+
+}  // namespace quiver
