@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+// Several equations at once: damped Newton within the bounds.
+//
+//   BlockResult result = DampedNewton().Solve(system, options, x);
+//
+// Each iteration: 1. rows weighted by the magnitude of their own terms, columns by the unknowns'
+// magnitudes; 2. Newton step, shortened along its projection on the bounds until the weighted residual falls
+// (Armijo) or the next simplified correction is shorter (natural monotonicity; P. Deuflhard, Newton Methods
+// for Nonlinear Problems, 2004); 3. where that fails or the Jacobian is singular, a Levenberg-Marquardt step
+// in which unknowns held by a bound take no part;
+// 4. the alternatives are decided anew. If they chase each other, each assignment is solved for itself before
+// the next decision; one that comes back then proves a cycle.
+#ifndef QUIVER_RUNTIME_SOLVE_NEWTON_H_
+#define QUIVER_RUNTIME_SOLVE_NEWTON_H_
+
+#include <memory>
+
+#include "runtime/linalg/linear_solver.h"
+#include "runtime/solve/block_method.h"
+
+namespace quiver {
+
+class DampedNewton : public BlockMethod {
+ public:
+  bool Handles(int /*size*/) const override { return true; }
+  BlockResult Solve(BlockSystem& system, const SolveOptions& options, std::span<double> x) override;
+
+ private:
+  std::unique_ptr<LinearSolver>
+      small_;  // kept from block to block: its storage is worth more than its contents
+};
+
+}  // namespace quiver
+
+#endif  // QUIVER_RUNTIME_SOLVE_NEWTON_H_
