@@ -1,0 +1,189 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "runtime/expression/formula_builder.h"
+
+#include <bit>
+#include <cmath>
+#include <utility>
+
+namespace quiver {
+namespace {
+
+// Integer and half-integer exponents up to this size become products and roots: at most 6 multiplications
+// instead of a call of pow.
+constexpr double kLargestUnrolledExponent = 16;
+
+std::uint64_t Mix(std::uint64_t hash, std::uint64_t word) {
+  hash = (hash ^ word) * 0x9E3779B97F4A7C15u;
+  return hash ^ (hash >> 29);
+}
+
+}  // namespace
+
+bool FormulaBuilder::Node::operator==(const Node& other) const {
+  return kind == other.kind && op == other.op && a == other.a && b == other.b && c == other.c &&
+         std::bit_cast<std::uint64_t>(value) == std::bit_cast<std::uint64_t>(other.value);
+}
+
+std::size_t FormulaBuilder::NodeHash::operator()(const Node& node) const {
+  std::uint64_t hash = Mix(static_cast<std::uint64_t>(node.kind) << 8 | static_cast<std::uint64_t>(node.op),
+                           std::bit_cast<std::uint64_t>(node.value));
+  hash = Mix(hash, static_cast<std::uint64_t>(static_cast<std::uint32_t>(node.a)) << 32 |
+                       static_cast<std::uint32_t>(node.b));
+  return Mix(hash, static_cast<std::uint32_t>(node.c));
+}
+
+int FormulaBuilder::Intern(const Node& node) {
+  const auto [place, added] = known_.try_emplace(node, size());
+  if (added) {
+    nodes_.push_back(node);
+    is_recorded_.push_back(false);
+  }
+  return place->second;
+}
+
+int FormulaBuilder::Constant(double value) {
+  return Intern({.kind = Kind::kConstant, .op = Operator::kEndOfList, .value = value});
+}
+
+int FormulaBuilder::Input(int number) {
+  return Intern({.kind = Kind::kInput, .op = Operator::kEndOfList, .a = number});
+}
+
+int FormulaBuilder::Apply(Operator op, int a, int b, int c) {
+  const bool all_constant = IsConstant(a) && (b < 0 || IsConstant(b)) && (c < 0 || IsConstant(c));
+  if (all_constant) {
+    auto value = [&](int id) { return id < 0 ? 0.0 : nodes_[id].value; };
+    return Constant(ValueOf<double>(op, value(a), value(b), value(c)));
+  }
+  if (const int simpler = Simplified(op, a, b); simpler >= 0) return simpler;
+  // Sums and products do not depend on the order of two operands, so both orders are one node.
+  if ((op == Operator::kAdd || op == Operator::kMultiply) && a > b) std::swap(a, b);
+  return Intern({.kind = Kind::kStep, .op = op, .a = a, .b = b, .c = c});
+}
+
+// A node that equals the step, or -1. Signs move outwards, where sums absorb them.
+int FormulaBuilder::Simplified(Operator op, int a, int b) {
+  auto negated = [this](int id) { return IsStep(id, Operator::kNegate) ? nodes_[id].a : -1; };
+  switch (op) {
+    case Operator::kNegate:
+      return negated(a);
+    case Operator::kAdd:
+      if (negated(b) >= 0) return Apply(Operator::kSubtract, a, negated(b));
+      if (negated(a) >= 0) return Apply(Operator::kSubtract, b, negated(a));
+      return -1;
+    case Operator::kSubtract:
+      if (negated(b) >= 0) return Apply(Operator::kAdd, a, negated(b));
+      return IsConstant(b, 0) ? a : -1;
+    case Operator::kMultiply:
+      if (IsConstant(a)) std::swap(a, b);
+      if (IsConstant(b, 1)) return a;
+      if (IsConstant(b, -1)) return Apply(Operator::kNegate, a);
+      if (negated(a) >= 0) return Apply(Operator::kNegate, Apply(Operator::kMultiply, negated(a), b));
+      if (negated(b) >= 0) return Apply(Operator::kNegate, Apply(Operator::kMultiply, a, negated(b)));
+      return a == b ? Apply(Operator::kSquare, a) : -1;
+    case Operator::kDivide:
+      if (IsConstant(b, 1)) return a;
+      if (negated(a) >= 0) return Apply(Operator::kNegate, Apply(Operator::kDivide, negated(a), b));
+      return -1;
+    case Operator::kPassIf:
+      return IsConstant(a, 1) ? b : IsConstant(b, 1) ? a : -1;
+    case Operator::kGuardedProduct:
+      // Only what may be infinite needs the guard.
+      return IsConstant(a) || IsConstant(b) ? Apply(Operator::kMultiply, a, b) : -1;
+    case Operator::kPower:
+      return IsConstant(b) ? ConstantPower(a, nodes_[b].value) : -1;
+    default:
+      return -1;
+  }
+}
+
+// base^exponent as products, a root and a reciprocal; -1 where pow has to do it.
+int FormulaBuilder::ConstantPower(int base, double exponent) {
+  if (exponent == 0) return Constant(1);
+  if (exponent == 1) return base;
+  const double size = std::fabs(exponent);
+  if (size > kLargestUnrolledExponent || size * 2 != std::floor(size * 2)) return -1;
+  if (exponent < 0)
+    return Apply(Operator::kDivide, Constant(1), Apply(Operator::kPower, base, Constant(size)));
+  if (exponent == 0.5) return Apply(Operator::kSquareRoot, base);
+  int result = size == std::floor(size) ? -1 : Apply(Operator::kSquareRoot, base);
+  int square = base;  // base^1, ^2, ^4, ...
+  for (int rest = static_cast<int>(size); rest != 0; rest /= 2) {
+    if (rest % 2 == 1) result = result < 0 ? square : Apply(Operator::kMultiply, result, square);
+    if (rest > 1) square = Apply(Operator::kSquare, square);
+  }
+  return result;
+}
+
+int FormulaBuilder::Record(Operator op, int a, int b) {
+  const int result = Apply(op, a, b);
+  // A result that was there already is an operand itself (x*1) or the same formula again: in both cases its
+  // derivatives are recorded, and a second record would count them twice.
+  if (nodes_[result].kind == Kind::kStep && !is_recorded_[result]) {
+    is_recorded_[result] = true;
+    recorded_.push_back({op, a, b, result});
+  }
+  return result;
+}
+
+std::vector<int> FormulaBuilder::Differentiate(int root, int inputs) {
+  struct Adjoint {
+    Term slope{0.0};      // d root / d node
+    bool guarded = true;  // reached only through operands of max and min
+  };
+  std::vector<Adjoint> adjoint(nodes_.size());
+  adjoint[root] = {Term(1.0), false};
+  for (auto step = recorded_.rbegin(); step != recorded_.rend(); ++step) {
+    const Adjoint outer = adjoint[step->result];
+    if (outer.slope.IsZero()) continue;
+    const Term a(*this, step->a), b = step->b < 0 ? Term(0) : Term(*this, step->b), v(*this, step->result);
+    const bool chooses = step->op == Operator::kMaximum || step->op == Operator::kMinimum;
+    for (int operand = 0; operand < 2; ++operand) {
+      const int target = operand == 0 ? step->a : step->b;
+      if (target < 0 || IsConstant(target)) continue;
+      const Term inner = DerivativeOf<Term>(step->op, operand, a, b, v);
+      Adjoint& sum = adjoint[target];
+      sum.slope = sum.slope + (chooses         ? PassIf(outer.slope, inner)
+                               : outer.guarded ? GuardedProduct(outer.slope, inner)
+                                               : outer.slope * inner);
+      sum.guarded = sum.guarded && (chooses || outer.guarded);
+    }
+  }
+  std::vector<int> slopes(inputs, -1);
+  for (int id = 0; id < static_cast<int>(adjoint.size()); ++id) {
+    if (nodes_[id].kind == Kind::kInput && nodes_[id].a < inputs)
+      slopes[nodes_[id].a] = adjoint[id].slope.Node(*this);
+  }
+  for (int& slope : slopes) {
+    if (slope < 0) slope = Constant(0);
+  }
+  return slopes;
+}
+
+Term Term::Step(Operator op, Term a) {
+  if (a.builder_ == nullptr) return ValueOf<double>(op, a.constant_);
+  return Term(*a.builder_, a.builder_->Apply(op, a.node_));
+}
+
+Term Term::Step(Operator op, Term a, Term b) {
+  FormulaBuilder* builder = a.builder_ ? a.builder_ : b.builder_;
+  if (builder == nullptr) return ValueOf<double>(op, a.constant_, b.constant_);
+  const int left = a.Node(*builder);
+  return Term(*builder, builder->Apply(op, left, b.Node(*builder)));
+}
+
+Term PowerByBase(Term a, Term b, Term v) {
+  FormulaBuilder& builder = *v.builder_;
+  const int exponent = b.Node(builder);
+  if (builder.IsConstant(exponent)) {
+    return b * Term::Step(Operator::kPower, a, Term(builder.node(exponent).value - 1));
+  }
+  return Term(builder, builder.Apply(Operator::kPowerByBase, a.Node(builder), exponent, v.node_));
+}
+
+Term PowerByExponent(Term a, Term b, Term v) {
+  FormulaBuilder& builder = *v.builder_;
+  return Term(builder, builder.Apply(Operator::kPowerByExponent, a.Node(builder), b.Node(builder), v.node_));
+}
+
+}  // namespace quiver

@@ -1,0 +1,148 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "runtime/expression/shape.h"
+
+#include <algorithm>
+#include <bit>
+#include <cassert>
+
+#include "runtime/expression/operators.h"
+
+namespace quiver {
+namespace {
+
+constexpr std::uint64_t kGolden = 0x9E3779B97F4A7C15u;
+
+// Two independent chains of multiplications, joined at the end: half the latency of one.
+std::uint64_t HashOf(std::span<const ShapeWord> words) {
+  std::uint64_t even = words.size(), odd = kGolden;
+  std::size_t i = 0;
+  for (; i + 1 < words.size(); i += 2) {
+    even = (std::rotl(even, 23) ^ words[i].bits()) * kGolden;
+    odd = (std::rotl(odd, 23) ^ words[i + 1].bits()) * 0xC2B2AE3D27D4EB4Fu;
+  }
+  if (i < words.size()) even = (std::rotl(even, 23) ^ words[i].bits()) * kGolden;
+  const std::uint64_t hash = (even ^ std::rotl(odd, 31)) * kGolden;
+  return hash ^ (hash >> 32);
+}
+
+char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
+
+}  // namespace
+
+bool SameText(const char* a, const char* b) {
+  for (; Lower(*a) == Lower(*b); ++a, ++b) {
+    if (*a == '\0') return true;
+  }
+  return false;
+}
+
+bool Shape::IsLinear() const {
+  return std::find(programs.constant_derivative.begin(), programs.constant_derivative.end(), false) ==
+         programs.constant_derivative.end();
+}
+
+int ShapeStore::Intern(std::span<const Token> stream, std::vector<int>& gather) {
+  const std::size_t first = gather.size();
+  const std::span<const ShapeWord> words(scratch_.data(), WriteWords(stream, gather));
+  const std::uint64_t hash = HashOf(words);
+  if (!table_.empty()) {
+    for (std::size_t i = hash & (table_.size() - 1); table_[i].id >= 0; i = (i + 1) & (table_.size() - 1)) {
+      if (table_[i].hash != hash) continue;
+      const Key& key = keys_[table_[i].id];
+      if (key.size == words.size() && std::equal(words.begin(), words.end(), words_.begin() + key.offset)) {
+        return table_[i].id;
+      }
+    }
+  }
+  return Add(words, hash, static_cast<int>(gather.size() - first));
+}
+
+// Writes the canonical stream to scratch_ and returns its length.
+std::size_t ShapeStore::WriteWords(std::span<const Token> stream, std::vector<int>& gather) {
+  PrepareNumbering(stream.size());
+  if (scratch_.size() < stream.size()) scratch_.resize(stream.size());
+  const std::size_t first = gather.size();
+  ShapeWord* const begin = scratch_.data();
+  ShapeWord* end = begin;
+  for (std::size_t i = 0; i < stream.size(); ++i) {
+    const Token& token = stream[i];
+    switch (token.kind) {
+      case Token::kOperator:
+        *end++ = ShapeWord::Code(token.index);
+        break;
+      case Token::kVariable:
+        *end++ = ShapeWord::Variable(NumberOf(token.index, gather, first));
+        break;
+      case Token::kReal:
+      case Token::kInteger:
+        *end++ = ShapeWord::Literal(token.real);
+        break;
+      case Token::kText: {
+        // The first text of two: the comparison is the word before.
+        assert(end != begin && i + 1 < stream.size() && stream[i + 1].kind == Token::kText);
+        const auto comparison = static_cast<Operator>(end[-1].index());
+        const double differ = SameText(token.text, stream[i + 1].text) ? 0 : 1;
+        end[-1] = ShapeWord::Truth(ValueOf<double>(comparison, differ, 0.0) != 0);
+        ++i;
+        break;
+      }
+    }
+  }
+  return static_cast<std::size_t>(end - begin);
+}
+
+void ShapeStore::PrepareNumbering(std::size_t tokens) {
+  const std::size_t size = std::bit_ceil(2 * tokens + 2);
+  if (numbered_.size() < size) numbered_.resize(size);
+  numbered_mask_ = size - 1;
+  if (++turn_ == 0) {  // after 2^32 streams old entries would look new
+    std::fill(numbered_.begin(), numbered_.end(), Numbered{});
+    turn_ = 1;
+  }
+}
+
+int ShapeStore::NumberOf(int variable, std::vector<int>& gather, std::size_t first) {
+  std::size_t i = ((static_cast<std::uint32_t>(variable) * kGolden) >> 32) & numbered_mask_;
+  for (;; i = (i + 1) & numbered_mask_) {
+    Numbered& entry = numbered_[i];
+    if (entry.turn != turn_) {
+      entry = {turn_, variable, static_cast<int>(gather.size() - first)};
+      gather.push_back(variable);
+      return entry.number;
+    }
+    if (entry.variable == variable) return entry.number;
+  }
+}
+
+int ShapeStore::Add(std::span<const ShapeWord> words, std::uint64_t hash, int variables) {
+  if (2 * (shapes_.size() + 1) > table_.size()) Grow();
+  const int id = size();
+  Shape& shape = shapes_.emplace_back();
+  shape.variable_count = variables;
+  if (words[0].kind() == ShapeWord::kTruth) {
+    shape.is_condition = true;
+  } else if (words[0].kind() == ShapeWord::kOperator) {
+    const Role role = FindOperator(words[0].index())->role;
+    shape.is_condition = role == Role::kComparison || role == Role::kLogical;
+  }
+  shape.programs = Compile(words, variables);
+  keys_.push_back({words_.size(), words.size()});
+  words_.insert(words_.end(), words.begin(), words.end());
+  std::size_t i = hash & (table_.size() - 1);
+  while (table_[i].id >= 0) i = (i + 1) & (table_.size() - 1);
+  table_[i] = {hash, id};
+  return id;
+}
+
+void ShapeStore::Grow() {
+  std::vector<Entry> old(std::max<std::size_t>(64, 2 * table_.size()));
+  old.swap(table_);
+  for (const Entry& entry : old) {
+    if (entry.id < 0) continue;
+    std::size_t i = entry.hash & (table_.size() - 1);
+    while (table_[i].id >= 0) i = (i + 1) & (table_.size() - 1);
+    table_[i] = entry;
+  }
+}
+
+}  // namespace quiver
