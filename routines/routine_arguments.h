@@ -137,7 +137,8 @@ class RoutineCall {
   // Without trailing blanks; compare it with SameText, which ignores case.
   std::string_view Text(int input) const {
     const char* begin = reinterpret_cast<const char*>(values_ + input_offsets_[input]);
-    std::string_view text(begin, strnlen(begin, 256));
+    const void* end = std::memchr(begin, '\0', 256);
+    std::string_view text(begin, end ? static_cast<const char*>(end) - begin : 256);
     while (text.ends_with(' ')) text.remove_suffix(1);
     return text;
   }

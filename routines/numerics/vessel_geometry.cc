@@ -47,7 +47,7 @@ Filling LowerHalf(const Vessel& vessel, double level) {
     f.volume.by_level = chord * d * length;
     f.volume.value = f.volume.by_length * length;
     f.area.by_length = angle * d;
-    f.area.by_level = relative > 0 ? 2 * length / chord : 0.0;
+    f.area.by_level = 2 * length / std::max(chord, 1e-300);  // 0 is asked for the volume only
     f.area.value = f.area.by_length * length;
   }
   f.volume.value += heads * head.volume * d * d * d;
