@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "runtime/contract/procedure_access.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace quiver {
+namespace {
+
+// The protected members of the procedure's host side, named from a class derived from it.
+struct Access : QV_ProcedureType_F {
+  static QV_VarParam** ElementList(const QV_ProcedureType_F& p) { return p.*(&Access::Elements); }
+  static long long Inputs(const QV_ProcedureType_F& p) { return p.*(&Access::InputElements); }
+  static long long Outputs(const QV_ProcedureType_F& p) { return p.*(&Access::OutputElements); }
+  static long long Variables(const QV_ProcedureType_F& p) { return p.*(&Access::VariableElements); }
+  static double* Returned(const QV_ProcedureType_F& p) { return p.*(&Access::Derivatives); }
+  static long long Leading(const QV_ProcedureType_F& p) { return p.*(&Access::DerivativeDimension); }
+};
+
+}  // namespace
+
+ProcedureElements ElementsOf(QV_ProcedureType& procedure) {
+  const auto& p = static_cast<const QV_ProcedureType_F&>(procedure);
+  if (!Access::ElementList(p)) return {};
+  return {Access::ElementList(p), Access::Inputs(p), Access::Outputs(p)};
+}
+
+bool EvaluateProcedure(QV_ProcedureType& procedure, double* residuals, double* rows) {
+  const auto& p = static_cast<const QV_ProcedureType_F&>(procedure);
+  int i = 0;
+  if (procedure.Residuals(residuals, i) < 0) return false;
+  if (!rows) return true;
+
+  const ProcedureElements list = ElementsOf(procedure);
+  std::fill_n(rows, list.outputs * list.Count(), 0.0);
+  for (long long j = 0; j < list.outputs; ++j) rows[j * list.Count() + list.inputs + j] = 1.0;
+  if (procedure.ReturnsDerivatives()) {
+    // Left by the call for the residuals: by input element, and with the sign of the residual.
+    const double* const returned = Access::Returned(p);
+    const long long leading = Access::Leading(p);
+    for (long long e = 0; e < list.inputs; ++e) {
+      if (!list.elements[e]->IsVariable()) continue;
+      for (long long j = 0; j < list.outputs; ++j) rows[j * list.Count() + e] = returned[j + e * leading];
+    }
+    return true;
+  }
+
+  const long long stride = Access::Variables(p) + 1;
+  thread_local std::vector<double> jacobian;
+  jacobian.resize(static_cast<size_t>(list.outputs * stride));
+  i = 0;
+  if (procedure.Jacobian(jacobian.data(), i) < 0) return false;
+  long long column = 1;
+  for (long long e = 0; e < list.inputs; ++e) {
+    if (!list.elements[e]->IsVariable()) continue;
+    for (long long j = 0; j < list.outputs; ++j)
+      rows[j * list.Count() + e] = jacobian[static_cast<size_t>(j * stride + column)];
+    ++column;
+  }
+  return true;
+}
+
+}  // namespace quiver

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+// Why the last call of a procedure failed. The contract hands on a negative number only; the sentence is kept
+// here, per thread, until the next failure.
+//
+//   if (!EvaluateProcedure(procedure, residuals, rows)) Report(LastProcedureFault().sentence);
+#pragma once
+
+#include <string>
+
+class QV_ProcedureType;
+
+namespace quiver {
+
+// What EnsureCompatibleDLLLoaded and CheckIFailAndOutputs answer.
+enum ProcedureFaultCode : int {
+  kRoutineAbsent = -1,   // no provider, library or routine
+  kArgumentsUnfit = -2,  // the arguments given are not those of the procedure, or a text is too long
+  kRoutineFailed = -3,   // the routine reported failure
+  kOutputsInvalid = -4,  // an output is not a finite number
+  kMemoryOverrun = -5,   // the routine wrote outside its arguments
+};
+
+struct ProcedureFault {
+  std::string routine, library;
+  int code = 0;  // 0: no failure yet
+  std::string sentence;
+};
+
+const ProcedureFault& LastProcedureFault();
+void ClearProcedureFault();
+// Records the failure and returns the code.
+int RecordProcedureFault(QV_ProcedureType& procedure, int code, const std::string& what_and_remedy);
+
+// How many times a routine has changed one of its inputs, in this thread: what was computed from them is out
+// of date.
+long long InputsChangedByRoutines();
+
+}  // namespace quiver
