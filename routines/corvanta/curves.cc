@@ -14,18 +14,20 @@
 //
 // Between two speeds. Surge and stonewall are interpolated linearly in speed; the abscissa's relative
 // position s between them (0 at surge, 1 at stonewall) is the same on both neighbouring curves, and the
-// values read there are interpolated linearly in speed. This is the map reader's auxiliary coordinate (J.
-// Kurzke, ASME 96-GT-447, "beta lines"), here with straight lines of equal s. Reading both curves at the same
-// abscissa instead would leave the range of one of them whenever the ranges differ, and would not follow
-// curves that stretch with speed as the fan laws say. Curves of pump polynomials, which have no ends, are
-// read at the same abscissa. A speed outside the given ones is extrapolated with the two nearest curves,
-// never held, so that a speed that is solved for keeps its influence. With a single curve the speed has no
-// influence: carrying it to another speed is the caller's fan law. Curves may come in any order of speed.
+// values read there are interpolated linearly in speed. This is the auxiliary coordinate with which
+// gas turbine maps are read ("beta lines", J. Kurzke, www.gasturb.de), here with lines of equal s. Reading
+// both curves at the same abscissa instead would leave the range of one of them whenever the ranges differ,
+// and would not follow curves that stretch with speed as the fan laws say. Curves of pump polynomials, which
+// have no ends, are read at the same abscissa. A speed outside the given ones is extrapolated with the two
+// nearest curves, never held, so that a speed that is solved for keeps its influence. With a single curve the
+// speed has no influence: carrying it to another speed is the caller's fan law. Curves may come in any order
+// of speed.
 //
 // Derivatives are exact, by the abscissa, the speeds and every table entry, coefficient and end value in use.
 // At a curve's own speed they are those towards higher speed (at the highest: towards lower).
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <functional>
 #include <limits>
 
@@ -162,12 +164,9 @@ class CurveMap {
 
   bool LoadCurves() {
     if (!(is_tabular_ ? LoadTables() : LoadPolynomials())) return false;
-    surge_ = First(0);
-    stonewall_ = Last(0);
-    if (used_ == 2) {
-      surge_ += t_ * (First(1) - First(0));
-      stonewall_ += t_ * (Last(1) - Last(0));
-    }
+    const int other = used_ - 1;
+    surge_ = std::lerp(First(0), First(other), t_);
+    stonewall_ = std::lerp(Last(0), Last(other), t_);
     // Extrapolated far enough, the lines of surge and stonewall meet.
     if (is_bounded_ && !(stonewall_ > surge_)) return Fail(Failure::kOutOfRange, in_.speed);
     position_ = is_bounded_ ? (call_.Real(in_.abscissa) - surge_) / (stonewall_ - surge_) : 0.0;
@@ -227,10 +226,8 @@ class CurveMap {
   // The abscissa on curve i.
   double Place(int i) const {
     const double x = call_.Real(in_.abscissa);
-    // Written from the nearer end, so that the ends of the range meet the ends of the curve exactly.
     if (!is_bounded_ || used_ == 1) return x;
-    return position_ <= 0.5 ? First(i) + position_ * Range(i)
-                            : Last(i) - (stonewall_ - x) / (stonewall_ - surge_) * Range(i);
+    return std::lerp(First(i), Last(i), position_);  // exact at both ends
   }
 
   // Number of the input value that is the first or last abscissa of curve i.
@@ -314,18 +311,24 @@ thread_local std::array<CurveLine, 2> CurveMap::lines_;
 
 // A compressor's curve: the value, % above surge, % below stonewall.
 //
-// Inputs, in order:  1 format; 2 number of curves; 3 largest number of points of a curve; 4 number of points
-// per curve; 5 extrapolate beyond surge and stonewall ("Yes" or "No"); 6 shaft speed; 7 speeds of the curves;
-// 8 ordinates, curve by point; 9 abscissas, curve by point; 10 coefficients, curve by coefficient; 11 surge
-// and 12 stonewall abscissas of the polynomials; 13 abscissa; 14 interpolation method.  Outputs:  1 ordinate;
-// 2 and 3 the distances in percent of the surge and of the stonewall value at that speed (of the other one
-// where the first is zero), negative beyond them.
+// Inputs, in order:
+// - 1 format, 2 number of curves, 3 largest number of points of a curve, 4 number of points per curve
+// - 5 extrapolate beyond surge and stonewall: "Yes" or "No"
+// - 6 shaft speed, 7 speeds of the curves
+// - 8 ordinates and 9 abscissas, curve by point
+// - 10 coefficients, curve by coefficient; 11 surge and 12 stonewall abscissas of the polynomials
+// - 13 abscissa, 14 interpolation method
+//
+// Outputs:
+// - 1 ordinate
+// - 2 and 3 the distances in percent of the surge and of the stonewall value at that speed (of the other one
+//   where the first is zero), negative beyond them
 //
 // Any unit, as long as a table and what is read from it share it. Text case is ignored; the tables of the
 // other format may be empty. Fails with kUnknownText (1, 5, 14), kSizes (4, 7 to 12: fewer rows than curves,
-// or more points than columns) or kOutOfRange: 2 no curve, 4 fewer than two points, 7 two curves of one
-// speed, 9 abscissas that do not ascend, 12 stonewall not above surge, 6 a speed so far outside that surge
-// and stonewall have crossed.
+// or more points than columns or than input 3) or kOutOfRange: 2 no curve, 4 fewer than two points, 6 a speed
+// so far outside that surge and stonewall have crossed, 7 two curves of one speed, 9 abscissas that do not
+// ascend, 12 stonewall not above surge.
 ROUTINE(ZX40RM_sppcurve, "s* i* i* i[n]* s* r* r[n]* r[n,n]* r[n,n]* r[n,n]* r[n]* r[n]* r* s* -> r r r") {
   using namespace quiver::routines;
   static constexpr CurveInputs kInputs = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13};
@@ -337,10 +340,13 @@ ROUTINE(ZX40RM_sppcurve, "s* i* i* i[n]* s* r* r[n]* r[n,n]* r[n,n]* r[n,n]* r[n
 
 // A pump's curve.
 //
-// Inputs, in order:  1 format; 2 number of curves; 3 largest number of points of a curve; 4 number of points
-// per curve; 5 shaft speed; 6 speeds of the curves; 7 ordinates; 8 abscissas; 9 coefficients; 10 abscissa; 11
-// interpolation method. Output:  the ordinate, not limited. Units and failures as ZX40RM_sppcurve, by these
-// numbers.
+// Inputs, in order:
+// - 1 format, 2 number of curves, 3 largest number of points of a curve, 4 number of points per curve
+// - 5 shaft speed, 6 speeds of the curves
+// - 7 ordinates and 8 abscissas, curve by point; 9 coefficients, curve by coefficient
+// - 10 abscissa, 11 interpolation method
+//
+// Output: the ordinate, not limited. Units and failures as for ZX40RM_sppcurve, with these numbers.
 ROUTINE(ZX40RM_sppumpcurve, "s* i* i* i[n]* r* r[n]* r[n,n]* r[n,n]* r[n,n]* r* s* -> r") {
   using namespace quiver::routines;
   static constexpr CurveInputs kInputs = {0, 1, 2, 3, -1, 4, 5, 6, 7, 8, -1, -1, 9, 10};

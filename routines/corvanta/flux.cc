@@ -41,29 +41,30 @@ bool LoadSettings(RoutineCall& call, int area_ratio, int intervals, int lowest, 
 // Simpson's form of the omega method, liquid down to its saturation pressure first.
 //
 // Inputs, in order:
-//   1 ETA_A   exit pressure over inlet pressure. Above 1: see NozzleExpansion::PsiSquared; below input 7: as
-//   there. 2 ETA_S   saturation pressure over inlet pressure, for a subcooled liquid. 1 (or more, taken as 1)
-//   for every inlet
-//             that expands from the start: saturated, two-phase, gas.
-//   3 ALPHA, 4 BETA   of v/v0 = 1 + ALPHA ((ETA_S/eta)^BETA - 1), eta < ETA_S. Two volumes give them: with
-//             r = (v(p1) - v0)/(v(p2) - v0) solve r = ((ps/p1)^BETA - 1)/((ps/p2)^BETA - 1). ALPHA BETA < 0
-//             (a volume that shrinks) is computed and never chokes.
-//   5 POINTS  0: the integral in closed form (the exact one); n > 0: Simpson's rule with n intervals (the
-//   next even
-//             number, two at least), for comparison with a calculation by hand.
-//   6 AREA_RATIO   throat area over inlet area, 0 for an inlet at rest.
-//   7 ETA_MIN lowest throat pressure ratio that is considered; 1e-4 suits.
-// Outputs:
-//   1 PSI_SQ       Psi^2 with ETA_A in the throat.
-//   2 PSI_SQ_CRIT  its largest value over the throat pressure.
-//   3 ETA_CRIT     throat pressure ratio of that value: ETA_S itself for a liquid so far subcooled that it
-//   starts to
-//                  flash in the throat (G^2 = 2 (P0 - PSAT)/V0), ETA_MIN where nothing chokes.
-// Outputs 1 and 2 have continuous first derivatives by the variable inputs, except at ETA_A = ETA_S below 1;
-// output 3 kinks where the choking point reaches ETA_S.
+// - 1 ETA_A: exit pressure over inlet pressure. Above 1 the fluid counts as incompressible and PSI_SQ is
+//   negative; below input 7 it is taken as input 7.
+// - 2 ETA_S: saturation pressure over inlet pressure for a subcooled liquid. 1 (or more, taken as 1) for
+//   every inlet that expands from the start: saturated, two-phase, gas.
+// - 3 ALPHA and 4 BETA of v/v0 = 1 + ALPHA ((ETA_S/eta)^BETA - 1) below ETA_S. The volumes at two pressures
+//   give them: BETA solves (v1 - v0)/(v2 - v0) = ((ps/p1)^BETA - 1)/((ps/p2)^BETA - 1), ps being P0 ETA_S.
+//   ALPHA BETA < 0, a volume that shrinks, is computed and never chokes.
+// - 5 POINTS: 0 for the integral in closed form, which is exact; n > 0 for Simpson's rule with n intervals
+//   (the next even number, at least 2), to compare with a calculation by hand.
+// - 6 AREA_RATIO: throat area over inlet area, 0 for an inlet at rest.
+// - 7 ETA_MIN: lowest throat pressure ratio that is considered; 1e-4 suits.
 //
-// Fails with kOutOfRange (6 not from 0 to below 1; 5 negative; 7 not between 0 and 1; 2 not above 0; 3 a
-// volume that shrinks to AREA_RATIO times the inlet's).
+// Outputs:
+// - 1 PSI_SQ: Psi^2 with ETA_A in the throat.
+// - 2 PSI_SQ_CRIT: its largest value over the throat pressure.
+// - 3 ETA_CRIT: the throat pressure ratio of that value. It is ETA_S itself for a liquid so far
+//   subcooled that it starts to flash in the throat (then G^2 = 2 (P0 - PSAT)/V0), and ETA_MIN where nothing
+//   chokes.
+//
+// PSI_SQ and PSI_SQ_CRIT have continuous first derivatives by the variable inputs except at ETA_S = 1 and,
+// for PSI_SQ, at ETA_A = ETA_S below 1 and ETA_A = ETA_MIN; ETA_CRIT kinks where it reaches ETA_S or ETA_MIN.
+//
+// Fails with kOutOfRange: 2 not above 0; 3 a volume that shrinks to AREA_RATIO times the inlet's or less; 5
+// negative or above 1e6; 6 not from 0 to below 1; 7 not between 0 and 1.
 ROUTINE(ZX40RM_psimpint, "r* r* r* r* r r r -> r r r") {
   using namespace quiver::routines;
   NozzleSettings settings;
@@ -96,23 +97,26 @@ ROUTINE(ZX40RM_psimpint, "r* r* r* r* r r r -> r r r") {
 // unit of its area, without loss.
 //
 // Inputs, in order:
-//   1 ETA_A   outlet pressure over inlet pressure (the throat's, where input 9 is 1). Above 1: as
-//   ZX40RM_psimpint. 2 E0      inlet vapour volume fraction, 0 (saturated liquid) to 1. 3 ALPHA, 4 BETA   of
-//   the equilibrium volume, as in ZX40RM_psimpint with ETA_S = 1. 5 V_RATIO inlet vapour volume over inlet
-//   liquid volume (mass specific), above 1. It acts on N alone. 6 A       exponent of N: 2/5 safety valves
-//   and high-lift control valves, 3/5 orifices, control valves and short
-//             nozzles, 0 long nozzles (equilibrium).
-//   7 K       isentropic exponent of the inlet gas, 1 for isothermal as published.
-//   8 AREA_RATIO   vena contracta area over inlet area, 0 for an inlet at rest.
-//   9 FL      pressure recovery factor, above 0 to 1: P0 - P_throat = (P0 - P_out)/FL^2. A throat ratio that
-//   falls below
-//             input 11 is taken as input 11.
-//  10 POINTS, 11 ETA_MIN   as inputs 5 and 7 of ZX40RM_psimpint; ETA_MIN is a throat ratio.
-// Outputs:  1 PSI_SQ at ETA_A; 2 PSI_SQ_CRIT; 3 ETA_CRIT, an outlet ratio as input 1:
-// 1 - ETA_CRIT = FL^2 (1 - throat ratio), which may be negative where FL is small and the throat ratio low.
+// - 1 ETA_A: outlet pressure over inlet pressure (the throat's, where input 9 is 1). Above 1 as in
+//   ZX40RM_psimpint.
+// - 2 E0: inlet vapour volume fraction, 0 (saturated liquid) to 1.
+// - 3 ALPHA and 4 BETA: of the equilibrium volume, as in ZX40RM_psimpint with ETA_S = 1.
+// - 5 V_RATIO: inlet vapour volume over inlet liquid volume (both per mass), above 1. It acts on N alone.
+// - 6 A: exponent of N. 2/5 for safety valves and high-lift control valves; 3/5 for orifices, control valves
+//   and short nozzles; 0 for long nozzles, in equilibrium.
+// - 7 K: isentropic exponent of the inlet gas; 1 for isothermal gas, as published.
+// - 8 AREA_RATIO: vena contracta area over inlet area, 0 for an inlet at rest.
+// - 9 FL: pressure recovery factor, above 0 to 1, in P0 - P_throat = (P0 - P_out)/FL^2. A throat ratio that
+//   falls below input 11 is taken as input 11.
+// - 10 POINTS and 11 ETA_MIN: as inputs 5 and 7 of ZX40RM_psimpint; ETA_MIN is a throat ratio.
+//
+// Outputs:
+// - 1 PSI_SQ: Psi^2 at ETA_A.
+// - 2 PSI_SQ_CRIT: its largest value.
+// - 3 ETA_CRIT: where, an outlet ratio like input 1. 1 - ETA_CRIT = FL^2 (1 - throat ratio).
 //
 // A subcooled liquid counts as saturated at the inlet pressure (E0 = 0), which gives less flux than it has.
-// Fails with kOutOfRange for every input outside the range named above; 3 as there.
+// Fails with kOutOfRange for every input outside the range named above, and for 3 as ZX40RM_psimpint does.
 ROUTINE(ZX40RM_pdienerint, "r* r* r* r* r r r r r r r -> r r r") {
   using namespace quiver::routines;
   NozzleSettings settings;

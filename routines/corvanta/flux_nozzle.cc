@@ -2,6 +2,7 @@
 // Flux and choking point of a nozzle with a fitted specific volume.
 #include "routines/corvanta/flux_nozzle.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -50,7 +51,6 @@ double NozzleExpansion::Work(double eta) const {
 }
 
 double NozzleExpansion::PsiSquared(double eta) const {
-  if (eta > 1) return (1 - eta) / (1 - area_ * area_);
   const double volume = Volume(eta);
   if (!(volume > area_)) return std::numeric_limits<double>::quiet_NaN();
   // Divided by the volume twice, which may be as large as (p0/p)^beta.
@@ -77,7 +77,7 @@ CriticalPoint NozzleExpansion::FindCritical(double lowest) const {
   if (!(balance(lowest).h < 0)) return at(lowest);
 
   double low = lowest, high = saturation_;
-  double eta = std::sqrt(low * high);
+  double eta = std::max(0.6 * high, std::sqrt(low * high));  // near most fluids' choking point
   for (int i = 0; i < 200; ++i) {
     const Balance b = balance(eta);
     (b.h < 0 ? low : high) = eta;

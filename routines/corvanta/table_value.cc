@@ -7,19 +7,20 @@
 #include "routines/routine_arguments.h"
 
 // Inputs, in order:
-//   1 number of points in use; 2 openings, ascending; 3 values at them; 4 the opening;
-//   5 lower and 6 upper limit of the value; 7 option: 0 straight lines between the points, 1 monotone cubic
-//   (smooth, no overshoot), 2 cubic spline (smoothest, may overshoot); routines/numerics/spline.h describes
-//   them.
-// Output:  1 the value.
+// - 1 number of points in use, 2 openings, ascending, 3 values at them, 4 the opening
+// - 5 lower and 6 upper limit of the value
+// - 7 option: 0 straight lines between the points; 1 monotone cubic, smooth without overshoot; 2 cubic
+// spline,
+//   smoothest, may overshoot. routines/numerics/spline.h describes them.
+//
+// Output: the value.
 //
 // With lower < upper the value goes on beyond the first and the last point with the end slope and is limited
 // to lower ... upper everywhere. With lower = upper, as when neither was given, there is no limit and the end
 // values hold beyond the ends. One point is a constant.
 //
-// Fails with kOutOfRange: 1 no point in the table (or fewer), 2 openings that do not ascend strictly, 5 lower
-// above upper, 7 another option. kSizes: 1 more points than the lists have. kOverflow: 3 values too far
-// apart.
+// Fails with kOutOfRange: 1 no point in use, 2 openings that do not ascend strictly, 5 lower above upper, 7
+// another option. kSizes: 1 more points than the lists have. kOverflow: 3 values too far apart.
 ROUTINE(ZX40RM_spvalve, "i* r[n]* r[n]* r* r* r* i* -> r") {
   using namespace quiver::routines;
   static constexpr CurveMethod kMethods[] = {CurveMethod::kLinear, CurveMethod::kMonotone,

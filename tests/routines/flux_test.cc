@@ -12,18 +12,19 @@ DECLARE_ROUTINE(ZX40RM_pdienerint);
 namespace quiver::routines {
 namespace {
 
+using Reals = std::vector<double>;
+
 struct Flow {
   double psi_squared, critical, ratio;
 };
 
-Flow Results(RoutineTest& call) {
+Flow Results(RoutineTest call) {
   EXPECT_EQ(call.Call(0), 0);
   return {call.Value(0), call.Value(1), call.Value(2)};
 }
 Flow Simpson(double exit, double saturation, double alpha, double beta, double points = 0, double area = 0) {
-  RoutineTest call(ZX40RM_psimpint, {exit, saturation, alpha, beta, points, area, 1e-4},
-                   {Output(), Output(), Output()});
-  return Results(call);
+  return Results(
+      {ZX40RM_psimpint, {exit, saturation, alpha, beta, points, area, 1e-4}, {Output(), Output(), Output()}});
 }
 struct Diener {
   double exit = 0.8, void_fraction = 0.3, alpha = 2.0, beta = 1.0, volume_ratio = 150, exponent = 0.4,
@@ -34,10 +35,7 @@ struct Diener {
         {exit, void_fraction, alpha, beta, volume_ratio, exponent, isentropic, area, recovery, points, 1e-4},
         {Output(), Output(), Output()}};
   }
-  Flow operator()() const {
-    RoutineTest call = Call();
-    return Results(call);
-  }
+  Flow operator()() const { return Results(Call()); }
 };
 
 // lb/(s ft2) from psi, ft3/lb and Psi^2.
@@ -45,28 +43,17 @@ double FluxInUsUnits(double psi_squared, double pressure_psi, double volume) {
   return std::sqrt(2 * psi_squared * pressure_psi * 144 * 32.174 / volume);
 }
 
-// The residual of the omega method's choking condition (Leung 1986, as printed in API Standard 520 Part I).
-double LeungResidual(double omega, double eta) {
-  return eta * eta + (omega * omega - 2 * omega) * (1 - eta) * (1 - eta) + 2 * omega * omega * std::log(eta) +
-         2 * omega * omega * (1 - eta);
-}
-
-// API Standard 520 Part I, two-phase annex: crude column overhead, 80.7 psia, 0.3116 ft3/lb at the inlet and
-// 0.3629 at 90 % of its pressure; omega 1.482, critical ratio 0.66 read from a chart (the equation gives
-// 0.656), flux 594.1 lb/(s ft2).
-TEST(FluxExamples, Api520TwoPhaseCrudeColumnOverhead) {
-  const double omega = 9 * (0.3629 / 0.3116 - 1);
-  const Flow flow = Simpson(29.7 / 80.7, 1, omega, 1);
-  EXPECT_NEAR(flow.ratio, 0.66, 0.005);
-  EXPECT_NEAR(FluxInUsUnits(flow.critical, 80.7, 0.3116), 594.1, 4);
-}
-
-// The same annex: subcooled propane, 300.7 psia, saturation at 107.6 psia, 31.92 lb/ft3, omega 8.515. So far
-// subcooled that it flashes in the throat: 7560 lb/(s ft2).
-TEST(FluxExamples, Api520SubcooledPropane) {
-  const Flow flow = Simpson(0.08, 107.6 / 300.7, 8.515, 1);
-  EXPECT_DOUBLE_EQ(flow.ratio, 107.6 / 300.7);
-  EXPECT_NEAR(FluxInUsUnits(flow.critical, 300.7, 1 / 31.92), 7560, 10);
+// API Standard 520 Part I, two-phase annex. Crude column overhead, 80.7 psia, 0.3116 ft3/lb at the inlet and
+// 0.3629 at 90 % of its pressure: critical ratio 0.66 read from a chart (the equation gives 0.656), flux
+// 594.1 lb/(s ft2). Propane at 300.7 psia, so far subcooled (saturation at 107.6 psia, 31.92 lb/ft3,
+// omega 8.515) that it flashes in the throat: 7560 lb/(s ft2).
+TEST(Flux, Api520TwoPhaseExamples) {
+  const Flow overhead = Simpson(29.7 / 80.7, 1, 9 * (0.3629 / 0.3116 - 1), 1);
+  EXPECT_NEAR(overhead.ratio, 0.66, 0.005);
+  EXPECT_NEAR(FluxInUsUnits(overhead.critical, 80.7, 0.3116), 594.1, 4);
+  const Flow propane = Simpson(0.08, 107.6 / 300.7, 8.515, 1);
+  EXPECT_DOUBLE_EQ(propane.ratio, 107.6 / 300.7);
+  EXPECT_NEAR(FluxInUsUnits(propane.critical, 300.7, 1 / 31.92), 7560, 10);
 }
 
 TEST(Flux, OmegaMethodMeetsLeungsEquations) {
@@ -77,7 +64,9 @@ TEST(Flux, OmegaMethodMeetsLeungsEquations) {
       EXPECT_NEAR(Simpson(exit, 1, omega, 1).psi_squared, published, 1e-14);
     }
     const Flow flow = Simpson(0.5, 1, omega, 1);
-    EXPECT_NEAR(LeungResidual(omega, flow.ratio), 0, 1e-12 * (1 + omega * omega));
+    const double w = omega, e = flow.ratio;  // as printed in API Standard 520 Part I
+    EXPECT_NEAR(e * e + w * (w - 2) * (1 - e) * (1 - e) + 2 * w * w * (std::log(e) + 1 - e), 0,
+                1e-12 * (1 + w * w));
     EXPECT_NEAR(flow.critical, flow.ratio * flow.ratio / (2 * omega), 1e-14);
   }
   // Slightly subcooled: the choking condition of Leung and Grolmes, AIChE J. 34 (1988) 688.
@@ -111,14 +100,11 @@ TEST(Flux, ALiquidNeverChokesAndReversePressureIsNegative) {
 
 TEST(Flux, ClosedFormMatchesQuadratureAndPassesSmoothlyThroughItsLimits) {
   for (const double saturation : {1.0, 0.9})
-    for (const double beta : {0.0, 1e-7, 0.7, 1 - 1e-9, 1.0, 1 + 1e-9, 1.3, 4.0})
+    for (const double beta : {0.0, 1e-7, 0.7, 1 - 1e-6, 1.0, 1 + 1e-6, 1.3, 4.0})
       for (const double alpha : {0.0, 1e-8, 0.5, 6.0}) {
         const Flow exact = Simpson(0.55, saturation, alpha, beta, 0, 0.3);
         const Flow numeric = Simpson(0.55, saturation, alpha, beta, 400, 0.3);
         EXPECT_NEAR(exact.psi_squared, numeric.psi_squared, 1e-9 * exact.psi_squared);
-        const Flow near = Simpson(0.55, saturation, alpha, beta + 1e-9, 0, 0.3);
-        EXPECT_NEAR(exact.psi_squared, near.psi_squared, 1e-6);
-        EXPECT_NEAR(exact.critical, near.critical, 1e-6);
       }
 }
 
@@ -135,11 +121,29 @@ TEST(Flux, TheCriticalValueIsTheLargest) {
   EXPECT_NEAR(Simpson(0.4, 1, 0, 1, 0, 0.6).psi_squared, 0.6 / (1 - 0.36), 1e-15);
 }
 
+// The host differentiates these routines by differences with steps of 1e-6, which a loosely solved choking
+// point or a cancelling integral would spoil.
+TEST(Flux, StaysSmoothUnderTheStepsOfTheHost) {
+  for (const double alpha : {1e-3, 2.0, 20.0})
+    for (int input = 0; input < 4; ++input) {
+      const auto value = [&](double step, int output) {
+        Reals x = {0.93, 0.96, alpha, 1.1};
+        x[input] += step;
+        const Flow flow = Simpson(x[0], x[1], x[2], x[3]);
+        return output == 0 ? flow.psi_squared : output == 1 ? flow.critical : flow.ratio;
+      };
+      for (int output = 0; output < 3; ++output) {
+        const double wide = (value(1e-4, output) - value(-1e-4, output)) / 2e-4;
+        EXPECT_NEAR((value(1e-6, output) - value(0, output)) / 1e-6, wide,
+                    5e-3 * std::max(1e-2, std::abs(wide)))
+            << "output " << output << " by input " << input << ", alpha " << alpha;
+      }
+    }
+}
+
 TEST(Diener, IsTheOmegaMethodWithItsNonEquilibriumCoefficient) {
   for (const double void_fraction : {0.0, 0.2, 0.9}) {
-    Diener flow;
-    flow.void_fraction = void_fraction;
-    flow.alpha = void_fraction + 6;
+    Diener flow{.void_fraction = void_fraction, .alpha = void_fraction + 6};
     const double omega_eq = flow.alpha, throat = Simpson(0.5, 1, omega_eq, 1).ratio;
     // Volume at the throat by phases: v_eq/v0 = x r l/eta + (1 - x) l, l the liquid's volume over v0.
     const double l = 1 - void_fraction + void_fraction / 150;
@@ -155,25 +159,22 @@ TEST(Diener, IsTheOmegaMethodWithItsNonEquilibriumCoefficient) {
   }
 }
 
-TEST(Diener, WithoutBoilingTheExponentHasNoSay) {
-  Diener air_and_water{.void_fraction = 0.4, .alpha = 0.4, .beta = 1 / 1.4, .isentropic = 1.4};
+TEST(Diener, LeavesGasAndLiquidThatDoNotBoilAloneAndKnowsTheRecoveryFactor) {
   const Flow expected = Simpson(0.8, 1, 0.4, 1 / 1.4);
-  for (const double exponent : {0.0, 0.4, 0.6}) {
-    air_and_water.exponent = exponent;
-    EXPECT_NEAR(air_and_water().critical, expected.critical, 1e-15);
-    EXPECT_NEAR(air_and_water().psi_squared, expected.psi_squared, 1e-15);
-  }
-}
-
-TEST(Diener, ThroatPressureFollowsFromTheRecoveryFactor) {
   const double recovery = 0.9 * 0.9;
-  const Flow straight = Diener{.exit = 1 - 0.1 / recovery}();
-  const Flow valve = Diener{.exit = 0.9, .recovery = 0.9}();
-  EXPECT_NEAR(valve.psi_squared, straight.psi_squared, 1e-15);
-  EXPECT_NEAR(1 - valve.ratio, recovery * (1 - straight.ratio), 1e-14);
-  EXPECT_NEAR(valve.critical, straight.critical, 1e-15);
-  const Flow numeric = Diener{.exit = 0.9, .recovery = 0.9, .points = 300}();
-  EXPECT_NEAR(valve.critical, numeric.critical, 1e-7);
+  for (const double exponent : {0.0, 0.4, 0.6}) {
+    const Flow flow = Diener{.exit = 1 - 0.2 * recovery,  // the throat's ratio is 0.8 then
+                             .void_fraction = 0.4,
+                             .alpha = 0.4,
+                             .beta = 1 / 1.4,
+                             .exponent = exponent,
+                             .isentropic = 1.4,
+                             .recovery = 0.9}();
+    EXPECT_NEAR(flow.psi_squared, expected.psi_squared, 1e-15);
+    EXPECT_NEAR(flow.critical, expected.critical, 1e-15);
+    EXPECT_NEAR(1 - flow.ratio, recovery * (1 - expected.ratio), 1e-14);
+  }
+  EXPECT_NEAR(Diener{}().critical, Diener{.points = 300}().critical, 1e-7);
 }
 
 TEST(Flux, RefusesWhatHasNoMeaning) {

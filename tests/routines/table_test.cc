@@ -2,6 +2,8 @@
 // The valve's user table.
 #include <gtest/gtest.h>
 
+#include <array>
+
 #include "tests/routines/routine_call.h"
 
 DECLARE_ROUTINE(ZX40RM_spvalve);
@@ -43,8 +45,7 @@ TEST(ValveTable, InterpolatesByOptionAndLimits) {
 
 TEST(ValveTable, RefusesWhatItCannotRead) {
   for (const auto& [count, lower, option, failure, input] :
-       std::vector<std::tuple<long long, double, long long, long long, long long>>{
-           {0, 0, 0, 3, 1}, {5, 0, 0, 5, 1}, {4, 2, 0, 3, 5}, {4, 0, 3, 3, 7}}) {
+       {std::array{0, 0, 0, 3, 1}, {5, 0, 0, 5, 1}, {4, 2, 0, 3, 5}, {4, 0, 3, 3, 7}}) {
     RoutineTest table = Table(50, lower, 1, option, count);
     EXPECT_EQ(table.Call(0), failure);
     EXPECT_EQ(table.status[0], input);
