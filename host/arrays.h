@@ -21,6 +21,8 @@ class QV_API QV_ArrayBase : public QV_VarParam {
   QV_ArrayBase();
   ~QV_ArrayBase() override;
   long long Count() const;
+  int Rank() const;                    // number of indices, 0 before the array is sized
+  long long Size(int dimension) const;
   QV_Type& At(long long position) const;  // from 0
 
  protected:

@@ -65,6 +65,8 @@ QV_ArrayBase::~QV_ArrayBase() {
 long long QV_ArrayBase::Count() const {
   return storage_ ? static_cast<long long>(storage_->elements.size()) : 0;
 }
+int QV_ArrayBase::Rank() const { return storage_ ? static_cast<int>(storage_->sets.size()) : 0; }
+long long QV_ArrayBase::Size(int dimension) const { return storage_->sets[static_cast<size_t>(dimension)].Count(); }
 QV_Type& QV_ArrayBase::At(long long position) const {
   return *storage_->elements[static_cast<size_t>(position)];
 }
@@ -77,6 +79,7 @@ void QV_ArrayBase::Resize(QV_Set* const* sets, int rank) {
     count *= next->sets.back().Count();
   }
   if (storage_ && storage_->sets == next->sets) return;
+  if (quiver::Scope* scope = quiver::ThisThread().scope) ++scope->resized_arrays;
 
   // Elements whose indices stay move over; the others are made new or given back.
   std::vector<bool> kept(storage_ ? storage_->elements.size() : 0, false);

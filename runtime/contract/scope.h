@@ -49,6 +49,7 @@ class Scope {
   void Fault(std::string message) { faults.push_back(std::move(message)); }
   std::vector<std::string> faults;  // what makes the simulation wrong
   std::vector<std::string> notes;   // what the user should know
+  long long resized_arrays = 0;     // how often sizing changed an array
 
  private:
   std::vector<std::unique_ptr<Global>> globals_;

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "runtime/plugin/model_library.h"
+
+#include <fmt/format.h>
+
+#include "runtime/contract/error.h"
+#include "runtime/contract/names.h"
+#include "runtime/io/suggest.h"
+
+namespace quiver {
+namespace {
+
+template <class Function, class Row>
+std::span<const Row> Rows(const SharedLibrary& library, const char* symbol) {
+  const auto function = reinterpret_cast<Function>(library.Find(symbol));
+  if (!function) return {};
+  long long count = 0;
+  const Row* rows = function(&count);
+  return {rows, static_cast<size_t>(count)};
+}
+
+}  // namespace
+
+ModelLibrary::ModelLibrary(const std::filesystem::path& path)
+    : library_(path),
+      models_(Rows<QV_ModelRowsFunction, QV_ModelRow>(library_, QV_LIBRARY_MODELS_SYMBOL)),
+      procedures_(Rows<QV_ProcedureRowsFunction, QV_ProcedureRow>(library_, QV_LIBRARY_PROCEDURES_SYMBOL)),
+      option_types_(Rows<QV_OptionTypeRowsFunction, QV_OptionTypeRow>(library_, QV_LIBRARY_OPTION_TYPES_SYMBOL)) {
+  if (models_.empty())
+    throw Error(fmt::format("{} is no model library: it exports no list of models (QV_ModelLibrary::Models).", path.string()));
+}
+
+const QV_ModelRow* ModelLibrary::Find(std::string_view model) const {
+  for (const QV_ModelRow& row : models_)
+    if (EqualIgnoringCase(row.name, model)) return &row;
+  return nullptr;
+}
+
+std::vector<std::string> ModelLibrary::ModelNames() const {
+  std::vector<std::string> names;
+  for (const QV_ModelRow& row : models_) names.emplace_back(row.name);
+  return names;
+}
+
+QV_ModelType* ModelLibrary::Create(std::string_view model) const {
+  const QV_ModelRow* row = Find(model);
+  if (!row) throw Error(fmt::format("unknown model {}: {}", model, Suggest(model, ModelNames())));
+  const std::string name = row->name;
+  const auto* block = static_cast<const QV_CompatibilityBlock*>(library_.Find(("_Compatibility" + name).c_str()));
+  if (!block || block->version != kQvCompatibilityVersion)
+    throw Error(fmt::format("model {} of {} was built for version {} of the contract, this host has version {}. Build the "
+                            "library against this host.",
+                            name, path().string(), block ? block->version : 0, kQvCompatibilityVersion));
+  const auto factory = reinterpret_cast<QV_FactoryFunction>(library_.Find((name + "Factory").c_str()));
+  if (!factory) throw Error(fmt::format("{} lists model {} but exports no {}Factory.", path().string(), name, name));
+  QV_Containable* object = factory();
+  auto* created = dynamic_cast<QV_ModelType*>(object);
+  if (!created) {
+    if (object) object->Release();
+    throw Error(fmt::format("model {} could not be constructed.", name));
+  }
+  return created;
+}
+
+}  // namespace quiver
