@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "runtime/solve/alternatives.h"
 
-#include <algorithm>
-
 namespace quiver {
 
 Alternatives::Alternatives(BlockSystem& system) : system_(system) { Read(); }
@@ -15,7 +13,19 @@ void Alternatives::Read() {
 }
 
 bool Alternatives::Decide(std::span<const double> x, int iteration) {
-  if (!Any() || system_.Problem().DecideAlternatives(system_.Conditional(), x.data()) == 0) return false;
+  if (!Any()) return false;
+  return Record(system_.Problem().DecideAlternatives(system_.Conditional(), x.data()), iteration);
+}
+
+bool Alternatives::DecideFirst(std::span<const double> x, int iteration) {
+  for (int equation : system_.Conditional()) {
+    if (Record(system_.Problem().DecideAlternatives({&equation, 1}, x.data()), iteration)) return true;
+  }
+  return false;
+}
+
+bool Alternatives::Record(int changed, int iteration) {
+  if (changed == 0) return false;
   const std::vector<int> before = assignment_;
   Read();
   for (std::size_t k = 0; k < before.size(); ++k) {
@@ -39,14 +49,13 @@ bool Alternatives::KeepOnSwitch(const std::vector<int>& kept, double tolerance, 
 
 bool Alternatives::BringBack(int equation, int kept, double tolerance, std::span<double> x) {
   NonlinearProblem& problem = system_.Problem();
-  const std::span<const int> unknowns = system_.Unknowns();
   for (const auto& variables : {problem.ConditionVariables(equation), problem.ResidualVariables(equation)}) {
     for (int variable : variables) {
-      const auto place = std::find(unknowns.begin(), unknowns.end(), variable) - unknowns.begin();
-      if (place == static_cast<long>(unknowns.size())) continue;
+      const int place = system_.PlaceOf(variable);
+      if (place < 0) continue;
       const double value = x[variable];
       for (double sign : {-1.0, 1.0}) {
-        x[variable] = value + sign * tolerance * system_.Magnitude(static_cast<int>(place), value);
+        x[variable] = value + sign * tolerance * system_.Magnitude(place, value);
         problem.DecideAlternatives({&equation, 1}, x.data());
         x[variable] = value;
         if (problem.CurrentAlternative(equation) == kept) return true;

@@ -20,6 +20,8 @@ class Alternatives {
   bool Any() const { return !system_.Conditional().empty(); }
   // True if an alternative changed; the changes are recorded.
   bool Decide(std::span<const double> x, int iteration);
+  // As Decide, but stops at the first equation that changes.
+  bool DecideFirst(std::span<const double> x, int iteration);
   // One number for each conditional equation.
   const std::vector<int>& Assignment() const { return assignment_; }
   // False if the problem says that alternatives changed but not which: assignments then mean nothing.
@@ -32,6 +34,7 @@ class Alternatives {
   bool KeepOnSwitch(const std::vector<int>& kept, double tolerance, std::span<double> x);
 
  private:
+  bool Record(int changed, int iteration);
   void Read();
   bool BringBack(int equation, int kept, double tolerance, std::span<double> x);
 

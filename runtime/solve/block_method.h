@@ -54,7 +54,7 @@ struct BlockResult {
   std::string reason;                 // empty when converged
   bool is_singular_solution = false;  // converged, yet neighbouring points may solve the block as well
   bool is_on_switch = false;          // converged where two alternatives meet; the earlier one was kept
-  std::vector<AlternativeChange> alternatives;
+  std::vector<AlternativeChange> alternatives;  // all changes on the way, unless converged
 };
 
 class BlockMethod {

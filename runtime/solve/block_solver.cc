@@ -40,6 +40,23 @@ void Add(SolveSummary& summary, const BlockResult& result, NonlinearProblem& pro
   }
 }
 
+BlockResult CheckBounds(const NonlinearProblem& problem, std::span<const int> equations,
+                        std::span<const int> unknowns) {
+  BlockResult result;
+  result.outcome = SolveOutcome::kConverged;
+  for (std::size_t j = 0; j < unknowns.size(); ++j) {
+    const double lower = problem.Lower(unknowns[j]), upper = problem.Upper(unknowns[j]);
+    if (lower <= upper) continue;
+    result.outcome = SolveOutcome::kAtBound;
+    result.worst_equation = equations[j];
+    result.worst_variable = unknowns[j];
+    result.reason =
+        fmt::format("{} cannot be solved for: its lower bound {:.6g} is above its upper bound {:.6g}.",
+                    problem.VariableName(unknowns[j]), lower, upper);
+  }
+  return result;
+}
+
 }  // namespace
 
 std::vector<std::unique_ptr<BlockMethod>> DefaultBlockMethods() {
@@ -114,7 +131,8 @@ SolveSummary BlockSolver::Solve(NonlinearProblem& problem, const StructureReport
       }
     }
     system.Select(equations, unknowns);
-    const BlockResult result = SolveBlock(system, options, x);
+    BlockResult result = CheckBounds(problem, equations, unknowns);
+    if (result.outcome == SolveOutcome::kConverged) result = SolveBlock(system, options, x);
     summary.evaluations += system.Evaluations();
     Add(summary, result, problem);
     if (result.outcome != SolveOutcome::kConverged) {

@@ -36,7 +36,7 @@ struct SolveSummary {
   int worst_equation = -1;
   int worst_variable = -1;
   std::vector<SolveFailure> failures;
-  std::vector<AlternativeChange> alternatives;  // of blocks that cycle
+  std::vector<AlternativeChange> alternatives;  // on the way, of blocks that failed
   std::vector<int> moved_into_bounds;           // free variables whose starting value lay outside
   std::vector<SolveFailure> notes;              // converged, but worth knowing
 };

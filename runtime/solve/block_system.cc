@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace quiver {
 
@@ -68,6 +69,7 @@ double BlockSystem::Magnitude(int unknown, double value) const {
 
 bool BlockSystem::Evaluate(std::span<const double> x) {
   ++evaluations_;
+  is_evaluated_ = false;
   if (!problem_.Evaluate(equations_, x.data(), residuals_.data(), gradients_.data())) {
     fault_ = problem_.FirstFault();
     return false;
@@ -92,6 +94,7 @@ bool BlockSystem::Evaluate(std::span<const double> x) {
       return false;
     }
   }
+  is_evaluated_ = true;
   return true;
 }
 
@@ -114,14 +117,19 @@ double BlockSystem::WorstResidual(int* row) const {
 
 void BlockSystem::Conclude(BlockResult& result, std::span<const double> x) const {
   int row = 0;
-  result.largest_residual = WorstResidual(&row);
+  result.largest_residual = is_evaluated_ ? WorstResidual(&row) : std::numeric_limits<double>::infinity();
   result.worst_equation = equations_[row];
   result.evaluations = evaluations_;
-  if (result.worst_variable < 0) result.worst_variable = unknowns_[row];
-  if (result.outcome == SolveOutcome::kFault && fault_.equation >= 0) result.worst_equation = fault_.equation;
+  if (result.outcome == SolveOutcome::kFault && fault_.equation >= 0) {
+    result.worst_equation = fault_.equation;
+    for (int variable : problem_.ResidualVariables(fault_.equation)) {
+      if (result.worst_variable < 0 && PlaceOf(variable) >= 0) result.worst_variable = variable;
+    }
+  }
   if (result.outcome == SolveOutcome::kCycling && !result.alternatives.empty()) {
     result.worst_equation = result.alternatives.back().equation;
   }
+  if (result.worst_variable < 0) result.worst_variable = unknowns_[row];
   if (result.outcome != SolveOutcome::kConverged) result.reason = Reason(result, x);
 }
 
@@ -133,6 +141,10 @@ std::string BlockSystem::Reason(const BlockResult& result, std::span<const doubl
       std::find(equations_.begin(), equations_.end(), result.worst_equation) - equations_.begin();
   const std::string residual =
       row < Size() ? fmt::format("{}: residual {:.2g}", equation, residuals_[row]) : equation;
+  const std::string barrier =
+      fault_.equation < 0 ? ""
+                          : fmt::format(" Steps were cut short because {} could not be evaluated: {}.",
+                                        problem_.EquationName(fault_.equation), fault_.reason);
   switch (result.outcome) {
     case SolveOutcome::kConverged:
       break;
@@ -152,8 +164,8 @@ std::string BlockSystem::Reason(const BlockResult& result, std::span<const doubl
           state, x[variable] <= problem_.Lower(variable) ? "lower" : "upper");
     case SolveOutcome::kStalled:
       return fmt::format(
-          "{} cannot be reduced near {}. There may be no solution; else start from another value.", residual,
-          state);
+          "{} cannot be reduced near {}. There may be no solution; else start from another value.{}",
+          residual, state, barrier);
     case SolveOutcome::kCycling: {
       if (result.alternatives.empty()) return residual + " jumps between its alternatives.";
       const AlternativeChange& change = result.alternatives.back();
@@ -165,8 +177,8 @@ std::string BlockSystem::Reason(const BlockResult& result, std::span<const doubl
     }
     case SolveOutcome::kOutOfIterations:
       return fmt::format(
-          "{} after {} iterations and {} evaluations; {} moved most. Start from a better value.", residual,
-          result.iterations, result.evaluations, state);
+          "{} after {} iterations and {} evaluations; {} moved most. Start from a better value.{}", residual,
+          result.iterations, result.evaluations, state, barrier);
   }
   return {};
 }

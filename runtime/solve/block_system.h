@@ -34,6 +34,9 @@ class BlockSystem {
   std::span<const int> Conditional() const { return conditional_; }
   const SparsePattern& Pattern() const { return pattern_; }
 
+  // Place of a variable among the unknowns, -1 for a variable of another block.
+  int PlaceOf(int variable) const { return place_of_variable_[variable]; }
+
   // Moves the unknowns of x into their bounds.
   void MoveIntoBounds(std::span<double> x) const;
   // max(|x|, scale) of the unknown with this place in the block.
@@ -72,6 +75,7 @@ class BlockSystem {
   std::vector<double> gradients_;
   std::vector<double> residuals_, jacobian_, terms_;
   EvaluationFault fault_;
+  bool is_evaluated_ = false;  // the last evaluation succeeded
   int evaluations_ = 0;
 };
 

@@ -15,7 +15,7 @@ namespace {
 
 constexpr double kSufficientDecrease = 1e-4;
 constexpr double kLeastShare = 1e-9;  // of a Newton step before another kind of step is tried
-constexpr int kMostSwitches = 12;     // in free iteration, before alternatives are held
+constexpr int kMostSwitches = 30;     // in free iteration, before alternatives are held
 constexpr int kMostReturns = 2;       // to an assignment without progress, before alternatives are held
 constexpr int kMostRounds = 50;       // of held iterations
 
@@ -43,7 +43,7 @@ class Iteration {
     SolveOutcome outcome = SolveOutcome::kFault;
     if (system_.Evaluate(x_)) outcome = alternatives_.Any() ? SolveWithAlternatives() : *Iterate(true);
     result_.outcome = outcome;
-    if (outcome == SolveOutcome::kCycling) result_.alternatives = alternatives_.History();
+    if (outcome != SolveOutcome::kConverged) result_.alternatives = alternatives_.History();
     system_.Conclude(result_, x_);
     return result_;
   }
@@ -98,19 +98,25 @@ class Iteration {
     }
   }
 
+  // First alternatives change whenever a step crosses a switch. If they chase each other, each assignment is
+  // solved before the next decision; if one comes back even so, only one equation changes at a time, in a
+  // fixed order, which finds the solution where all principal minors are positive (K. G. Murty, Linear
+  // Algebra Appl. 7 (1974) 65-108).
   SolveOutcome SolveWithAlternatives() {
-    bool hold = false;
-    std::set<std::vector<int>> settled;  // assignments whose own solution led elsewhere
+    enum class Pace { kFree, kAllAtOnce, kOneAtATime } pace = Pace::kFree;
+    std::set<std::vector<int>> settled;  // assignments whose own solution led elsewhere, at this pace
     for (int round = 0; round < kMostRounds; ++round) {
-      const std::optional<SolveOutcome> outcome = Iterate(hold);
+      const std::optional<SolveOutcome> outcome = Iterate(pace != Pace::kFree);
       if (!outcome) {
-        hold = true;
+        pace = Pace::kAllAtOnce;
         continue;
       }
-      const bool converged = *outcome == SolveOutcome::kConverged;
       const std::vector<int> solved = alternatives_.Assignment();
-      if (!alternatives_.Decide(x_, result_.iterations)) return *outcome;
-      if (converged) {
+      if (!(pace == Pace::kOneAtATime ? alternatives_.DecideFirst(x_, result_.iterations)
+                                      : alternatives_.Decide(x_, result_.iterations))) {
+        return *outcome;
+      }
+      if (*outcome == SolveOutcome::kConverged && pace != Pace::kOneAtATime) {
         int worst = 0;
         if (system_.Evaluate(x_) && system_.WorstResidual(&worst) <= options_.residual_tolerance) {
           return SolveOutcome::kConverged;
@@ -122,12 +128,14 @@ class Iteration {
       }
       if (!system_.Evaluate(x_)) return SolveOutcome::kFault;
       if (*outcome == SolveOutcome::kOutOfIterations) return *outcome;
-      if (hold && alternatives_.AreKnown()) {
-        settled.insert(solved);
-        if (settled.contains(alternatives_.Assignment())) return SolveOutcome::kCycling;
-      }
-      hold = true;
       factored_ = false;
+      if (pace == Pace::kFree) pace = Pace::kAllAtOnce;
+      if (!alternatives_.AreKnown()) continue;
+      settled.insert(solved);
+      if (!settled.contains(alternatives_.Assignment())) continue;
+      if (pace == Pace::kOneAtATime) return SolveOutcome::kCycling;
+      pace = Pace::kOneAtATime;
+      settled.clear();
     }
     return SolveOutcome::kCycling;
   }
@@ -170,12 +178,16 @@ class Iteration {
     }
     merit_ = SquaredNorm(weighted_);
     fault_ended_step_ = false;
+    bound_share_ = 1.0;
     worst_held_ = -1;
   }
 
   double Projected(int j, double share) const {
     const double target = base_[j] + share * magnitude_[j] * step_[j];
-    return std::min(std::max(target, system_.Lower()[j]), system_.Upper()[j]);
+    const double bound = target < base_[j] ? system_.Lower()[j] : system_.Upper()[j];
+    const bool is_beyond = target < base_[j] ? target < bound : target > bound;
+    if (!is_beyond) return target;
+    return bound_share_ == 1.0 ? bound : base_[j] + bound_share_ * (bound - base_[j]);
   }
 
   double ProjectedLength() {
@@ -220,7 +232,12 @@ class Iteration {
       if (move == Move::kNone) break;
       if (!system_.Evaluate(x_)) {
         fault_ended_step_ = true;
-        share *= 0.25;
+        // A slope may be infinite at a bound itself and well behaved beside it.
+        if (move == Move::kClipped && bound_share_ == 1.0) {
+          bound_share_ = 0.99;
+        } else {
+          share *= 0.25;
+        }
         continue;
       }
       const double merit = TrialMerit();
@@ -353,6 +370,7 @@ class Iteration {
   std::optional<RegularisedStep> regularised_;
   double merit_ = 0.0;
   double damping_ = 1e-4;
+  double bound_share_ = 1.0;  // how far a step may go towards a bound
   int worst_held_ = -1;
   bool factored_ = false;
   bool fault_ended_step_ = false;

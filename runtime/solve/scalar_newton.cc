@@ -29,7 +29,10 @@ class ScalarIteration {
   BlockResult Run() {
     system_.MoveIntoBounds(x_);
     const std::optional<Point> start = At(unknown_);
-    if (!start) return Finish(SolveOutcome::kFault);
+    if (!start) {
+      now_.x = unknown_;
+      return Finish(SolveOutcome::kFault);
+    }
     now_ = *start;
     return Finish(Iterate());
   }
@@ -60,11 +63,14 @@ class ScalarIteration {
           target = Middle();
           slow_ = 0;
         }
-        if (!Step(target)) return SolveOutcome::kFault;
+        if (!StepInside(target)) return SolveOutcome::kFault;
       } else if (target == now_.x || !Descend(target)) {
         if (now_.scaled <= options_.residual_tolerance) return SolveOutcome::kConverged;
         const bool at_bound = has_slope && target == now_.x && (now_.x == lower_ || now_.x == upper_);
-        if (!SearchSignChange()) return at_bound ? SolveOutcome::kAtBound : SolveOutcome::kStalled;
+        const bool at_fault = met_fault_;
+        if (!SearchSignChange()) {
+          return at_bound ? SolveOutcome::kAtBound : at_fault ? SolveOutcome::kFault : SolveOutcome::kStalled;
+        }
       }
       if (system_.Evaluations() > options_.max_evaluations) break;
     }
@@ -110,9 +116,21 @@ class ScalarIteration {
     return true;
   }
 
+  // Within the bracket; nearer to the present point if the target cannot be evaluated.
+  bool StepInside(double target) {
+    const double from = now_.x;
+    for (int attempt = 0; attempt < 20 && target != from; ++attempt) {
+      if (Step(target)) return true;
+      target = from + 0.25 * (target - from);
+    }
+    Step(from);
+    return false;
+  }
+
   // Goes towards the target until the residual shrinks or changes its sign.
   bool Descend(double target) {
     const Point from = now_;
+    met_fault_ = false;
     for (double share = 1.0; share > 1e-10;) {
       const double trial = share == 1.0 ? target : Clamp(from.x + share * (target - from.x));
       if (trial == from.x || system_.Evaluations() > options_.max_evaluations) return false;
@@ -121,7 +139,13 @@ class ScalarIteration {
         now_ = *point;
         return true;
       }
-      share *= point ? 0.5 : 0.25;
+      if (!point) met_fault_ = true;
+      // A slope may be infinite at the bound itself and well behaved beside it.
+      if (!point && share == 1.0 && (target == lower_ || target == upper_)) {
+        share = 0.99;
+      } else {
+        share *= point ? 0.5 : 0.25;
+      }
     }
     return false;
   }
@@ -178,11 +202,9 @@ class ScalarIteration {
 
   BlockResult Finish(SolveOutcome outcome) {
     result_.outcome = outcome;
-    if (outcome != SolveOutcome::kFault) {
-      // Leave the best point; evaluating it again also restores its alternatives.
-      if (unknown_ != now_.x) Step(now_.x);
-    }
-    if (outcome == SolveOutcome::kCycling) result_.alternatives = alternatives_.History();
+    // Evaluating the point reached once more also restores its alternatives.
+    if (unknown_ != now_.x) Step(now_.x);
+    if (outcome != SolveOutcome::kConverged) result_.alternatives = alternatives_.History();
     system_.Conclude(result_, x_);
     return result_;
   }
@@ -197,6 +219,7 @@ class ScalarIteration {
   std::optional<Point> negative_, positive_;
   double last_width_ = INFINITY;
   int slow_ = 0;
+  bool met_fault_ = false;  // in the last descent
   BlockResult result_;
 };
 

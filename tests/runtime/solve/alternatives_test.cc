@@ -82,6 +82,27 @@ TEST(Alternatives, a_jump_over_zero_in_one_equation_is_reported) {
   EXPECT_NEAR(p.x[x], 1.0, 1e-6);
 }
 
+// Deciding all at once runs in a circle although the solution 0 is unique: I. Ben Gharbia, J. C. Gilbert,
+// Math. Program. 134 (2012) 349-364.
+TEST(Alternatives, complementarity_that_defeats_plain_switching) {
+  for (double alpha : {1.2, 1.8, 3.0}) {
+    for (double first : {-1.0, -0.2, 4.0}) {
+      LambdaProblem p;
+      for (int i = 0; i < 3; ++i) p.Free(Name("X", i), i == 0 ? first : 0.0);
+      for (int i = 0; i < 3; ++i) {
+        const int before = (i + 2) % 3;
+        p.Given(Name("C", i), {i, before}, {},
+                [=](const double* v) { return v[i] <= v[i] + alpha * v[before] + 1.0 ? 0 : 1; },
+                {{"zero", [=](const Dual* v) { return v[i]; }},
+                 {"active", [=](const Dual* v) { return v[i] + alpha * v[before] + 1.0; }}});
+      }
+      const SolveSummary summary = p.Solve();
+      ASSERT_EQ(summary.outcome, SolveOutcome::kConverged) << summary.failures.at(0).reason;
+      for (double value : p.x) EXPECT_NEAR(value, 0.0, 1e-12);
+    }
+  }
+}
+
 // Twenty coupled check valves, of which some close: the set that is open has to be found.
 TEST(Alternatives, many_switches_settle) {
   LambdaProblem p;

@@ -50,6 +50,34 @@ TEST(ScalarNewton, floored_logarithm_of_a_phase_share) {
   }
 }
 
+// Where the slope is zero, Newton has no step; the range of the unknown is searched for a change of sign.
+TEST(ScalarNewton, starts_on_a_plateau) {
+  for (double start : {0.0, 1e-15, -3e4}) {
+    LambdaProblem p;
+    const int x = p.Free("X", start, {.upper = 1.0});
+    p.Equation("Floor", {x}, [=](const Dual* v) { return Log(Max(v[x] / 0.02, 1e-10)) - 2.0; });
+    ASSERT_EQ(p.Solve().outcome, SolveOutcome::kConverged) << start;
+    EXPECT_NEAR(p.x[x], 0.02 * std::exp(2.0), 1e-15);
+  }
+}
+
+// Flow without head: the solution lies on a bound where the slope of the root is infinite.
+TEST(Newton, infinite_slope_at_a_bound) {
+  for (bool coupled : {false, true}) {
+    LambdaProblem p;
+    const int x = p.Free("DP", 2.0, {.lower = 0.0}), y = p.Free("FLOW", 1.0);
+    p.Equation("Orifice", {x, y}, [=](const Dual* v) { return v[y] - 3.0 * Sqrt(v[x]); });
+    p.Equation("Closed", {x, y}, [=](const Dual* v) { return coupled ? v[y] + v[x] : v[y] + 0.0 * v[x]; });
+    p.Free("Z", 1.0, {.lower = 0.0});
+    p.Equation("Alone", {2}, [=](const Dual* v) { return Sqrt(v[2]); });
+    const SolveSummary summary = p.Solve();
+    ASSERT_EQ(summary.outcome, SolveOutcome::kConverged) << summary.failures.at(0).reason;
+    EXPECT_LT(summary.iterations, 25);
+    EXPECT_NEAR(p.x[y], 0.0, 1e-7);
+    EXPECT_NEAR(p.x[2], 0.0, 1e-8);
+  }
+}
+
 TEST(ScalarNewton, no_root_is_said_and_a_pole_is_not_taken_for_one) {
   LambdaProblem p;
   const int x = p.Free("X", 0.5), y = p.Free("Y", 0.7), z = p.Free("Z", 0.5, {.lower = 0.1});
