@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+// The loops that run programs; every operation's loop body is its row of operators.def.
 #include "runtime/expression/evaluator.h"
 
 #include <algorithm>
 #include <cassert>
+#include <cstddef>
 
 #include "runtime/expression/operators.h"
 
@@ -18,7 +20,8 @@ namespace {
     }                                                                                   \
     break;
 
-inline void Step(Operator op, double* target, const double* a, const double* b, const double* c, int lanes) {
+[[gnu::always_inline]] inline void Step(Operator op, double* target, const double* a, const double* b,
+                                        const double* c, int lanes) {
   switch (op) {
 #define OPERATOR QUIVER_STEP
 #define CONDITION QUIVER_STEP
@@ -29,6 +32,25 @@ inline void Step(Operator op, double* target, const double* a, const double* b, 
   }
 }
 #undef QUIVER_STEP
+
+// Compiled a second time for AVX2, chosen at load: batches run about twice as fast. Without contraction to
+// fused multiply-add both give the same bits.
+#if defined(__x86_64__) && defined(__linux__) && defined(__GNUC__) && !defined(__clang__) && \
+    !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#define QUIVER_FOR_EACH_MACHINE [[gnu::target_clones("avx2", "default")]]
+#else
+#define QUIVER_FOR_EACH_MACHINE
+#endif
+
+// `registers` of `kWidth` doubles each.
+template <int kWidth>
+[[gnu::always_inline]] inline void RunSteps(const std::vector<Instruction>& code, double* registers,
+                                            int lanes) {
+  auto at = [registers](int place) { return registers + static_cast<std::ptrdiff_t>(place) * kWidth; };
+  for (const Instruction& step : code) {
+    Step(step.op, at(step.target), at(step.a), at(step.b), at(step.c), kWidth == 1 ? 1 : lanes);
+  }
+}
 
 }  // namespace
 
@@ -41,14 +63,13 @@ const double* Evaluator::RunOne(const Program& program, std::span<const int> gat
   double* const inputs = registers + program.constant_count();
   for (int k = 0; k < program.variables; ++k) inputs[k] = x[gather[k]];
   inputs[program.variables] = time;
-  for (const Instruction& step : program.code) {
-    Step(step.op, registers + step.target, registers + step.a, registers + step.b, registers + step.c, 1);
-  }
+  RunSteps<1>(program.code, registers, 1);
   return registers;
 }
 
-void Evaluator::RunBlocks(const Program& program, std::span<const int> gathers, std::span<const double> x,
-                          double time, std::span<double> values, std::span<double> gradients) {
+QUIVER_FOR_EACH_MACHINE void Evaluator::RunBlocks(const Program& program, std::span<const int> gathers,
+                                                  std::span<const double> x, double time,
+                                                  std::span<double> values, std::span<double> gradients) {
   const int count = static_cast<int>(values.size());
   const std::size_t stride = program.variables;
   assert(gathers.size() == count * stride && (gradients.empty() || gradients.size() == count * stride));
@@ -66,10 +87,7 @@ void Evaluator::RunBlocks(const Program& program, std::span<const int> gathers, 
     for (int i = 0; i < lanes; ++i) {
       for (std::size_t k = 0; k < stride; ++k) inputs[k].lane[i] = x[gather[i * stride + k]];
     }
-    for (const Instruction& step : program.code) {
-      Step(step.op, registers[step.target].lane, registers[step.a].lane, registers[step.b].lane,
-           registers[step.c].lane, lanes);
-    }
+    RunSteps<kBlock>(program.code, registers->lane, lanes);
     std::copy_n(registers[program.outputs[0]].lane, lanes, values.data() + first);
     if (gradients.empty()) continue;
     double* const gradient = gradients.data() + first * stride;

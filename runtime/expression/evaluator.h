@@ -32,7 +32,7 @@ class Evaluator {
   double Gradient(const Shape& shape, std::span<const int> gather, std::span<const double> x,
                   std::span<double> gradient, const EvaluationContext& context = {});
 
-  // values.size() instances.
+  // values.size() instances. Values also takes conditions: 1 where they hold, 0 where not.
   void Values(const Shape& shape, std::span<const int> gathers, std::span<const double> x,
               std::span<double> values, const EvaluationContext& context = {});
   void Gradients(const Shape& shape, std::span<const int> gathers, std::span<const double> x,

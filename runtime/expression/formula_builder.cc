@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// Value numbering, simplification and reverse accumulation.
 #include "runtime/expression/formula_builder.h"
 
 #include <bit>

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// Formulas as text, written from left to right in one pass over the tokens.
 #include "runtime/expression/infix.h"
 
 #include <fmt/format.h>

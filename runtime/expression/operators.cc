@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+// The operator table as rows of data, for readers that need no formulas.
 #include "runtime/expression/operators.h"
 
 #include <array>
-#include <iterator>
 
 namespace quiver {
 namespace {
@@ -33,6 +33,6 @@ const OperatorInfo* FindOperator(int code) {
   return code >= 0 && code < static_cast<int>(kRowOfCode.size()) ? kRowOfCode[code] : nullptr;
 }
 
-OperatorTable AllOperators() { return {std::begin(kRows), std::end(kRows)}; }
+std::span<const OperatorInfo> AllOperators() { return kRows; }
 
 }  // namespace quiver

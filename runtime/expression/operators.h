@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <span>
 
 namespace quiver {
 
@@ -44,13 +45,7 @@ struct OperatorInfo {
 const OperatorInfo* FindOperator(int code);
 
 // All rows, in the table's order.
-struct OperatorTable {
-  const OperatorInfo* first;
-  const OperatorInfo* last;
-  const OperatorInfo* begin() const { return first; }
-  const OperatorInfo* end() const { return last; }
-};
-OperatorTable AllOperators();
+std::span<const OperatorInfo> AllOperators();
 
 // The formulas of one operator, for any number type T. c is the third operand of internal steps.
 // By<0> and By<1> are the derivatives by a and b; T may also be Term (formula_builder.h), which writes

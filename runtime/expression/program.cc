@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// From a shape's stream to register code: translate, differentiate, keep what is needed, assign registers.
 #include "runtime/expression/program.h"
 
 #include <limits>

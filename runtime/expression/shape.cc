@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// Interning of streams: canonical words, their hash, and a table of the shapes seen so far.
 #include "runtime/expression/shape.h"
 
 #include <algorithm>
@@ -42,6 +43,7 @@ bool Shape::IsLinear() const {
 }
 
 int ShapeStore::Intern(std::span<const Token> stream, std::vector<int>& gather) {
+  assert(!stream.empty());
   const std::size_t first = gather.size();
   const std::span<const ShapeWord> words(scratch_.data(), WriteWords(stream, gather));
   const std::uint64_t hash = HashOf(words);

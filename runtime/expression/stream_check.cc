@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// The check of token streams: one pass with a stack of open operators.
 #include "runtime/expression/stream_check.h"
 
 #include <fmt/format.h>

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// The search for the operation that made a value or a slope infinite or undefined.
 #include "runtime/expression/undefined.h"
 
 #include <fmt/format.h>

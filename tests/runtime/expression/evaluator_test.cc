@@ -28,25 +28,22 @@ TEST(Evaluator, random_trees_agree_with_plain_recursion_and_its_differences) {
   int values = 0, slopes = 0;
   for (int trial = 0; trial < 3000; ++trial) {
     const Stream stream = random.Number(1 + trial % 6);
-    std::vector<double> x(kVariables);
-    for (double& entry : x) entry = random.Uniform(0.3, 2.5);
-    ShapeStore shapes;
-    std::vector<int> gather;
-    const Shape& shape = shapes[shapes.Intern(stream, gather)];
-    std::vector<double> gradient(gather.size());
-    const double value = evaluator.Gradient(shape, gather, x, gradient, {.time = 7});
-    EXPECT_TRUE(SameBits(value, evaluator.Value(shape, gather, x, {.time = 7})));
+    const std::vector<double> x = random.Point(kVariables, 0.3, 2.5);
+    const Compiled one(stream);
+    std::vector<double> gradient(one.gather.size());
+    const double value = evaluator.Gradient(one.shape, one.gather, x, gradient, {.time = 7});
+    EXPECT_TRUE(SameBits(value, evaluator.Value(one.shape, one.gather, x, {.time = 7})));
 
     const long double exact = Interpret<long double>(stream, x);
     const double rounding = static_cast<double>(std::abs(exact - Interpret<double>(stream, x)));
-    if (!(std::abs(exact) < 1e12L) || !(rounding < 1e-8) || FindUndefined(stream, x, NumberedX, {.time = 7}))
-      continue;
+    const bool undefined = FindUndefined(stream, x, NumberedX, {.time = 7}).has_value();
+    if (undefined || !(std::abs(exact) < 1e12L) || !(rounding < 1e-8)) continue;
     EXPECT_NEAR(value, exact, 1e-12 * (1 + std::abs(exact)) + 1e3 * rounding) << Show(stream);
     ++values;
-    for (std::size_t k = 0; k < gather.size(); ++k) {
+    for (std::size_t k = 0; k < one.gather.size(); ++k) {
       auto difference = [&](long double h) {
-        return (Interpret<long double>(stream, x, gather[k], h) -
-                Interpret<long double>(stream, x, gather[k], -h)) /
+        return (Interpret<long double>(stream, x, one.gather[k], h) -
+                Interpret<long double>(stream, x, one.gather[k], -h)) /
                (2 * h);
       };
       const long double coarse = difference(1e-6L), fine = difference(5e-7L);
@@ -54,11 +51,11 @@ TEST(Evaluator, random_trees_agree_with_plain_recursion_and_its_differences) {
       if (!(std::abs(coarse - fine) < 1e-7L * scale)) continue;  // a kink or a pole within reach
       if (!std::isfinite(gradient[k])) {
         EXPECT_TRUE(FindUndefinedSlope(stream, x, NumberedX, {.time = 7}))
-            << Show(stream) << " by " << gather[k];
+            << Show(stream) << " by " << one.gather[k];
         continue;
       }
       EXPECT_NEAR(gradient[k], (4 * fine - coarse) / 3, 1e-8L * scale + 1e4 * rounding)
-          << Show(stream) << " by " << gather[k];
+          << Show(stream) << " by " << one.gather[k];
       ++slopes;
     }
   }
@@ -71,14 +68,13 @@ TEST(Evaluator, constant_exponents_agree_with_pow) {
   RandomTrees random(4, 1);
   for (double exponent = -18; exponent <= 18; exponent += 0.25) {
     const Stream stream = {Token::Code(24), Token::Variable(0), Token::Real(exponent)};
-    ShapeStore shapes;
-    std::vector<int> gather;
-    const Shape& shape = shapes[shapes.Intern(stream, gather)];
+    const Compiled one(stream);
     for (int trial = 0; trial < 20; ++trial) {
       const bool whole = exponent == std::floor(exponent);
       const double x = random.Uniform(whole ? -3 : 0.01, 3);
       double slope;
-      EXPECT_NEAR(evaluator.Gradient(shape, gather, {&x, 1}, {&slope, 1}) / std::pow(x, exponent), 1, 4e-15);
+      EXPECT_NEAR(evaluator.Gradient(one.shape, one.gather, {&x, 1}, {&slope, 1}) / std::pow(x, exponent), 1,
+                  4e-15);
       EXPECT_NEAR(slope, exponent * std::pow(x, exponent - 1), 4e-15 * std::fabs(slope))
           << x << "^" << exponent;
     }
@@ -89,13 +85,11 @@ TEST(Evaluator, batches_give_the_bits_of_single_instances) {
   RandomTrees random(5, 6);
   Evaluator evaluator;
   for (int trial = 0; trial < 300; ++trial) {
-    ShapeStore shapes;
-    std::vector<int> first;
-    const Shape& shape = shapes[shapes.Intern(random.Number(6), first)];
+    const Compiled any(random.Number(6));
+    const Shape& shape = any.shape;
     const int count = trial % 200 + 1, stride = shape.variable_count;
-    std::vector<double> x(500), values(count), only_values(count), gradients(count * stride),
-        gradient(stride);
-    for (double& entry : x) entry = random.Uniform(-1, 3);
+    const std::vector<double> x = random.Point(500, -1, 3);
+    std::vector<double> values(count), only_values(count), gradients(count * stride), gradient(stride);
     std::vector<int> gathers(count * stride);
     for (int& place : gathers) place = random.Below(500);
     const EvaluationContext context{.time = 3};
@@ -116,14 +110,11 @@ TEST(Evaluator, margin_has_the_sign_of_the_condition) {
   int held = 0, failed = 0;
   for (int trial = 0; trial < 2000; ++trial) {
     const Stream stream = random.Condition(trial % 4);
-    std::vector<double> x(4);
-    for (double& entry : x) entry = random.Uniform(0.2, 2);
-    ShapeStore shapes;
-    std::vector<int> gather;
-    const Shape& condition = shapes[shapes.Intern(stream, gather)];
-    ASSERT_TRUE(condition.is_condition);
-    const bool holds = evaluator.Holds(condition, gather, x, {.time = 7});
-    const double margin = evaluator.Margin(condition, gather, x, {.time = 7});
+    const std::vector<double> x = random.Point(4, 0.2, 2);
+    const Compiled one(stream);
+    ASSERT_TRUE(one.shape.is_condition);
+    const bool holds = evaluator.Holds(one.shape, one.gather, x, {.time = 7});
+    const double margin = evaluator.Margin(one.shape, one.gather, x, {.time = 7});
     if (std::isnan(margin) || std::fabs(margin) < 1e-9) continue;
     EXPECT_EQ(holds, Interpret<double>(stream, x) != 0) << Show(stream);
     EXPECT_EQ(holds, margin > 0) << Show(stream) << " margin " << margin;
@@ -160,11 +151,9 @@ TEST(Evaluator, margins_and_text_comparisons) {
   const double x[] = {3, 5};
   for (const Case& c : cases) {
     Names names{{"A", "B"}};
-    ShapeStore shapes;
-    std::vector<int> gather;
-    const Shape& condition = shapes[shapes.Intern(Read(c.stream, names), gather)];
-    EXPECT_EQ(evaluator.Holds(condition, gather, x), c.holds) << c.stream;
-    EXPECT_EQ(evaluator.Margin(condition, gather, x), c.margin) << c.stream;
+    const Compiled one(Read(c.stream, names));
+    EXPECT_EQ(evaluator.Holds(one.shape, one.gather, x), c.holds) << c.stream;
+    EXPECT_EQ(evaluator.Margin(one.shape, one.gather, x), c.margin) << c.stream;
   }
 }
 

@@ -3,8 +3,24 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <map>
+#include <new>
+
+#include "runtime/expression/evaluator.h"
 #include "runtime/expression/infix.h"
 #include "tests/runtime/expression/trees.h"
+
+namespace {
+int allocations = 0;
+}
+[[gnu::noinline]] void* operator new(std::size_t size) {
+  ++allocations;
+  if (void* memory = std::malloc(size)) return memory;
+  throw std::bad_alloc();
+}
+[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace quiver {
 namespace {
@@ -43,7 +59,7 @@ TEST(Shape, what_makes_a_shape_of_its_own) {
 TEST(Shape, thousands_of_shapes_are_told_apart) {
   RandomTrees random(8, 6);
   ShapeStore shapes;
-  std::vector<std::pair<std::string, int>> by_text;
+  std::map<std::string, int> by_text;
   for (int trial = 0; trial < 5000; ++trial) {
     Stream stream = random.Number(4);
     std::vector<int> gather;
@@ -59,21 +75,37 @@ TEST(Shape, thousands_of_shapes_are_told_apart) {
       if (token.kind != Token::kVariable) continue;
       token.index = static_cast<int>(std::find(moved.begin(), moved.end(), token.index) - moved.begin());
     }
-    by_text.emplace_back(StreamText(stream, NumberedX), id);
+    ASSERT_EQ(by_text.try_emplace(StreamText(stream, NumberedX), id).first->second, id);
   }
-  std::sort(by_text.begin(), by_text.end());
-  for (std::size_t i = 1; i < by_text.size(); ++i) {
-    ASSERT_EQ(by_text[i].first == by_text[i - 1].first, by_text[i].second == by_text[i - 1].second);
-  }
+  EXPECT_EQ(shapes.size(), static_cast<int>(by_text.size()));
   EXPECT_GT(shapes.size(), 2000);
 }
 
+TEST(Shape, known_shapes_cost_no_allocation) {
+  RandomTrees random(10, 50);
+  std::vector<Stream> streams;
+  for (int i = 0; i < 100; ++i) streams.push_back(random.Number(5));
+  ShapeStore shapes;
+  Evaluator evaluator;
+  std::vector<int> gather;
+  const std::vector<double> x(50, 0.5);
+  std::vector<double> values(1), gradient(50);
+  for (int pass = 0; pass < 2; ++pass) {
+    allocations = 0;
+    for (const Stream& stream : streams) {
+      gather.clear();
+      const Shape& shape = shapes[shapes.Intern(stream, gather)];
+      const auto slopes = std::span(gradient).first(gather.size());
+      evaluator.Gradient(shape, gather, x, slopes);
+      evaluator.Gradients(shape, gather, x, values, slopes);
+    }
+    EXPECT_EQ(allocations == 0, pass == 1) << allocations << " allocations in pass " << pass;
+  }
+}
+
 TEST(Shape, tells_constant_derivatives) {
-  struct Case {
-    const char* stream;
-    const char* constant;  // by X, Y, Z: c or -
-  };
-  const Case cases[] = {
+  const std::pair<const char*, const char*> cases[] = {
+      // by X, Y, Z: c or -
       {"19 -1.0 44 X Y Z 0", "ccc"},
       {"20 X 21 2.0 21 Y Z", "c--"},
       {"22 19 X 15 Y 21 3.0 Z", "---"},
@@ -81,15 +113,13 @@ TEST(Shape, tells_constant_derivatives) {
       {"19 39 X 19 24 Y 2.0 20 Z Z", "--c"},
       {"19 21 X 36 2.0 19 98 Y 0.0 21 55 Z", "c--"},  // time is no constant
   };
-  for (const Case& c : cases) {
+  for (const auto& [stream, constant] : cases) {
     Names names;
-    ShapeStore shapes;
-    std::vector<int> gather;
-    const Shape& shape = shapes[shapes.Intern(Read(c.stream, names), gather)];
+    const Compiled one(Read(stream, names));
     std::string found;
-    for (int k = 0; k < 3; ++k) found += shape.HasConstantDerivative(k) ? 'c' : '-';
-    EXPECT_EQ(found, c.constant) << c.stream;
-    EXPECT_EQ(shape.IsLinear(), found == "ccc");
+    for (int k = 0; k < 3; ++k) found += one.shape.HasConstantDerivative(k) ? 'c' : '-';
+    EXPECT_EQ(found, constant) << stream;
+    EXPECT_EQ(one.shape.IsLinear(), found == "ccc");
   }
 }
 

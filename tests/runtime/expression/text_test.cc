@@ -12,11 +12,7 @@ namespace quiver {
 namespace {
 
 TEST(Infix, equations_read_as_mathematics) {
-  struct Case {
-    const char* stream;
-    const char* equation;
-  };
-  const Case cases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       {"20 22 21 FLUX 20 int 1 21 AREA_RATIO AREA_RATIO 21 2.0 MW 22 21 22 PDROPC UCF8 RHO 19 FLUX EPS",
        "FLUX*(1 - AREA_RATIO*AREA_RATIO)/(2.0*MW) = PDROPC/UCF8*RHO/(FLUX + EPS)"},
       {"19 -1.0 X", "X = 1"},
@@ -34,105 +30,85 @@ TEST(Infix, equations_read_as_mathematics) {
       {"20 X 46 A 40 19 A B 98 A 35 B 0", "X = max(A, sqr(A + B), max(A, sqrt(B)))"},
       {"20 X 57 Y 22 55 2.0", "X = delay(Y, time/2.0)"},
   };
-  for (const Case& c : cases) {
-    Names names;
-    EXPECT_EQ(EquationText(Read(c.stream, names), [&](int place) { return names(place); }), c.equation);
-  }
   Names names;
   auto name = [&](int place) { return names(place); };
+  for (const auto& [stream, text] : cases) EXPECT_EQ(EquationText(Read(stream, names), name), text);
   EXPECT_EQ(FormulaText(Read("5 6 12 A B 10 A 19 B int 2 8 \"Yes\" \"No\"", names), name),
             "(A < B or A <= B + 2) and \"Yes\" == \"No\"");
   EXPECT_EQ(StreamText(Read("20 X 21 0.1 int 2 -3", names), name), "20 X 21 0.1 int 2 -3");
 }
 
-// Reads formulas: or, and, comparison, + -, * /, leading -, ^, then names, numbers, calls and brackets.
+// Reads formulas: operators by rank joining from the left, a leading -, ^, names, numbers, calls and
+// brackets.
 class Parser {
  public:
-  explicit Parser(std::string text) : text_(std::move(text)) {}
-  Stream Parse() { return Binary(0); }
-  bool AtEnd() const { return at_ == text_.size(); }
+  explicit Parser(std::string_view text) : rest_(text) {}
+  bool AtEnd() const { return rest_.empty(); }
 
- private:
-  bool Take(std::string_view piece) {
-    if (text_.compare(at_, piece.size(), piece) != 0) return false;
-    at_ += piece.size();
-    return true;
-  }
-  static void Append(Stream& out, const Stream& more) { out.insert(out.end(), more.begin(), more.end()); }
-
-  Stream Binary(int rank) {
-    if (rank == static_cast<int>(Precedence::kNegation)) return Signed();
-    Stream left = Binary(rank + 1);
-    for (bool more = true; more;) {
-      more = false;
-      for (const OperatorInfo& row : AllOperators()) {
-        if (static_cast<int>(row.precedence) != rank || !Take(row.text)) continue;
-        left.insert(left.begin(), Token::Code(row.code()));
-        Append(left, Binary(rank + 1));
-        more = true;
-        break;
-      }
+  Stream Ranked(Precedence rank = Precedence::kOr) {
+    if (rank == Precedence::kNegation) return Signed();
+    const auto tighter = static_cast<Precedence>(static_cast<int>(rank) + 1);
+    Stream left = Ranked(tighter);
+    for (const OperatorInfo* row = TakeInfix(rank); row; row = TakeInfix(rank)) {
+      left = Tree(row->code(), {left, Ranked(tighter)});
     }
     return left;
+  }
+
+ private:
+  static Stream Tree(int code, const std::vector<Stream>& operands) {
+    Stream tree = {Token::Code(code)};
+    for (const Stream& operand : operands) tree.insert(tree.end(), operand.begin(), operand.end());
+    if (FindOperator(code)->role == Role::kList) tree.push_back(Token::Code(0));
+    return tree;
+  }
+  bool Take(std::string_view piece) {
+    const bool there = rest_.starts_with(piece);
+    if (there) rest_.remove_prefix(piece.size());
+    return there;
+  }
+  const OperatorInfo* TakeInfix(Precedence rank) {
+    for (const OperatorInfo& row : AllOperators()) {
+      if (row.precedence == rank && Take(row.text)) return &row;
+    }
+    return nullptr;
   }
 
   Stream Signed() {
-    if (text_[at_] == '-' && !std::isdigit(text_[at_ + 1])) {
-      ++at_;
-      Stream out = {Token::Code(15)};
-      Append(out, Atom());
-      return out;
-    }
-    Stream left = Atom();
-    if (!Take("^")) return left;
-    left.insert(left.begin(), Token::Code(24));
-    Append(left, Atom());
-    return left;
+    if (rest_[0] == '-' && !std::isdigit(rest_[1]) && Take("-")) return Tree(15, {Atom()});
+    const Stream left = Atom();
+    return Take("^") ? Tree(24, {left, Atom()}) : left;
   }
 
   Stream Atom() {
-    if (Take("(")) {
-      Stream inside = Binary(0);
-      EXPECT_TRUE(Take(")"));
-      return inside;
+    if (Take("time")) return Tree(55, {});
+    if (Take("X")) {
+      rest_.remove_prefix(1);
+      return {Token::Variable(rest_.data()[-1] - '0')};
     }
-    if (Take("time")) return {Token::Code(55)};
-    if (text_[at_] == 'X') {
-      const int place = text_[at_ + 1] - '0';
-      at_ += 2;
-      return {Token::Variable(place)};
-    }
-    if (std::isalpha(text_[at_])) return Call();
-    std::size_t size = 0;
-    const double number = std::stod(text_.substr(at_), &size);
-    const std::string digits = text_.substr(at_, size);
-    at_ += size;
-    if (digits.find('.') != std::string::npos) return {Token::Real(number)};
-    return {Token::Integer(static_cast<int>(number))};
+    if (std::isalpha(rest_[0]) || rest_[0] == '(') return Call();
+    const std::string number(rest_.substr(0, rest_.find_first_not_of("0123456789.", 1)));
+    rest_.remove_prefix(number.size());
+    return {number.find('.') < number.size() ? Token::Real(std::stod(number))
+                                             : Token::Integer(std::stoi(number))};
   }
 
-  Stream Call() {
-    const std::size_t open = text_.find('(', at_);
-    const std::string function = text_.substr(at_, open - at_);
-    at_ = open + 1;
-    Stream operands;
-    int count = 0;
-    for (; !Take(")"); ++count) {
-      EXPECT_TRUE(count == 0 || Take(", "));
-      Append(operands, Binary(0));
-    }
+  Stream Call() {  // or brackets, a call without a name
+    const std::string_view function = rest_.substr(0, rest_.find('('));
+    Take(function);
+    std::vector<Stream> operands;
+    while (Take(operands.empty() ? "(" : ", ")) operands.push_back(Ranked());
+    EXPECT_TRUE(Take(")"));
+    if (function.empty()) return operands[0];
     const OperatorInfo* chosen = nullptr;
     for (const OperatorInfo& row : AllOperators()) {
-      if (row.text != function || (row.arity != count && row.role != Role::kList)) continue;
-      if (chosen == nullptr || row.arity == count) chosen = &row;
+      const bool fits = row.arity == static_cast<int>(operands.size());
+      if (row.text == function && (fits || (row.role == Role::kList && !chosen))) chosen = &row;
     }
-    operands.insert(operands.begin(), Token::Code(chosen->code()));
-    if (chosen->role == Role::kList) operands.push_back(Token::Code(0));
-    return operands;
+    return Tree(chosen->code(), operands);
   }
 
-  std::string text_;
-  std::size_t at_ = 0;
+  std::string_view rest_;
 };
 
 TEST(Infix, reading_a_printed_formula_gives_the_same_tree) {
@@ -141,17 +117,13 @@ TEST(Infix, reading_a_printed_formula_gives_the_same_tree) {
     const Stream stream = trial % 3 == 0 ? random.Condition(trial % 4) : random.Number(1 + trial % 6);
     const std::string text = FormulaText(stream, NumberedX);
     Parser parser(text);
-    ASSERT_EQ(StreamText(parser.Parse(), NumberedX), StreamText(stream, NumberedX)) << text;
+    ASSERT_EQ(StreamText(parser.Ranked(), NumberedX), StreamText(stream, NumberedX)) << text;
     ASSERT_TRUE(parser.AtEnd());
   }
 }
 
 TEST(Undefined, names_the_innermost_leftmost_operation) {
-  struct Case {
-    const char* stream;
-    const char* text;  // null: nothing is undefined
-  };
-  const Case cases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       // A = -0.013, B = 0, C = 2, D not a number
       {"20 C 37 22 A C", "ln(x) with x = -0.0065, x = A/C"},
       {"20 37 22 C B 24 A 0.5", "C/B with C = 2, B = 0"},
@@ -161,14 +133,14 @@ TEST(Undefined, names_the_innermost_leftmost_operation) {
       {"20 C 44 B 36 21 1e6 C 0", "exp(x) with x = 2e+06, x = 1000000.0*C"},
       {"20 C 46 0", "max of 0 operands gives -inf"},
       {"20 C 44 B D 0", "D = nan"},
-      {"20 C 35 B", nullptr},
+      {"20 C 35 B", "nothing"},
   };
   const double x[] = {-0.013, 0, 2, std::numeric_limits<double>::quiet_NaN()};
   Names names{{"A", "B", "C", "D"}};
   auto name = [&](int place) { return names(place); };
-  for (const Case& c : cases) {
-    const auto cause = FindUndefined(Read(c.stream, names), x, name);
-    EXPECT_EQ(cause ? cause->text : "nothing", c.text ? c.text : "nothing") << c.stream;
+  for (const auto& [stream, text] : cases) {
+    const auto cause = FindUndefined(Read(stream, names), x, name);
+    EXPECT_EQ(cause ? cause->text : "nothing", text) << stream;
   }
   const auto power = FindUndefined(Read("20 C 24 A 19 C 0.5", names), x, name);
   EXPECT_EQ(power->position, 2u);

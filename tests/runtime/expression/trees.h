@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <deque>
 #include <random>
 #include <span>
 #include <sstream>
@@ -16,6 +17,7 @@
 #include <vector>
 
 #include "runtime/expression/operators.h"
+#include "runtime/expression/shape.h"
 #include "runtime/expression/token.h"
 
 namespace quiver {
@@ -50,9 +52,8 @@ inline Stream Read(const std::string& text, Names& names) {
       words >> word;
       stream.push_back(Token::Integer(std::stoi(word)));
     } else if (word[0] == '"') {
-      static std::vector<std::string*> kept;
-      kept.push_back(new std::string(word.substr(1, word.size() - 2)));
-      stream.push_back(Token::Text(kept.back()->c_str()));
+      static std::deque<std::string> kept;  // tokens borrow their text
+      stream.push_back(Token::Text(kept.emplace_back(word.substr(1, word.size() - 2)).c_str()));
     } else if (*end != '\0') {
       stream.push_back(Token::Variable(names.Place(word)));
     } else if (word.find_first_of(".e") == std::string::npos) {
@@ -68,94 +69,82 @@ class RandomTrees {
  public:
   RandomTrees(unsigned seed, int variables) : random_(seed), variables_(variables) {}
 
-  Stream Number(int depth) {
-    Stream out;
-    AddNumber(out, depth);
-    return out;
-  }
-  Stream Condition(int depth) {
-    Stream out;
-    AddCondition(out, depth);
-    return out;
-  }
+  Stream Number(int depth) { return Grow({}, depth, false); }
+  Stream Condition(int depth) { return Grow({}, depth, true); }
   int Below(int n) { return std::uniform_int_distribution(0, n - 1)(random_); }
   double Uniform(double low, double high) { return std::uniform_real_distribution(low, high)(random_); }
-
- private:
-  const OperatorInfo& Pick(bool condition, bool comparison) {
-    for (;;) {
-      const OperatorInfo& row =
-          AllOperators().first[Below(static_cast<int>(AllOperators().end() - AllOperators().begin()))];
-      if (condition && row.role == (comparison ? Role::kComparison : Role::kLogical)) return row;
-      if (!condition && (row.role == Role::kArithmetic || row.role == Role::kList)) return row;
-    }
+  std::vector<double> Point(int size, double low, double high) {
+    std::vector<double> x(size);
+    for (double& entry : x) entry = Uniform(low, high);
+    return x;
   }
 
-  void AddNumber(Stream& out, int depth) {
-    static constexpr double kReals[] = {0.5, 2.0, -1.0, 1.5, -0.25, 3.0, 0.1};
-    if (depth == 0 || Below(8) == 0) {
+ private:
+  Stream Grow(Stream out, int depth, bool condition) {
+    const bool leaf = depth == 0 || Below(8) == 0;
+    if (leaf && !condition) {
+      static constexpr double kReals[] = {0.5, 2.0, -1.0, 1.5, -0.25, 3.0, 0.1};
       const int kind = Below(4);
       out.push_back(kind == 0   ? Token::Real(kReals[Below(7)])
                     : kind == 1 ? Token::Integer(Below(6) - 2)
                                 : Token::Variable(Below(variables_)));
-      return;
+      return out;
     }
-    const OperatorInfo& row = Pick(false, false);
-    out.push_back(Token::Code(row.code()));
-    const int operands = row.role == Role::kList ? 1 + 2 * Below(2) : row.arity;
-    for (int k = 0; k < operands; ++k) AddNumber(out, depth - 1);
-    if (row.role == Role::kList) out.push_back(Token::Code(0));
-  }
-
-  void AddCondition(Stream& out, int depth) {
-    const bool comparison = depth == 0 || Below(4) == 0;
-    out.push_back(Token::Code(Pick(true, comparison).code()));
-    for (int k = 0; k < 2; ++k) comparison ? AddNumber(out, 2) : AddCondition(out, depth - 1);
+    auto fits = [&](Role role) {
+      if (condition) return role == (leaf ? Role::kComparison : Role::kLogical);
+      return role == Role::kArithmetic || role == Role::kList;
+    };
+    const auto rows = AllOperators();
+    const OperatorInfo* row = &rows[0];
+    while (!fits(row->role)) row = &rows[Below(static_cast<int>(rows.size()))];
+    out.push_back(Token::Code(row->code()));
+    const bool list = row->role == Role::kList, comparison = row->role == Role::kComparison;
+    for (int left = list ? 1 + 2 * Below(2) : row->arity; left > 0; --left) {
+      out = Grow(std::move(out), comparison ? 2 : depth - 1, condition && !comparison);
+    }
+    if (list) out.push_back(Token::Code(0));
+    return out;
   }
 
   std::mt19937 random_;
   int variables_;
 };
 
-// Plain recursion over the tree, in any precision.
-template <class T>
-class Interpreter {
- public:
-  Interpreter(std::span<const Token> stream, std::span<const T> x, T time = 0)
-      : stream_(stream), x_(x), time_(time) {}
-
-  T Value() {
-    const Token& token = stream_[next_++];
-    if (token.kind == Token::kVariable) return x_[token.index];
-    if (token.kind != Token::kOperator) return token.real;
-    const OperatorInfo& info = *FindOperator(token.index);
-    if (info.arity == 0) return time_;
-    if (info.role == Role::kList) {
-      T joined = info.empty_value;
-      for (bool first = true; stream_[next_].kind != Token::kOperator || stream_[next_].index != 0;
-           first = false) {
-        const T operand = Value();
-        joined = first ? operand : ValueOf<T>(info.joins, joined, operand);
-      }
-      ++next_;
-      return joined;
-    }
-    const T a = Value();
-    return ValueOf<T>(info.op, a, info.arity == 2 ? Value() : T(0));
-  }
-
- private:
-  std::span<const Token> stream_;
-  std::span<const T> x_;
-  T time_;
-  std::size_t next_ = 0;
+// A store with one shape.
+struct Compiled {
+  explicit Compiled(const Stream& stream) : shape(shapes[shapes.Intern(stream, gather)]) {}
+  ShapeStore shapes;
+  std::vector<int> gather;
+  const Shape& shape;
 };
+
+// Plain recursion over the tree, in any precision; the time is 7.
+template <class T>
+T Interpret(const Token*& next, std::span<const T> x) {
+  const Token& token = *next++;
+  if (token.kind == Token::kVariable) return x[token.index];
+  if (token.kind != Token::kOperator) return token.real;
+  const OperatorInfo& info = *FindOperator(token.index);
+  if (info.arity == 0) return 7;
+  if (info.role != Role::kList) {
+    const T a = Interpret<T>(next, x);
+    return ValueOf<T>(info.op, a, info.arity == 2 ? Interpret<T>(next, x) : T(0));
+  }
+  T joined = info.empty_value;
+  for (bool first = true; next->kind != Token::kOperator || next->index != 0; first = false) {
+    const T operand = Interpret<T>(next, x);
+    joined = first ? operand : ValueOf<T>(info.joins, joined, operand);
+  }
+  ++next;
+  return joined;
+}
 
 template <class T>
 T Interpret(const Stream& stream, const std::vector<double>& x, int moved = -1, T step = 0) {
   std::vector<T> point(x.begin(), x.end());
   if (moved >= 0) point[moved] += step;
-  return Interpreter<T>(stream, point, 7).Value();  // time 7
+  const Token* next = stream.data();
+  return Interpret<T>(next, point);
 }
 
 }  // namespace quiver
