@@ -9,10 +9,15 @@
 namespace quiver {
 namespace {
 
+constexpr std::size_t kMostFaults = 10000;
 constexpr std::size_t kShownFaults = 50;
 constexpr std::size_t kShownCharacters = 60;
 
 }  // namespace
+
+void AddFault(std::vector<CaseFault>& faults, Location at, std::string message, std::string remedy) {
+  if (faults.size() < kMostFaults) faults.emplace_back(at, std::move(message), std::move(remedy));
+}
 
 CaseError::CaseError(std::string name, std::vector<CaseFault> faults) : faults_(std::move(faults)) {
   std::stable_sort(faults_.begin(), faults_.end(), [](const CaseFault& a, const CaseFault& b) {

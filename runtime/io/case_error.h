@@ -34,6 +34,9 @@ struct CaseFault {
       : line(at.line), column(at.column), message(std::move(what)), remedy(std::move(todo)) {}
 };
 
+// Notes a fault. After 10,000 of them, more would only cost memory and are dropped.
+void AddFault(std::vector<CaseFault>& faults, Location at, std::string message, std::string remedy);
+
 // At least one fault, in the order of the file.
 class CaseError : public std::exception {
  public:

@@ -18,6 +18,8 @@
 namespace quiver {
 namespace {
 
+constexpr int kSuggestedBlocks = 20;
+
 const Schema& CaseSchema() {
   static const Schema schema(kCaseSchemaText);
   return schema;
@@ -37,7 +39,7 @@ void GiveUnit(CaseValue& value, const std::string& unit) {
 CaseValue ReadTable(const Node& node) {
   const Node* number = node.Find("value");
   const Node* unit = node.Find("unit");
-  if (number && unit && unit->kind == Node::Kind::kText) {
+  if (number && number->kind != Node::Kind::kMap && unit && unit->kind == Node::Kind::kText) {
     CaseValue value = ReadValue(*number);
     GiveUnit(value, unit->text);
     return value;
@@ -104,7 +106,7 @@ class CaseReader {
     ReadComponents(root.Find("components"));
     case_.globals = ReadAssignments(root.Find("globals"), true);
     if (const Node* blocks = root.Find("blocks")) {
-      for (const NodeEntry& entry : blocks->entries) block_names_.push_back(entry.key);
+      for (const NodeEntry& entry : blocks->entries) block_names_.insert(entry.key);
       for (const NodeEntry& entry : blocks->entries) ReadBlock(entry);
     }
     if (const Node* connect = root.Find("connect")) {
@@ -123,7 +125,7 @@ class CaseReader {
 
  private:
   void Fault(Location at, std::string message, std::string remedy) {
-    if (!faulty_.contains(at)) faults_.emplace_back(at, std::move(message), std::move(remedy));
+    if (!faulty_.contains(at)) AddFault(faults_, at, std::move(message), std::move(remedy));
   }
 
   // An empty path after a fault.
@@ -242,6 +244,12 @@ class CaseReader {
     }
   }
 
+  // The nearest of all blocks is sought for the first few misses only: in a large case it takes a while.
+  std::string SuggestBlock(const std::string& name) {
+    if (++misses_ > kSuggestedBlocks) return "name a block of the case";
+    return Suggest(name, {block_names_.begin(), block_names_.end()});
+  }
+
   // The block that a path starts with has to be there.
   bool CheckBlock(const PropertyPath& path, Location at) {
     if (path.parts.empty()) return false;
@@ -250,9 +258,9 @@ class CaseReader {
       Fault(at, fmt::format("{} starts with a block that has an index", path.Text()), "write BLOCK.NAME(i)");
       return false;
     }
-    if (std::find(block_names_.begin(), block_names_.end(), block.name) == block_names_.end()) {
+    if (!block_names_.contains(block.name)) {
       Fault(at, fmt::format("there is no block {} for {}", QuoteForMessage(block.name), path.Text()),
-            Suggest(block.name, block_names_));
+            SuggestBlock(block.name));
       return false;
     }
     return true;
@@ -305,7 +313,8 @@ class CaseReader {
   CaseFile& case_;
   std::vector<CaseFault>& faults_;
   std::set<Location> faulty_;
-  std::vector<std::string> block_names_;
+  std::set<std::string> block_names_;
+  int misses_ = 0;  // names of blocks that are not there
   std::set<std::string> known_units_;
   std::map<std::pair<PropertyPath, PropertyPath>, Location> connections_;
 };

@@ -56,16 +56,16 @@ bool CheckCharacters(std::string_view text, std::vector<CaseFault>& faults) {
     const auto byte = static_cast<unsigned char>(text[i]);
     const std::size_t length = CharacterLength(text.substr(i));
     if (length == 0) {
-      faults.emplace_back(at, fmt::format("byte {:#04x} is not UTF-8", byte),
-                          "save the file with encoding UTF-8");
+      AddFault(faults, at, fmt::format("byte {:#04x} is not UTF-8", byte),
+               "save the file with encoding UTF-8");
       return false;
     }
     if ((byte < 0x20 && byte != '\n' && byte != '\r' && byte != '\t') || byte == 0x7f) {
-      faults.emplace_back(at, fmt::format("control character {:#04x}", byte), "remove it");
+      AddFault(faults, at, fmt::format("control character {:#04x}", byte), "remove it");
       return false;
     }
     if (byte == '\t' && indentation && !json) {
-      faults.emplace_back(at, "a tab in the indentation", "indent with blanks");
+      AddFault(faults, at, "a tab in the indentation", "indent with blanks");
       return false;
     }
     if (byte == '\n') {
@@ -208,7 +208,7 @@ class DocumentBuilder : public YAML::EventHandler {
   }
 
   [[noreturn]] void StopAt(Location location, std::string message, std::string remedy) {
-    faults_.emplace_back(location, std::move(message), std::move(remedy));
+    AddFault(faults_, location, std::move(message), std::move(remedy));
     throw Stop();
   }
 
@@ -254,12 +254,12 @@ class DocumentBuilder : public YAML::EventHandler {
       const auto real = ParseReal(text);
       if (real) node.real = *real;
       if (!real) {
-        faults_.emplace_back(node.location, QuoteForMessage(text) + " is out of the range of numbers",
-                             "stay between 1e-307 and 1e308 in size");
+        AddFault(faults_, node.location, QuoteForMessage(text) + " is out of the range of numbers",
+                 "stay between 1e-307 and 1e308 in size");
       }
     } else if (IsNotFinite(text)) {
       node.kind = Node::Kind::kReal;
-      faults_.emplace_back(node.location, QuoteForMessage(text) + " is not a finite number", "give a number");
+      AddFault(faults_, node.location, QuoteForMessage(text) + " is not a finite number", "give a number");
     } else {
       node.kind = Node::Kind::kText;
     }
@@ -271,8 +271,8 @@ class DocumentBuilder : public YAML::EventHandler {
   }
 
   void FaultTag(Location location, const std::string& tag) {
-    faults_.emplace_back(location, "tag " + QuoteForMessage(tag) + " is not used in cases",
-                         "leave it out; quotes keep a text a text");
+    AddFault(faults_, location, "tag " + QuoteForMessage(tag) + " is not used in cases",
+             "leave it out; quotes keep a text a text");
   }
 
   void Key(Location location, const std::string& key, bool quoted) {
@@ -282,10 +282,10 @@ class DocumentBuilder : public YAML::EventHandler {
     const auto [first, is_new] = map.keys.emplace(key, location);
     map.dropped = !is_new;
     if (!is_new) {
-      faults_.emplace_back(location,
-                           fmt::format("key {} stands here again; it was first given at {}:{}",
-                                       QuoteForMessage(key), first->second.line, first->second.column),
-                           "remove one of them");
+      AddFault(faults_, location,
+               fmt::format("key {} stands here again; it was first given at {}:{}", QuoteForMessage(key),
+                           first->second.line, first->second.column),
+               "remove one of them");
     }
   }
 
@@ -355,12 +355,11 @@ const Node* Node::Find(std::string_view key) const {
 
 Document ReadDocument(std::string_view text, const std::string& name, std::vector<CaseFault>& faults) {
   const auto fail = [&](Location at, std::string message, std::string remedy) {
-    faults.emplace_back(at, std::move(message), std::move(remedy));
+    AddFault(faults, at, std::move(message), std::move(remedy));
     throw CaseError(name, faults);
   };
   if (text.size() > kLargestDocument) {
-    fail({},
-         fmt::format("the text has {} MB; a case may have {} MB", text.size() >> 20, kLargestDocument >> 20),
+    fail({}, fmt::format("the text has more than {} MB", kLargestDocument >> 20),
          "keep large tables out of the case");
   }
   if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());

@@ -407,13 +407,16 @@ class Checker {
     }
     const Json* names = Member(rule, "propertyNames");
     const Json* properties = Member(rule, "properties");
+    std::optional<std::vector<std::string>> unused_keys;
     for (const NodeEntry& entry : node.entries) {
       if (names) ReportText(entry.key, entry.location, *names, "");
       const Json* entry_rule = RuleOf(entry.key, rule);
       if (!entry_rule) continue;
       const bool own = properties && properties->contains(entry.key);
       if (!own && *entry_rule == false) {
-        ReportUnknownKey(node, entry, properties, place);
+        if (!unused_keys) unused_keys = UnusedKeys(node, properties);
+        Fault(entry.location, fmt::format("unknown key {} in {}", QuoteForMessage(entry.key), place.Text()),
+              unused_keys->empty() ? "remove it" : Suggest(entry.key, *unused_keys, NameStyle::kQuoted));
         continue;
       }
       Report(*entry.value, *entry_rule,
@@ -421,17 +424,14 @@ class Checker {
     }
   }
 
-  void ReportUnknownKey(const Node& node, const NodeEntry& entry, const Json* properties,
-                        const Place& place) {
-    std::vector<std::string> known;
-    if (properties) {
-      // A key that is there already is not what the user forgot.
-      for (const auto& [key, unused] : properties->items()) {
-        if (!node.Find(key)) known.push_back(key);
-      }
+  // A key that is there already is not what the user meant by another one.
+  static std::vector<std::string> UnusedKeys(const Node& node, const Json* properties) {
+    std::vector<std::string> keys;
+    if (!properties) return keys;
+    for (const auto& [key, unused] : properties->items()) {
+      if (!node.Find(key)) keys.push_back(key);
     }
-    Fault(entry.location, fmt::format("unknown key {} in {}", QuoteForMessage(entry.key), place.Text()),
-          known.empty() ? "remove it" : Suggest(entry.key, known, NameStyle::kQuoted));
+    return keys;
   }
 
   std::string TitleOf(const Json& rule) const {
@@ -442,7 +442,7 @@ class Checker {
   }
 
   void Fault(Location location, std::string message, std::string remedy) {
-    faults_.emplace_back(location, std::move(message), std::move(remedy));
+    AddFault(faults_, location, std::move(message), std::move(remedy));
   }
 
   std::function<const Json&(const std::string&)> target_;

@@ -23,6 +23,7 @@ namespace {
 constexpr double kAtmosphereInPascal = 101325;
 constexpr std::size_t kLongestUnit = 80;
 constexpr int kLargestExponent = 12;
+constexpr std::size_t kRememberedUnits = 10000;
 
 enum class NameKind { kUnit, kGauge, kRefused, kCommon };
 struct UnitName {
@@ -297,6 +298,7 @@ class UnitTable {
   double Convert(double value, std::string_view from, std::string_view to, UnitUse use) {
     const std::lock_guard<std::mutex> lock(mutex_);
     const PlainNumbers plain;
+    DropManyUnits();
     const Unit& source = Find(from);
     const Unit& target = Find(to);
     RequireSameDimensions(source, from, target, to);
@@ -312,6 +314,7 @@ class UnitTable {
   void Check(std::string_view unit) {
     const std::lock_guard<std::mutex> lock(mutex_);
     const PlainNumbers plain;
+    DropManyUnits();
     Find(unit);
   }
 
@@ -327,6 +330,13 @@ class UnitTable {
     bool gauge;
     UnitPointer unit;
   };
+
+  // There is no end of spellings that a long-lived server may be asked for.
+  void DropManyUnits() {
+    if (units_.size() < kRememberedUnits) return;
+    converters_.clear();
+    units_.clear();
+  }
 
   const Unit& Find(std::string_view text) {
     if (!system_) system_ = OpenDatabase("");

@@ -40,6 +40,12 @@ std::string AliasBomb() {
   return text;
 }
 
+std::string ManyKeys(const std::string& value, const std::string& key = "k") {
+  std::string text;
+  for (int i = 0; i < 100000; ++i) text += fmt::format("{}{}{}", key, i, value);
+  return text;
+}
+
 // Lists one in another by aliases, deeper than any text could nest them.
 std::string AliasTower() {
   std::string text = "a0: &a0 []\n";
@@ -82,11 +88,17 @@ TEST(HostileCase, EndsInACaseErrorInBoundedTime) {
                    "a\0:\0",
                    6),
        "c:1:1: byte 0xff is not UTF-8"},
-      {"too large", std::string((16u << 20) + 1, ' '), "c: the text has 16 MB; a case may have 16 MB"},
+      {"too large", std::string((16u << 20) + 1, ' '), "c: the text has more than 16 MB"},
       {"many blanks", std::string(16u << 20, ' '), "the text holds no case"},
       {"one long line", fmt::format("[{}1]", Repeat("1,", 2000000)), "more than 1000000 values"},
       {"many keys", fmt::format("{{{}}}", Repeat("a: 1,", 300000)), "more faults"},
-      {"many unknown keys", "{b\x7f: 1}", "control character 0x7f"},
+      {"delete character", "{b\x7f: 1}", "control character 0x7f"},
+      {"many unknown keys", ManyKeys(": 1\n"), "more faults"},
+      {"many bad blocks", "blocks:\n" + ManyKeys(": {modle: M, fix: {A: x}}\n", "  b"), "more faults"},
+      {"many lost connections",
+       "blocks:\n" + ManyKeys(": {model: M}\n", "  b") + "connect:\n" + ManyKeys(".X = c.Y\n", "  - d"),
+       "more faults"},
+      {"a table with a unit", ok + "{value: {a: 1, b: 2, c: 3 brr, d: {e: 1}}, unit: bar}}}}", "c:1:"},
       {"unclosed", "blocks: {b: ", "this is not YAML"},
       {"bad escape", "title: \"\\q\"", "this is not YAML"},
       {"directive", "%YAML 3.0\n---\na: 1", "c:"},
