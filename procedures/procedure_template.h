@@ -117,6 +117,13 @@ class ProcedureBody : public Base, public QV_DynamicProcExtensions {
   long long GetOffset(int argument) const { return tables_.offsets[argument]; }
   long long* GetOffsets(int argument) { return tables_.offsets + argument; }
   bool Called() const { return called_; }  // true from construction on
+  int InputArguments() override { return tables_.inputs; }
+  long long ArgumentElements(int argument) override {
+    return tables_.by_reference[argument] ? tables_.counts[argument] : 0;
+  }
+  const ConstProcValue* ArgumentConstant(int argument) override {
+    return tables_.by_reference[argument] ? nullptr : tables_.constants + argument;
+  }
 
   // --- Set-up and emission
   // ------------------------------------------------------------------------------------- Tells the owner
@@ -274,9 +281,11 @@ class ProcedureBody : public Base, public QV_DynamicProcExtensions {
     ++argument_;
     const bool array = this->Dimensions(argument_) > 0;
     if (!by_reference && (array || argument_ >= tables_.inputs)) mismatch_ = true;
-    if (!sizing_ && tables_.by_reference[argument_] != by_reference) mismatch_ = true;
+    if (!sizing_) {
+      if (tables_.by_reference[argument_] != by_reference) mismatch_ = true;
+      return;
+    }
     tables_.by_reference[argument_] = by_reference;
-    if (!sizing_) return;
     if (argument_ == tables_.inputs) output_start_ = position_;
     tables_.offsets[argument_] = position_ + base_index_;
     tables_.counts[argument_] = array ? 0 : 1;

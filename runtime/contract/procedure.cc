@@ -26,6 +26,19 @@ constexpr int kTextBytes = 256;  // with the closing zero
 constexpr int kTextSlots = kTextBytes / 8;
 constexpr int kStatusEntries = 16;
 
+// What our routine libraries mean by their failure flags; other libraries have numbers of their own.
+const char* MeaningOf(long long failure) {
+  constexpr const char* kMeanings[] = {"the routine never ran",
+                                       "an input is not a finite number",
+                                       "an input lies outside the range of the routine",
+                                       "a text names no option that it knows",
+                                       "array sizes do not fit each other",
+                                       "a result is not a finite number",
+                                       "an equation inside it was not solved",
+                                       "it ran out of memory or broke off"};
+  return failure >= 1 && failure <= 8 ? kMeanings[failure - 1] : "a number of its own";
+}
+
 char* CopyOf(const char* text) {
   const size_t bytes = std::strlen(text ? text : "") + 1;
   return static_cast<char*>(std::memcpy(MyAllocate(bytes), text ? text : "", bytes));
@@ -34,7 +47,7 @@ char* CopyOf(const char* text) {
 RoutineProvider::Found FindRoutine(QV_ProcedureType& procedure) {
   if (current_provider) return current_provider->Find(procedure.DLLName(), procedure.ProcedureName());
   RoutineProvider::Found none;
-  none.reason = "No routine libraries are configured; name the folder that holds them.";
+  none.reason = "no routine libraries are configured. Name the folder that holds them.";
   return none;
 }
 
@@ -190,7 +203,6 @@ const char* ConstProcValue::String() const { return kind_ == kText ? text_ : "";
 // --------------------------------------------------------------------------------------------
 
 struct QV_ProcedureType_F::State {
-  quiver::RoutineProvider* provider = nullptr;  // the one that answered `found`
   quiver::RoutineProvider::Found found;
   long long output_start = 0;
   quiver::GuardedArray slots, derivatives, second_derivatives;
@@ -203,11 +215,9 @@ struct QV_ProcedureType_F::State {
   std::vector<long long> seen;
   std::vector<std::string> seen_texts;
 
+  // Asked again while it is absent only: the provider outlives the procedures.
   const quiver::RoutineProvider::Found& Routine(QV_ProcedureType& procedure) {
-    if (!found.address || provider != quiver::current_provider) {
-      provider = quiver::current_provider;
-      found = quiver::FindRoutine(procedure);
-    }
+    if (!found.address) found = quiver::FindRoutine(procedure);
     return found;
   }
   bool Sees(QV_VarParam* const* inputs, long long count) const {
@@ -313,11 +323,12 @@ int QV_ProcedureType_F::CheckIFailAndOutputs(long long failure, int type, bool f
                                         "procedure's; do not trust this run.");
   }
   if (failure != 0) {
+    const long long input = state_->status[0];
+    const std::string where = input > 0 ? fmt::format(" Look at its input {}.", input) : "";
     return quiver::RecordProcedureFault(
         *this, quiver::kRoutineFailed,
-        fmt::format(
-            "it reported failure {}. Check that its inputs lie in the range for which it was written.",
-            failure));
+        fmt::format("it reported failure {} ({}).{} Start from inputs inside its range.", failure,
+                    quiver::MeaningOf(failure), where));
   }
   const bool gives_values = type == kQvCallValues || type == kQvCallReturnedDerivatives;
   const bool all_scalar_slots = state_->slots.Count() - state_->output_start == OutputElements;

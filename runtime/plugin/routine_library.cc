@@ -7,36 +7,10 @@
 #include <algorithm>
 #include <filesystem>
 
-#if defined(_WIN32)
-#include <windows.h>
-#else
-#include <dlfcn.h>
-#endif
+#include "runtime/contract/error.h"
 
 namespace quiver {
 namespace {
-
-#if defined(_WIN32)
-constexpr const char* kSuffix = ".dll";
-void* OpenFile(const std::string& file, std::string& why) {
-  void* const handle = reinterpret_cast<void*>(LoadLibraryA(file.c_str()));
-  if (!handle) why = fmt::format("system error {}", GetLastError());
-  return handle;
-}
-void* FindSymbol(void* handle, const char* name) {
-  return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(handle), name));
-}
-#else
-constexpr const char* kSuffix = ".so";
-// Local: two libraries with routines of the same name do not meet. Now: a missing symbol shows here, not
-// during a solution.
-void* OpenFile(const std::string& file, std::string& why) {
-  void* const handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (!handle) why = dlerror();
-  return handle;
-}
-void* FindSymbol(void* handle, const char* name) { return dlsym(handle, name); }
-#endif
 
 // ASCII only, whatever the locale.
 std::string Lower(std::string text) {
@@ -56,11 +30,11 @@ bool IsBaseName(const std::string& name) {
 }
 
 // The same routine in other letters, "" when there is none: ZX40RM_spsqrt for ZX40RM_SPSQRT.
-std::string OtherSpelling(void* handle, const std::string& routine) {
+std::string OtherSpelling(const SharedLibrary& library, const std::string& routine) {
   const size_t prefix = std::min(routine.find('_') + 1, routine.size());
   const std::string head = routine.substr(0, prefix), tail = routine.substr(prefix);
   for (const std::string& other : {head + Lower(tail), head + Upper(tail)})
-    if (other != routine && FindSymbol(handle, other.c_str())) return other;
+    if (other != routine && library.Find(other.c_str())) return other;
   return "";
 }
 
@@ -82,7 +56,7 @@ std::vector<std::string> RoutineLibraries::OpenedFiles() const {
   const std::lock_guard lock(mutex_);
   std::vector<std::string> files;
   for (const auto& [name, library] : libraries_)
-    if (library.handle) files.push_back(library.file);
+    if (library.file) files.push_back(library.file->path().string());
   return files;
 }
 
@@ -101,22 +75,23 @@ RoutineProvider::Found RoutineLibraries::Find(const char* library, const char* r
     return found;
   }
   const Library& opened = Open(library);
-  if (!opened.handle) {
+  if (!opened.file) {
     const auto first = built_in_.lower_bound({key.first, ""});
     const bool built_in = first != built_in_.end() && first->first.first == key.first;
-    found.reason = built_in ? fmt::format("The host's own routines have no {}.", routine) : opened.reason;
+    found.reason = built_in ? fmt::format(
+                                  "the host's own {} have no routine of that name. Choose an option that "
+                                  "does not call it.",
+                                  library)
+                            : opened.reason;
     return found;
   }
-  found.address = FindSymbol(opened.handle, routine);
-  if (!found.address) {
-    const std::string other = OtherSpelling(opened.handle, routine);
-    found.reason =
-        other.empty()
-            ? fmt::format("{} has no routine {}. Add it there, or choose an option that does not call it.",
-                          opened.file, routine)
-            : fmt::format("{} has no routine {}, but {}. Routine names are matched letter by letter.",
-                          opened.file, routine, other);
-  }
+  found.address = opened.file->Find(routine);
+  if (found.address) return found;
+  const std::string other = OtherSpelling(*opened.file, routine);
+  found.reason =
+      fmt::format("{} has no routine of that name{}", opened.file->path().string(),
+                  other.empty() ? ". Add it there, or choose an option that does not call it."
+                                : ", but " + other + ". Routine names are matched letter by letter.");
   return found;
 }
 
@@ -129,34 +104,33 @@ const RoutineLibraries::Library& RoutineLibraries::Open(const std::string& base_
 RoutineLibraries::Library RoutineLibraries::TryOpen(const std::string& base_name) const {
   Library result;
   if (!IsBaseName(base_name)) {
-    result.reason = fmt::format(
-        "\"{}\" is no base name of a routine library. Give a name without folders, such as Corvanta.",
-        base_name);
+    result.reason = "that is no base name of a library. Give a name without folders, such as Corvanta.";
     return result;
   }
-  const std::string plain = Lower(base_name) + kSuffix;
+  const std::string file_name = Lower(SharedLibrary::FileName(base_name));
   for (const std::string& folder : folders_) {
-    std::error_code ignored;
-    std::vector<std::string> files;
-    for (std::filesystem::directory_iterator it(folder, ignored), end; it != end; it.increment(ignored)) {
+    std::error_code unreadable;
+    std::vector<std::filesystem::path> files;
+    for (std::filesystem::directory_iterator it(folder, unreadable), end; !unreadable && it != end;
+         it.increment(unreadable)) {
       const std::string name = Lower(it->path().filename().string());
-      if (name == "lib" + plain || name == plain) files.push_back(it->path().string());
-      if (ignored) break;
+      if (name == file_name || name == "lib" + file_name) files.push_back(it->path());
     }
     std::sort(files.begin(), files.end());  // the order of a folder's entries is the file system's
-    for (const std::string& file : files) {
-      std::string why;
-      result.handle = OpenFile(file, why);
-      result.file = file;
-      if (result.handle) return result;
-      result.reason = fmt::format("{} cannot be opened: {}.", file, why);
+    for (const auto& file : files) {
+      try {
+        result.file = std::make_unique<SharedLibrary>(file);
+        return result;
+      } catch (const Error& error) {
+        result.reason = error.what();
+      }
     }
     if (!files.empty()) return result;
   }
-  result.reason =
-      fmt::format("There is no lib{} in {}. Install the library there, or name its folder.", plain,
-                  folders_.empty() ? "any folder, since none is configured"
-                                   : fmt::format("{}", fmt::join(folders_, " or ")));
+  const std::string where = folders_.empty() ? "any folder, since none is configured"
+                                             : fmt::format("{}", fmt::join(folders_, " or "));
+  result.reason = fmt::format("there is no file {} in {}. Install the library there, or name its folder.",
+                              file_name, where);
   return result;
 }
 

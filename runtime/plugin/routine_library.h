@@ -12,6 +12,7 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -19,6 +20,7 @@
 
 #include "host/routine.h"
 #include "runtime/contract/routine_provider.h"
+#include "runtime/plugin/shared_library.h"
 
 namespace quiver {
 
@@ -46,9 +48,8 @@ class RoutineLibraries : public RoutineProvider {
 
  private:
   struct Library {
-    void* handle = nullptr;
-    std::string file;
-    std::string reason;  // why it is not open
+    std::unique_ptr<SharedLibrary> file;  // null: not open, for this reason
+    std::string reason;
   };
   using Key = std::pair<std::string, std::string>;  // library in lower case, routine as written
 
