@@ -120,16 +120,13 @@ void BlockSystem::Conclude(BlockResult& result, std::span<const double> x) const
   result.largest_residual = is_evaluated_ ? WorstResidual(&row) : std::numeric_limits<double>::infinity();
   result.worst_equation = equations_[row];
   result.evaluations = evaluations_;
-  if (result.outcome == SolveOutcome::kFault && fault_.equation >= 0) {
-    result.worst_equation = fault_.equation;
-    for (int variable : problem_.ResidualVariables(fault_.equation)) {
-      if (result.worst_variable < 0 && PlaceOf(variable) >= 0) result.worst_variable = variable;
-    }
-  }
+  if (result.outcome == SolveOutcome::kFault && fault_.equation >= 0) result.worst_equation = fault_.equation;
   if (result.outcome == SolveOutcome::kCycling && !result.alternatives.empty()) {
     result.worst_equation = result.alternatives.back().equation;
   }
-  if (result.worst_variable < 0) result.worst_variable = unknowns_[row];
+  for (int variable : problem_.ResidualVariables(result.worst_equation)) {
+    if (result.worst_variable < 0 && PlaceOf(variable) >= 0) result.worst_variable = variable;
+  }
   if (result.outcome != SolveOutcome::kConverged) result.reason = Reason(result, x);
 }
 
@@ -141,10 +138,15 @@ std::string BlockSystem::Reason(const BlockResult& result, std::span<const doubl
       std::find(equations_.begin(), equations_.end(), result.worst_equation) - equations_.begin();
   const std::string residual =
       row < Size() ? fmt::format("{}: residual {:.2g}", equation, residuals_[row]) : equation;
-  const std::string barrier =
-      fault_.equation < 0 ? ""
-                          : fmt::format(" Steps were cut short because {} could not be evaluated: {}.",
-                                        problem_.EquationName(fault_.equation), fault_.reason);
+  std::string barrier;
+  if (fault_.equation >= 0) {
+    barrier = fmt::format(" Steps were cut short because {} could not be evaluated: {}.",
+                          problem_.EquationName(fault_.equation), fault_.reason);
+  }
+  if (result.alternatives.size() > 1) {
+    barrier += fmt::format(" Alternatives changed {} times, last that of {}.", result.alternatives.size(),
+                           problem_.EquationName(result.alternatives.back().equation));
+  }
   switch (result.outcome) {
     case SolveOutcome::kConverged:
       break;

@@ -34,6 +34,7 @@ class Iteration {
         weighted_(n_),
         step_(n_),
         correction_(n_),
+        taken_(n_),
         jacobian_(system.Pattern().row.size()),
         held_(n_) {}
 
@@ -49,7 +50,7 @@ class Iteration {
   }
 
  private:
-  // No value: the alternatives chase each other.
+  // Until convergence or failure, from an evaluated point. No value: the alternatives chase each other.
   std::optional<SolveOutcome> Iterate(bool hold_alternatives) {
     for (;;) {
       int worst = 0;
@@ -68,8 +69,8 @@ class Iteration {
         solver_.Solve(step_);
         has_step = AllFinite(step_);
       }
-      if (has_step && residual <= options_.residual_tolerance &&
-          ProjectedLength() <= options_.step_tolerance) {
+      const double length = has_step ? ProjectedLength() : 0.0;
+      if (has_step && residual <= options_.residual_tolerance && length <= options_.step_tolerance) {
         Polish();
         return SolveOutcome::kConverged;
       }
@@ -190,6 +191,7 @@ class Iteration {
     return bound_share_ == 1.0 ? bound : base_[j] + bound_share_ * (bound - base_[j]);
   }
 
+  // Longest part of the projected step, relative to the unknown it belongs to.
   double ProjectedLength() {
     double length = 0.0;
     for (int j = 0; j < n_; ++j) {
@@ -275,10 +277,8 @@ class Iteration {
   // Predicted weighted residual after the projected step.
   double PredictedMerit() {
     std::copy(weighted_.begin(), weighted_.end(), correction_.begin());
-    std::vector<double>& taken = taken_;
-    taken.resize(n_);
-    for (int j = 0; j < n_; ++j) taken[j] = (Projected(j, 1.0) - base_[j]) / magnitude_[j];
-    AddProduct(system_.Pattern(), jacobian_, 1.0, taken, correction_);
+    for (int j = 0; j < n_; ++j) taken_[j] = (Projected(j, 1.0) - base_[j]) / magnitude_[j];
+    AddProduct(system_.Pattern(), jacobian_, 1.0, taken_, correction_);
     return SquaredNorm(correction_);
   }
 

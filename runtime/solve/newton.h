@@ -3,13 +3,15 @@
 //
 //   BlockResult result = DampedNewton().Solve(system, options, x);
 //
-// Each iteration: 1. rows weighted by the magnitude of their own terms, columns by the unknowns'
-// magnitudes; 2. Newton step, shortened along its projection on the bounds until the weighted residual falls
-// (Armijo) or the next simplified correction is shorter (natural monotonicity; P. Deuflhard, Newton Methods
-// for Nonlinear Problems, 2004); 3. where that fails or the Jacobian is singular, a Levenberg-Marquardt step
-// in which unknowns held by a bound take no part;
-// 4. the alternatives are decided anew. If they chase each other, each assignment is solved for itself before
-// the next decision; one that comes back then proves a cycle.
+// Each iteration:
+// 1. Rows are weighted by the magnitude of their own terms, columns by the magnitudes of the unknowns.
+// 2. The Newton step is shortened along its projection on the bounds until the weighted residual falls (Armijo)
+//    or the next simplified correction is shorter (natural monotonicity; P. Deuflhard, Newton Methods for
+//    Nonlinear Problems, 2004).
+// 3. Where that fails or the Jacobian is singular, a Levenberg-Marquardt step is taken, in which unknowns held by
+//    a bound have no part.
+// 4. The alternatives are decided anew. How a cycle between them is told from a search for the right ones stands
+//    at SolveWithAlternatives.
 #ifndef QUIVER_RUNTIME_SOLVE_NEWTON_H_
 #define QUIVER_RUNTIME_SOLVE_NEWTON_H_
 

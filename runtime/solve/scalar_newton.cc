@@ -45,7 +45,7 @@ class ScalarIteration {
       const bool has_slope = now_.slope != 0.0;
       double target = has_slope ? Clamp(now_.x - now_.f / now_.slope) : now_.x;
       if (has_slope && now_.scaled <= options_.residual_tolerance &&
-          RelativeStep(target) <= options_.step_tolerance) {
+          RelativeStep(target) <= options_.step_tolerance && !IsAtPole()) {
         Polish(target);
         return SolveOutcome::kConverged;
       }
@@ -87,10 +87,16 @@ class ScalarIteration {
     alternatives_.Decide(x_, result_.iterations);
     if (!system_.Evaluate(x_)) return std::nullopt;
     const Point point{value, system_.Residuals()[0], system_.Jacobian()[0], system_.ScaledResidual(0)};
-    if (point.f < 0.0 && (!Bracketed() || Inside(value))) negative_ = point;
-    if (point.f > 0.0 && (!Bracketed() || Inside(value))) positive_ = point;
+    const bool was_bracketed = Bracketed();
+    if (point.f < 0.0 && (!was_bracketed || Inside(value))) negative_ = point;
+    if (point.f > 0.0 && (!was_bracketed || Inside(value))) positive_ = point;
+    if (!was_bracketed && Bracketed()) first_ends_ = std::max(positive_->f, -negative_->f);
     return point;
   }
+
+  // The sign changes over a pole, too, where the slope grows so fast that steps and scaled residuals vanish.
+  // But there the residual grows as the bracket shrinks.
+  bool IsAtPole() const { return Bracketed() && std::abs(now_.f) > first_ends_; }
 
   bool Bracketed() const { return negative_ && positive_; }
   bool Inside(double value) const {
@@ -177,7 +183,7 @@ class ScalarIteration {
     const std::vector<int> theirs = alternatives_.Assignment();
     const std::size_t seen = alternatives_.History().size();
     Step(best.x);
-    if (now_.scaled <= options_.residual_tolerance) {
+    if (now_.scaled <= options_.residual_tolerance && !IsAtPole()) {
       result_.is_on_switch = theirs != alternatives_.Assignment();
       return SolveOutcome::kConverged;
     }
@@ -217,6 +223,7 @@ class ScalarIteration {
   Alternatives alternatives_;
   Point now_{};
   std::optional<Point> negative_, positive_;
+  double first_ends_ = INFINITY;  // larger residual of the ends when the bracket was found
   double last_width_ = INFINITY;
   int slow_ = 0;
   bool met_fault_ = false;  // in the last descent

@@ -33,7 +33,6 @@ inline Dual operator/(Dual a, Dual b) {
 inline Dual Exp(Dual a) { return {std::exp(a.value), std::exp(a.value) * a.slope}; }
 inline Dual Log(Dual a) { return {std::log(a.value), a.slope / a.value}; }
 inline Dual Sqrt(Dual a) { return {std::sqrt(a.value), 0.5 * a.slope / std::sqrt(a.value)}; }
-inline Dual Atan(Dual a) { return {std::atan(a.value), a.slope / (1.0 + a.value * a.value)}; }
 inline Dual Max(Dual a, Dual b) { return a.value >= b.value ? a : b; }
 inline Dual Square(Dual a) { return a * a; }
 

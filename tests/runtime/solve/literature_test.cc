@@ -65,17 +65,6 @@ std::vector<double> PowellBadlyScaled(LambdaProblem& p) {
   return {1.0981593296997149e-5, 9.106146739867453};
 }
 
-std::vector<double> HelicalValley(LambdaProblem& p) {
-  FreeVariables(p, {-1, 0, 0});
-  const auto theta = [](const Dual* x) {
-    return Atan(x[1] / x[0]) / (2.0 * std::acos(-1.0)) + (x[0].value < 0 ? 0.5 : 0.0);
-  };
-  p.Equation("F1", {0, 1, 2}, [=](const Dual* x) { return 10.0 * (x[2] - 10.0 * theta(x)); });
-  p.Equation("F2", {0, 1}, [](const Dual* x) { return 10.0 * (Sqrt(x[0] * x[0] + x[1] * x[1]) - 1.0); });
-  p.Equation("F3", {2, 0}, [](const Dual* x) { return x[2] + 0.0 * x[0]; });
-  return {1, 0, 0};
-}
-
 std::vector<double> FreudensteinRoth(LambdaProblem& p) {
   FreeVariables(p, {6, 3});  // their start (0.5, -2) lies in the basin of a local minimum
   p.Equation("F1", {0, 1}, [](const Dual* x) { return x[0] - 13.0 + ((5.0 - x[1]) * x[1] - 2.0) * x[1]; });
@@ -116,25 +105,6 @@ std::vector<double> BroydenTridiagonal(LambdaProblem& p) {
   return {};
 }
 
-std::vector<double> DiscreteBoundaryValue(LambdaProblem& p) {
-  const int n = 100;
-  const double h = 1.0 / (n + 1);
-  std::vector<double> start;
-  for (int i = 1; i <= n; ++i) start.push_back(i * h * (i * h - 1.0));
-  FreeVariables(p, start);
-  for (int i = 0; i < n; ++i) {
-    std::vector<int> variables{i};
-    if (i > 0) variables.push_back(i - 1);
-    if (i < n - 1) variables.push_back(i + 1);
-    p.Equation(Name("F", i), variables, [=](const Dual* x) {
-      const Dual cubed = x[i] + (i + 1) * h + 1.0;
-      return 2.0 * x[i] - (i > 0 ? x[i - 1] : Dual()) - (i < n - 1 ? x[i + 1] : Dual()) +
-             0.5 * h * h * cubed * cubed * cubed;
-    });
-  }
-  return {};
-}
-
 // A chain of 10,000 units, each with a mild nonlinearity and its own feed, closed by a recycle.
 std::vector<double> RecycleLoop(LambdaProblem& p) {
   const int n = 10000;
@@ -152,10 +122,8 @@ INSTANTIATE_TEST_SUITE_P(
     All, Literature,
     testing::Values(Case{"Rosenbrock", Rosenbrock}, Case{"PowellSingular", PowellSingular, 1e-7, 45},
                     Case{"PowellBadlyScaled", PowellBadlyScaled, 1e-12, 60},
-                    Case{"HelicalValley", HelicalValley}, Case{"FreudensteinRoth", FreudensteinRoth},
-                    Case{"BrownAlmostLinear", BrownAlmostLinear},
-                    Case{"BroydenTridiagonal", BroydenTridiagonal},
-                    Case{"DiscreteBoundaryValue", DiscreteBoundaryValue}, Case{"RecycleLoop", RecycleLoop}),
+                    Case{"FreudensteinRoth", FreudensteinRoth}, Case{"BrownAlmostLinear", BrownAlmostLinear},
+                    Case{"BroydenTridiagonal", BroydenTridiagonal}, Case{"RecycleLoop", RecycleLoop}),
     [](const auto& param) { return std::string(param.param.name); });
 
 }  // namespace

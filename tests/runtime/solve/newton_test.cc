@@ -80,9 +80,9 @@ TEST(Newton, infinite_slope_at_a_bound) {
 
 TEST(ScalarNewton, no_root_is_said_and_a_pole_is_not_taken_for_one) {
   LambdaProblem p;
-  const int x = p.Free("X", 0.5), y = p.Free("Y", 0.7), z = p.Free("Z", 0.5, {.lower = 0.1});
+  const int x = p.Free("X", 0.5), y = p.Free("Y", 1.35, {.lower = 0.0}), z = p.Free("Z", 0.5, {.lower = 0.1});
   p.Equation("NoRoot", {x}, [=](const Dual* v) { return v[x] * v[x] + 1.0; });
-  p.Equation("Pole", {y}, [=](const Dual* v) { return 1.0 / (v[y] - 2.0); });
+  p.Equation("Pole", {y}, [=](const Dual* v) { return 1.0 / (v[y] * v[y] - 2.0) + 0.1 * (v[y] - 1.4); });
   p.Equation("Beyond", {z}, [=](const Dual* v) { return v[z] - 0.02; });
   const SolveSummary summary = p.Solve();
   EXPECT_EQ(summary.blocks_failed, 3);
