@@ -93,6 +93,11 @@ class QV_API QV_ProcedureType_F : public QV_ProcedureType {
   QV_ProcedureType_F& operator=(const QV_ProcedureType_F& other);
   ~QV_ProcedureType_F() override;
 
+  // For listings: the number of input arguments, how many elements a by-reference argument has, and the value of a constant one (null otherwise).
+  virtual int InputArguments() = 0;
+  virtual long long ArgumentElements(int argument) = 0;
+  virtual const ConstProcValue* ArgumentConstant(int argument) = 0;
+
  protected:
   void HandleDerivatives(
       bool negate);         // false: room for what the routine returns; true: turn its sign for the residual

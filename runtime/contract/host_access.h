@@ -48,6 +48,7 @@ struct HostAccess {
   static QV_Container*& Enclosing(QV_Container& c) { return c.enclosing_; }
   static Instance*& InstanceOf(QV_Container& c) { return c.instance_; }
 
+  static QV_Type* NewElement(QV_ArrayBase& a) { return a.NewElement(); }
   static ArrayStorage*& Storage(QV_ArrayBase& a) { return a.storage_; }
 
   static QV_Type*& Target(QV_ExternalBase& r) { return r.target_; }

@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "cli/command.h"
+
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdlib>
+
+#if defined(_WIN32)
+#include <io.h>
+#define isatty _isatty
+#else
+#include <unistd.h>
+#endif
+
+namespace quiver {
+
+CaseFile DirectModel::Case() const {
+  CaseFile description;
+  description.name = model;
+  CaseBlock block;
+  block.name = model;
+  block.model = model;
+  const auto read = [](const std::vector<std::string>& texts, const char* option, std::vector<Assignment>& into) {
+    for (const std::string& text : texts) into.push_back(ReadAssignment(text, option));
+  };
+  read(set, "--set", block.set);
+  read(fix, "--fix", block.fix);
+  read(guess, "--guess", block.guess);
+  read(globals, "--global", description.globals);
+  description.blocks.push_back(std::move(block));
+  for (size_t start = 0; start < components.size();) {
+    const size_t end = std::min(components.find(',', start), components.size());
+    std::string name = components.substr(start, end - start);
+    name.erase(0, name.find_first_not_of(' '));
+    name.erase(name.find_last_not_of(' ') + 1);
+    if (!name.empty()) description.components.push_back(name);
+    start = end + 1;
+  }
+  return description;
+}
+
+void AddDirectOptions(CLI::App& command, DirectModel& direct, bool solving) {
+  const auto one_each = [](CLI::Option* option) {
+    option->type_name("NAME=VALUE")->take_all()->expected(1)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  };
+  one_each(command.add_option("--set", direct.set, "Option or parameter, read before set-up; a unit may follow the number"));
+  one_each(command.add_option("--global", direct.globals, "Value of a global parameter"));
+  if (solving) {
+    one_each(command.add_option("--fix", direct.fix, "Variable with a given value, such as \"P_DROP=6 bar\""));
+    one_each(command.add_option("--guess", direct.guess, "Value that a computed variable starts from"));
+  }
+  command.add_option("--components", direct.components, "Names of the components, separated by commas")->type_name("A,B");
+}
+
+bool ColourWanted() {
+  const char* none = std::getenv("NO_COLOR");
+  return isatty(1) && !(none && *none);
+}
+
+std::string Bold(const std::string& text) { return ColourWanted() ? "\x1b[1m" + text + "\x1b[0m" : text; }
+
+std::string Number(double value) { return fmt::format("{:.7g}", value); }
+
+std::string Table(const std::vector<std::vector<std::string>>& rows, const std::vector<bool>& right) {
+  std::vector<size_t> widths(right.size(), 0);
+  for (const auto& row : rows)
+    for (size_t k = 0; k < row.size(); ++k) widths[k] = std::max(widths[k], row[k].size());
+  std::string text;
+  for (const auto& row : rows) {
+    std::string line;
+    for (size_t k = 0; k < row.size(); ++k) {
+      if (k) line += "  ";
+      line += right[k] ? fmt::format("{:>{}}", row[k], widths[k]) : fmt::format("{:<{}}", row[k], widths[k]);
+    }
+    line.erase(line.find_last_not_of(' ') + 1);
+    text += line + '\n';
+  }
+  return text;
+}
+
+}  // namespace quiver

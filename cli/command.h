@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the commands share. A command is a function that adds itself to the program and says what running it returns:
+// 0 done; 1 done, and the answer is "no"; 2 the request was wrong.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "runtime/io/case_file.h"
+#include "runtime/plugin/installation.h"
+
+namespace CLI {
+class App;
+}
+
+namespace quiver {
+
+// Options before the command: which libraries.
+struct ProgramOptions {
+  std::string model_library;
+  std::vector<std::string> routine_folders;
+
+  const ModelLibrary& Libraries() const {
+    return UseLibraries({model_library, routine_folders});
+  }
+};
+
+using Run = std::function<int()>;
+
+// Each adds its command to the program; running it sets `run`.
+void AddListCommand(CLI::App& program, const ProgramOptions& options, Run& run);
+void AddShowCommand(CLI::App& program, const ProgramOptions& options, Run& run);
+void AddEquationsCommand(CLI::App& program, const ProgramOptions& options, Run& run);
+void AddSolveCommand(CLI::App& program, const ProgramOptions& options, Run& run);
+
+// One model without a file: MODEL --set NAME=VALUE... --fix NAME=VALUE... --components A,B.
+struct DirectModel {
+  std::string model;
+  std::vector<std::string> set, fix, guess, globals;
+  std::string components;
+
+  // A case of one block. Throws CaseError for values that cannot be read.
+  CaseFile Case() const;
+};
+void AddDirectOptions(CLI::App& command, DirectModel& direct, bool solving);
+
+// ---- Output.
+bool ColourWanted();                 // standard output is a terminal and the user has not asked for none
+std::string Bold(const std::string& text);
+std::string Number(double value);    // for people: at most seven digits
+// Columns padded to the widest entry; numbers to the right where `right` says so.
+std::string Table(const std::vector<std::vector<std::string>>& rows, const std::vector<bool>& right);
+
+}  // namespace quiver

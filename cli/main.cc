@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+// The command quiver.
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+
+#include "cli/command.h"
+#include "runtime/contract/error.h"
+
+int main(int argc, char** argv) {
+  CLI::App program("Process-engineering models as equations, and the host that solves them.", "quiver");
+  quiver::ProgramOptions options;
+  quiver::Run run;
+  program.set_version_flag("--version", std::string("quiver ") + quiver::Version());
+  program.require_subcommand(1);
+  program.add_option("--library", options.model_library, "Another model library than the one installed")->type_name("FILE");
+  program.add_option("--routines", options.routine_folders, "Folder of routine libraries, searched first")->type_name("DIR");
+  quiver::AddListCommand(program, options, run);
+  quiver::AddShowCommand(program, options, run);
+  quiver::AddEquationsCommand(program, options, run);
+  quiver::AddSolveCommand(program, options, run);
+  try {
+    program.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return program.exit(error) == 0 ? 0 : 2;
+  }
+  try {
+    return run();
+  } catch (const quiver::CaseError& error) {
+    fmt::print(stderr, "{}\n", error.what());
+  } catch (const std::exception& error) {
+    fmt::print(stderr, "quiver: {}\n", error.what());
+  }
+  return 2;
+}

@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: Apache-2.0
+// quiver solve CASE, or quiver solve MODEL --set ... --fix ...
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <filesystem>
+
+#include "cli/command.h"
+#include "cli/json_output.h"
+#include "runtime/cases/case_run.h"
+
+namespace quiver {
+namespace {
+
+Json FailureJson(const SolveFailure& failure, EquationSystem& system) {
+  return {{"equation", failure.equation >= 0 ? Json(system.EquationName(failure.equation)) : Json(nullptr)},
+          {"variable", failure.variable >= 0 ? Json(system.VariableName(failure.variable)) : Json(nullptr)},
+          {"reason", failure.reason}};
+}
+
+Json ResultJson(CaseRun& run, const SolveSummary& summary, bool converged) {
+  Json document = {{"status", converged ? "converged" : "failed"},
+                   {"iterations", summary.iterations},
+                   {"residual", NumberOrNull(summary.largest_residual)},
+                   {"values", Json::object()},
+                   {"failures", Json::array()}};
+  for (const NamedValue& value : run.Values()) document["values"][value.name] = NumberOrNull(value.value);
+  for (const SolveFailure& failure : summary.failures) document["failures"].push_back(FailureJson(failure, run.System()));
+  document["equations"] = run.System().EquationCount();
+  document["blocks"] = summary.blocks;
+  Json notes = Json::array();
+  for (const std::string& note : run.flowsheet().scope().notes) notes.push_back(note);
+  for (const SolveFailure& note : summary.notes) notes.push_back(note.reason);
+  document["notes"] = notes;
+  return document;
+}
+
+void PrintResult(CaseRun& run, const SolveSummary& summary, bool converged) {
+  if (!run.description().title.empty()) fmt::print("{}\n", Bold(run.description().title));
+  const int equations = run.System().EquationCount();
+  if (converged)
+    fmt::print("Converged: {} equation{}, {} iteration{}, largest scaled residual {:.1e}\n\n", equations,
+               equations == 1 ? "" : "s", summary.iterations, summary.iterations == 1 ? "" : "s", summary.largest_residual);
+  else
+    fmt::print("Not solved: {} equation{}, {} iteration{}. The values below are the state reached.\n\n", equations,
+               equations == 1 ? "" : "s", summary.iterations, summary.iterations == 1 ? "" : "s");
+  std::vector<std::vector<std::string>> rows;
+  for (const NamedValue& value : run.Report())
+    rows.push_back({value.name, Number(value.value), value.unit, value.given ? "given" : "", value.description});
+  fmt::print("{}", Table(rows, {false, true, false, false, false}));
+}
+
+bool LooksLikeFile(const std::string& target) {
+  const std::string extension = std::filesystem::path(target).extension().string();
+  return extension == ".yaml" || extension == ".yml" || extension == ".json" || std::filesystem::exists(target);
+}
+
+int Solve(const ProgramOptions& options, const DirectModel& direct, bool json) {
+  const ModelLibrary& library = options.Libraries();
+  const bool from_file = !library.Find(direct.model) && LooksLikeFile(direct.model);
+  CaseRun run(library, from_file ? ReadCaseFile(direct.model) : direct.Case(), from_file);
+  const SolveSummary summary = run.Solve();
+  const bool converged = summary.outcome == SolveOutcome::kConverged;
+  if (json)
+    Print(ResultJson(run, summary, converged));
+  else
+    PrintResult(run, summary, converged);
+  std::fflush(stdout);
+  for (const std::string& note : run.flowsheet().scope().notes) fmt::print(stderr, "note: {}\n", note);
+  for (const SolveFailure& note : summary.notes) fmt::print(stderr, "note: {}\n", note.reason);
+  for (const SolveFailure& failure : summary.failures) fmt::print(stderr, "quiver: {}\n", failure.reason);
+  return converged ? 0 : 1;
+}
+
+}  // namespace
+
+void AddSolveCommand(CLI::App& program, const ProgramOptions& options, Run& run) {
+  CLI::App* command = program.add_subcommand("solve", "Solves a case file, or one model given on the command line");
+  const auto direct = std::make_shared<DirectModel>();
+  const auto json = std::make_shared<bool>(false);
+  command->add_option("CASE", direct->model, "A case file, or the name of a model")->required();
+  AddDirectOptions(*command, *direct, true);
+  command->add_flag("--json", *json, "One JSON document on standard output");
+  command->callback([=, &options, &run] { run = [=, &options] { return Solve(options, *direct, *json); }; });
+}
+
+}  // namespace quiver

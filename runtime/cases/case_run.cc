@@ -1,0 +1,162 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "runtime/cases/case_run.h"
+
+#include <fmt/format.h>
+
+#include "host/extensions.h"
+#include "runtime/cases/value_giver.h"
+#include "runtime/contract/error.h"
+#include "runtime/contract/names.h"
+#include "runtime/io/suggest.h"
+#include "runtime/system/describe.h"
+
+namespace quiver {
+
+CaseRun::CaseRun(const ModelLibrary& library, CaseFile description, bool qualified)
+    : description_(std::move(description)), qualified_(qualified), flowsheet_(library) {
+  flowsheet_.SetComponents(description_.components);
+  std::vector<CaseFault> faults;
+  std::vector<ValueGiver> givers;
+  for (const CaseBlock& block : description_.blocks) {
+    if (!library.Find(block.model)) {
+      AddFault(faults, block.model_location, fmt::format("unknown model {} of block {}", block.model, block.name),
+               Suggest(block.model, library.ModelNames()));
+      continue;
+    }
+    Instance& instance = flowsheet_.AddBlock(block.name, block.model);
+    givers.emplace_back(instance, block.name, block.set, ValueGiver::kSet);
+    givers.emplace_back(instance, block.name, block.fix, ValueGiver::kFix);
+    givers.emplace_back(instance, block.name, block.guess, ValueGiver::kGuess);
+  }
+  if (!faults.empty()) Fail(std::move(faults));
+  flowsheet_.SizeAndAssign([&] {
+    if (!faults.empty()) return;  // told once is enough
+    GiveGlobals(flowsheet_.scope(), description_.globals, faults);
+    for (ValueGiver& giver : givers) giver.Give(faults);
+  });
+  if (faults.empty())
+    for (ValueGiver& giver : givers) giver.Finish(faults);
+  if (!faults.empty()) Fail(std::move(faults));
+  flowsheet_.ThrowFaults();
+}
+
+void CaseRun::Fail(std::vector<CaseFault> faults) const { throw CaseError(description_.name, std::move(faults)); }
+
+std::vector<Tie> CaseRun::Connect() {
+  std::vector<Tie> ties;
+  std::vector<CaseFault> faults;
+  std::vector<std::string> blocks;
+  for (const CaseBlock& block : description_.blocks) blocks.push_back(block.name);
+  const auto find = [&](const PropertyPath& path, Location location) -> QV_Type* {
+    const std::string& name = path.parts.front().name;
+    Instance* instance = flowsheet_.FindBlock(name);
+    if (!instance) {
+      AddFault(faults, location, fmt::format("there is no block {}", name), Suggest(name, blocks));
+      return nullptr;
+    }
+    if (path.parts.size() < 2) {
+      AddFault(faults, location, fmt::format("{} is a whole block", name), "name one of its properties, with a point between.");
+      return nullptr;
+    }
+    const NamedObject named = FindNamed(*instance, path, 1, name, location, faults);
+    if (!named.missing_element.empty())
+      AddFault(faults, location, fmt::format("block {} has no element {}", name, named.missing_element),
+               "name one that its sets have.");
+    return named.object;
+  };
+  for (const Connection& connection : description_.connect) {
+    QV_Type* left = find(connection.left, connection.location);
+    QV_Type* right = find(connection.right, connection.location);
+    if (!left || !right) continue;
+    auto* a = dynamic_cast<QV_VarParam*>(left);
+    auto* b = dynamic_cast<QV_VarParam*>(right);
+    const std::string text = fmt::format("{} = {}", connection.left.Text(), connection.right.Text());
+    if (!a || !b || HostAccess::KindOf(*a) != HostAccess::kReal || HostAccess::KindOf(*b) != HostAccess::kReal) {
+      AddFault(faults, connection.location, fmt::format("cannot connect {}", text),
+               "both sides must be single real values of a block; streams between ports are not available.");
+      continue;
+    }
+    if (!a->IsVariable()) {  // a parameter takes the other side's value, which must be known
+      std::swap(a, b);
+    }
+    if (!b->IsVariable()) {
+      const bool known = !a->IsVariable() ? HasValue(*a) : HostAccess::SpecOf(*a) == QV_SPEC_GIVEN;
+      if (!known) {
+        AddFault(faults, connection.location, fmt::format("cannot connect {}", text),
+                 "one side is a parameter, so the other must be given.");
+        continue;
+      }
+      SetFromValue(*b, QV_Value(a->RealValue()), Origin::kUser);
+      continue;
+    }
+    ties.push_back({a, b, text});
+  }
+  if (!faults.empty()) Fail(std::move(faults));
+  return ties;
+}
+
+EquationSystem& CaseRun::System() {
+  if (!system_) system_ = std::make_unique<EquationSystem>(flowsheet_, Connect());
+  return *system_;
+}
+
+SolveSummary CaseRun::Solve(const SolveOptions& options) {
+  EquationSystem& system = System();
+  std::vector<double> x = system.StartValues();
+  SolveSummary summary = quiver::Solve(system, options, x);
+  system.Store(x);
+  return summary;
+}
+
+void CaseRun::CollectValues(Instance& instance, std::vector<NamedValue>& values) {
+  const Instance* within = qualified_ ? nullptr : flowsheet_.blocks().front();
+  const auto add = [&](QV_VarParam& holder, const char* description) {
+    if (!holder.IsVariable()) return;
+    values.push_back({HolderName(holder, within), holder.RealValue(), UnitOf(holder), description ? description : "",
+                      HostAccess::SpecOf(holder) == QV_SPEC_GIVEN});
+  };
+  for (size_t i = 0; i < instance.type().properties.size(); ++i) {
+    const Property& property = instance.type().properties[i];
+    if (property.kind == PropertyKind::kGlobal || property.kind == PropertyKind::kStructureReference) continue;
+    QV_Type* object = instance.Object(static_cast<int>(i));
+    if (auto* array = dynamic_cast<QV_ArrayBase*>(object)) {
+      for (long long e = 0; e < array->Count(); ++e)
+        if (auto* holder = dynamic_cast<QV_VarParam*>(&array->At(e))) add(*holder, property.description);
+    } else if (auto* holder = dynamic_cast<QV_VarParam*>(object)) {
+      add(*holder, property.description);
+    }
+  }
+  for (Instance* child : SubInstances(instance)) CollectValues(*child, values);
+}
+
+std::vector<NamedValue> CaseRun::Values() {
+  const CurrentGuard guard({&flowsheet_.scope(), nullptr, nullptr, nullptr});
+  std::vector<NamedValue> values;
+  for (Instance* block : flowsheet_.blocks()) CollectValues(*block, values);
+  return values;
+}
+
+std::vector<NamedValue> CaseRun::Report() {
+  const std::vector<NamedValue> all = Values();
+  std::vector<NamedValue> wanted;
+  if (description_.report.empty()) return all;
+  std::vector<CaseFault> faults;
+  for (const ReportedName& reported : description_.report) {
+    const std::string name = reported.name.Text();
+    const size_t before = wanted.size();
+    for (const NamedValue& value : all) {
+      const bool whole = EqualIgnoringCase(value.name, name);
+      const bool part = value.name.size() > name.size() && EqualIgnoringCase(value.name.substr(0, name.size()), name) &&
+                        (value.name[name.size()] == '.' || value.name[name.size()] == '(');
+      if (whole || part) wanted.push_back(value);
+    }
+    if (wanted.size() > before) continue;
+    std::vector<std::string> names;
+    for (const NamedValue& value : all) names.push_back(value.name);
+    AddFault(faults, reported.location, fmt::format("there is no variable {} to report", name), Suggest(name, names));
+  }
+  if (!faults.empty()) Fail(std::move(faults));
+  return wanted;
+}
+
+}  // namespace quiver

@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: Apache-2.0
+// From a case to its solution.
+//
+//   CaseRun run(UseLibraries(), ReadCaseFile("relief.yaml"));   // builds the flowsheet; throws CaseError or Error
+//   SolveSummary summary = run.Solve();
+//   for (const NamedValue& value : run.Values()) Print(value.name, value.value, value.unit);
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "runtime/io/case_file.h"
+#include "runtime/solve/block_solver.h"
+#include "runtime/system/equation_system.h"
+#include "runtime/system/flowsheet.h"
+
+namespace quiver {
+
+struct NamedValue {
+  std::string name;         // BLOCK.NAME, or NAME for the single block of a direct run
+  double value;
+  std::string unit;
+  std::string description;  // empty where the model gives none
+  bool given;               // not computed
+};
+
+class CaseRun {
+ public:
+  // Constructs, sizes and assigns. `qualified`: values carry the block's name.
+  CaseRun(const ModelLibrary& library, CaseFile description, bool qualified = true);
+
+  Flowsheet& flowsheet() { return flowsheet_; }
+  const CaseFile& description() const { return description_; }
+  // Sets up and emits at the first call.
+  EquationSystem& System();
+  SolveSummary Solve(const SolveOptions& options = {});
+
+  // All variables, in the order of blocks and declarations; elements one by one.
+  std::vector<NamedValue> Values();
+  // Those that the case asks for; all that were computed when it asks for none.
+  std::vector<NamedValue> Report();
+
+ private:
+  std::vector<Tie> Connect();
+  void CollectValues(Instance& instance, std::vector<NamedValue>& values);
+  [[noreturn]] void Fail(std::vector<CaseFault> faults) const;
+
+  CaseFile description_;
+  bool qualified_;
+  Flowsheet flowsheet_;
+  std::unique_ptr<EquationSystem> system_;
+};
+
+}  // namespace quiver
