@@ -85,8 +85,8 @@ TEST(StreamCheck, what_passes_can_be_compiled_run_and_printed) {
     if (found) continue;
     const Compiled one(stream);
     ASSERT_EQ(one.shape.is_condition, condition);
-    const double value = evaluator.Value(one.shape, one.gather, x, {.time = 7});
     const double expected = Interpret<double>(stream, x);
+    const double value = evaluator.Value(one.shape, one.gather, x, {.time = 7});
     EXPECT_TRUE(!std::isfinite(expected) || std::fabs(value - expected) < 1e-6 * (1 + std::fabs(expected)));
     EXPECT_NE(FormulaText(stream, NumberedX), "");
   }
