@@ -6,6 +6,7 @@
 
 #include "cli/command.h"
 #include "cli/json_output.h"
+#include "host/modeller/variable_types.h"
 #include "procedures/host_procedures.h"
 #include "runtime/contract/host_access.h"
 #include "runtime/contract/instance.h"
@@ -93,10 +94,14 @@ void ListTypes(const ModelLibrary& library, bool json) {
   std::vector<std::vector<std::string>> table = {{"type", "default", "valid values or bounds", "unit"}};
   for (const QV_OptionTypeRow& row : library.option_types()) {
     const std::unique_ptr<QV_Type> holder(row.create());
-    const Json value = ToJson(PlainOf(holder->QV_DefaultVALUE())), valid = ToJson(PlainOf(holder->QV_DefaultVALID())),
-               lower = ToJson(PlainOf(holder->QV_DefaultLOWER())), upper = ToJson(PlainOf(holder->QV_DefaultUPPER())),
-               unit = ToJson(PlainOf(holder->QV_DefaultBASEUOMNAME())),
-               quantity = ToJson(PlainOf(holder->QV_DefaultPHYSICALQUANTITY()));
+    QV_VOLUME volume(true);  // the one base with defaults of its own: what a type inherits from it is not overridden
+    const auto own = [&](QV_Value* (QV_Type::*default_of)()) {
+      QV_Value* of_type = ((*holder).*default_of)();
+      return ToJson(PlainOf(of_type == (volume.*default_of)() ? nullptr : of_type));
+    };
+    const Json value = own(&QV_Type::QV_DefaultVALUE), valid = own(&QV_Type::QV_DefaultVALID),
+               lower = own(&QV_Type::QV_DefaultLOWER), upper = own(&QV_Type::QV_DefaultUPPER),
+               unit = own(&QV_Type::QV_DefaultBASEUOMNAME), quantity = own(&QV_Type::QV_DefaultPHYSICALQUANTITY);
     rows.push_back({{"name", row.name}, {"base", row.base}, {"default", value}, {"valid", valid}, {"lower", lower},
                     {"upper", upper}, {"unit", unit}, {"quantity", quantity}});
     std::string range;
