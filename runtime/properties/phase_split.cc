@@ -15,7 +15,7 @@ namespace {
 constexpr double kTolerance = 1e-11;  // of ln f
 constexpr double kAcceptable = 1e-10;
 constexpr int kSubstitutions = 600;
-constexpr int kNewtonSteps = 20;
+constexpr int kNewtonSteps = 40;
 
 }  // namespace
 
@@ -219,11 +219,18 @@ bool PhaseSplit::Newton(double pressure) {
       matrix_[row * size + column] = h * scale(unknown_[row]) * scale(unknown_[column]);
     }
   }
-  const std::vector<double> gradient = right_;
-  if (!SolveDense(matrix_, right_)) return false;
-  double descent = 0;
-  for (std::size_t u = 0; u < size; ++u) descent += gradient[u] * right_[u];
-  if (!(descent > 0)) return false;
+  // Inside a spinodal the Hessian is not positive; a growing diagonal (1 is the ideal mixture's) turns the step downhill.
+  const std::vector<double> downhill = right_, hessian = matrix_;
+  double slope = 0;
+  for (double shift = 0; shift < 100 && !(slope > 0); shift = shift == 0 ? 1e-7 : 10 * shift) {
+    matrix_ = hessian;
+    right_ = downhill;
+    for (std::size_t u = 0; u < size; ++u) matrix_[u * size + u] += shift;
+    if (!SolveDense(matrix_, right_)) continue;
+    slope = 0;
+    for (std::size_t u = 0; u < size; ++u) slope += downhill[u] * right_[u];
+  }
+  if (!(slope > 0)) return false;
 
   trial_.assign(n * count, 0.0);
   for (std::size_t u = 0; u < size; ++u) {
@@ -231,13 +238,16 @@ bool PhaseSplit::Newton(double pressure) {
     trial_[unknown_[u]] += change;
     trial_[unknown_[u] / count * count + reference_[unknown_[u] / count]] -= change;
   }
-  double length = 1;
+  double bound = 1e300;
   for (std::size_t m = 0; m < trial_.size(); ++m)
-    if (trial_[m] < 0) length = std::min(length, -0.9 * moles_[m] / trial_[m]);
+    if (trial_[m] < 0) bound = std::min(bound, -0.9 * moles_[m] / trial_[m]);
 
-  const double gibbs = Gibbs(), gap = gap_;
+  // Near a critical point the Gibbs energy gained is below rounding; its slope along the step is not. A step is good
+  // when the energy still falls at its end, or rises there less than half as steeply as it fell at the start; while it
+  // falls almost as steeply as at the start the step is lengthened.
+  const double gap = gap_;
   const std::vector<SplitPhase> before = phases_;
-  for (int halving = 0; halving < 4; ++halving, length *= 0.4) {
+  auto rise_at = [&](double length) {
     for (std::size_t p = 0; p < count; ++p) {
       double total = 0;
       for (std::size_t i = 0; i < n; ++i) total += moles_[i * count + p] + length * trial_[i * count + p];
@@ -246,11 +256,33 @@ bool PhaseSplit::Newton(double pressure) {
         phases_[p].x[i] = (moles_[i * count + p] + length * trial_[i * count + p]) / total;
     }
     Update(pressure);
-    if (std::isfinite(gap_) && (gap_ < 0.5 * gap || Gibbs() < gibbs)) return true;
+    double rise = 0;
+    for (std::size_t p = 0; p < count; ++p)
+      for (std::size_t i = 0; i < n; ++i)
+        rise += trial_[i * count + p] * (std::log(phases_[p].x[i]) + phases_[p].ln_phi[i]);
+    return rise;
+  };
+  double length = std::min(1.0, bound), rise = rise_at(length);
+  for (int halving = 0; halving < 6 && !(rise <= 0.5 * slope || gap_ < 0.1 * gap); ++halving)
+    rise = rise_at(length *= 0.4);
+  if (!(rise <= 0.5 * slope || gap_ < 0.1 * gap)) {
+    phases_ = before;
+    gap_ = gap;
+    return false;
   }
-  phases_ = before;
-  gap_ = gap;
-  return false;
+  while (rise < -0.5 * slope && 4 * length < bound) {
+    const std::vector<SplitPhase> shorter = phases_;
+    const double shorter_gap = gap_;
+    const double further = rise_at(4 * length);
+    if (!(further <= 0)) {
+      phases_ = shorter;
+      gap_ = shorter_gap;
+      break;
+    }
+    rise = further;
+    length *= 4;
+  }
+  return true;
 }
 
 void PhaseSplit::DropVanished() {
@@ -313,7 +345,7 @@ bool PhaseSplit::Converge(double pressure) {
     if (gap_ < kTolerance) break;
     // Rounding can stop Newton just short of the tolerance.
     if (gap_ < kAcceptable) break;
-    if (!advanced) newton_from = gap_ * 0.3;
+    if (!advanced) newton_from = gap_ * 0.5;
     last_.clear();
   }
   return gap_ < kAcceptable;

@@ -262,79 +262,86 @@ double PropertyPackage::Entropy(const FlashResult& flash) const {
   return sum;
 }
 
-// Enthalpy and entropy rise with temperature at constant pressure, with a jump where a pure component boils:
-// a bracketed secant search, and the lever rule where the bracket closes on a jump.
-template <class Value>
+// Enthalpy and entropy rise with temperature at constant pressure, with a jump where a pure component boils. Bracketed by
+// steps of the ideal gas's slope, closed by Chandrupatla's method (inverse quadratic steps where they are safe, bisection
+// elsewhere); where the bracket closes on a jump the lever rule shares it out.
+template <class Value, class Slope>
 FlashResult PropertyPackage::FlashToTarget(double pressure, double target, std::span<const double> z,
-                                           const char* quantity, Value value) const {
+                                           const char* quantity, Value value, Slope slope) const {
   CheckPressure(pressure);
   const FlashSolver solver(eos_, molar_masses_, options_.flash);
+  struct Point {
+    FlashResult flash;
+    double gap;  // value - target
+  };
   int iterations = 0;
   auto at = [&](double t) {
-    FlashResult r = solver.AtTemperaturePressure(t, pressure, z);
-    iterations += r.iterations;
-    return r;
+    Point p{solver.AtTemperaturePressure(t, pressure, z), 0};
+    p.gap = value(p.flash) - target;
+    iterations += p.flash.iterations;
+    return p;
   };
-  FlashResult low = at(kReferenceTemperature), high;
-  double f_low = value(low) - target, f_high = f_low;
-  if (f_low > 0) {
-    high = low;
-    while (f_low > 0) {
-      if (low.temperature <= kLowestTemperature * 1.001)
-        throw PropertyError(fmt::format(
-            "{} at {:.6g} bar has no temperature above {} K with this {}: it is too low. Give more.",
-            Describe(z), pressure / 1e5, kLowestTemperature, quantity));
-      if (f_low < f_high || &low == &high) high = low, f_high = f_low;
-      low = at(std::max(kLowestTemperature, 0.7 * low.temperature));
-      f_low = value(low) - target;
-    }
-  } else {
-    high = low;
-    while (f_high < 0) {
-      if (high.temperature >= kHighestTemperature * 0.999)
-        throw PropertyError(fmt::format(
-            "{} at {:.6g} bar has no temperature below {} K with this {}: it is too high. Give less.",
-            Describe(z), pressure / 1e5, kHighestTemperature, quantity));
-      low = high, f_low = f_high;
-      high = at(std::min(kHighestTemperature, 1.4 * high.temperature));
-      f_high = value(high) - target;
-    }
+  Point a = at(kReferenceTemperature), b = a;
+  while ((a.gap > 0) == (b.gap > 0)) {
+    a = std::move(b);
+    const double t = a.flash.temperature;
+    if ((a.gap < 0 && t >= kHighestTemperature) || (a.gap > 0 && t <= kLowestTemperature))
+      throw PropertyError(fmt::format(
+          "{} at {:.6g} bar has no temperature between {} and {} K with this {}: it is too {}. Give {}.",
+          Describe(z), pressure / 1e5, kLowestTemperature, kHighestTemperature, quantity,
+          a.gap < 0 ? "high" : "low", a.gap < 0 ? "less" : "more"));
+    const double next = t - 1.2 * a.gap / slope(t) - std::copysign(1.0, a.gap);
+    b = at(std::clamp(next, std::max(0.5 * t, kLowestTemperature), std::min(2 * t, kHighestTemperature)));
   }
-  const double scale = 1e-11 * std::max(std::abs(target), std::abs(f_high - f_low));
-  double width = high.temperature - low.temperature;
-  double weight_low = f_low, weight_high = f_high;  // Illinois: an end that stays loses weight
+  const double enough = 1e-11 * std::max(std::abs(target), std::abs(a.gap - b.gap));
+  Point c = a;
+  double share = 0.5;
   for (int i = 0; i < 200; ++i) {
-    if (std::abs(f_low) <= scale) return low;
-    if (std::abs(f_high) <= scale) return high;
-    const double tl = low.temperature, th = high.temperature;
-    if (th - tl <= 4e-16 * th) break;
-    double t = tl + (th - tl) * weight_low / (weight_low - weight_high);
-    if (i % 4 == 3 && th - tl > 0.1 * width) t = 0.5 * (tl + th);
-    if (i % 4 == 3) width = th - tl;
-    t = std::clamp(t, tl + 1e-3 * (th - tl), th - 1e-3 * (th - tl));
-    if (t <= tl || t >= th) break;
-    FlashResult middle = at(t);
-    const double f = value(middle) - target;
-    if (f < 0) {
-      low = std::move(middle), f_low = weight_low = f, weight_high *= 0.5;
-    } else {
-      high = std::move(middle), f_high = weight_high = f, weight_low *= 0.5;
+    Point& nearer = std::abs(a.gap) < std::abs(b.gap) ? a : b;
+    if (std::abs(nearer.gap) <= enough) {
+      nearer.flash.iterations = iterations;
+      return std::move(nearer.flash);
     }
+    const double ta = a.flash.temperature, tb = b.flash.temperature;
+    const double t = ta + share * (tb - ta);
+    if (std::abs(tb - ta) <= 4e-16 * ta || t == ta || t == tb) break;
+    Point middle = at(t);
+    if ((middle.gap > 0) == (a.gap > 0)) {
+      c = std::move(a);
+    } else {
+      c = std::move(b);
+      b = std::move(a);
+    }
+    a = std::move(middle);
+    const double x1 = a.flash.temperature, x2 = b.flash.temperature, x3 = c.flash.temperature;
+    const double chi = (x1 - x2) / (x3 - x2), phi = (a.gap - b.gap) / (c.gap - b.gap);
+    share = 0.5;
+    if (phi * phi < chi && (1 - phi) * (1 - phi) < 1 - chi)
+      share = a.gap / (b.gap - a.gap) * c.gap / (b.gap - c.gap) +
+              (x3 - x1) / (x2 - x1) * a.gap / (c.gap - a.gap) * b.gap / (c.gap - b.gap);
+    const double least = 1e-14 * x1 / std::abs(x2 - x1);
+    share = least < 0.5 ? std::clamp(share, least, 1 - least) : 0.5;
   }
-  FlashResult result = FlashSolver::Blend(low, high, f_high > f_low ? -f_low / (f_high - f_low) : 0);
+  const Point& low = a.gap < b.gap ? a : b;
+  const Point& high = a.gap < b.gap ? b : a;
+  FlashResult result =
+      FlashSolver::Blend(low.flash, high.flash, high.gap > low.gap ? -low.gap / (high.gap - low.gap) : 0);
   result.iterations = iterations;
   return result;
 }
 
 FlashResult PropertyPackage::FlashPressureEnthalpy(double pressure, double enthalpy,
                                                    std::span<const double> z) const {
-  return FlashToTarget(pressure, enthalpy, z, "enthalpy",
-                       [this](const FlashResult& r) { return Enthalpy(r); });
+  return FlashToTarget(
+      pressure, enthalpy, z, "enthalpy", [this](const FlashResult& r) { return Enthalpy(r); },
+      [&](double t) { return IdealGasMixture(t, z).cp; });
 }
 
 FlashResult PropertyPackage::FlashPressureEntropy(double pressure, double entropy,
                                                   std::span<const double> z) const {
-  return FlashToTarget(pressure, entropy, z, "entropy", [this](const FlashResult& r) { return Entropy(r); });
+  return FlashToTarget(
+      pressure, entropy, z, "entropy", [this](const FlashResult& r) { return Entropy(r); },
+      [&](double t) { return IdealGasMixture(t, z).cp / t; });
 }
 
 }  // namespace quiver

@@ -128,9 +128,9 @@ class PropertyPackage {
   static Scratch& ThreadScratch();
   std::span<const double> Normalise(std::span<const double> x, Scratch& scratch) const;
   PhaseProperties Evaluate(Root root, double temperature, double pressure, std::span<const double> x) const;
-  template <class Value>
+  template <class Value, class Slope>
   FlashResult FlashToTarget(double pressure, double target, std::span<const double> z, const char* quantity,
-                            Value value) const;
+                            Value value, Slope slope) const;
 
   std::vector<const Component*> components_;
   std::vector<IdealGas> ideal_gases_;

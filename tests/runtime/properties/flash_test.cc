@@ -122,9 +122,9 @@ TEST_P(RandomPoints, vapour_fraction_leads_back) {
       } else {
         // Two phases on one side of the point, one fewer on the other.
         const std::size_t below =
-            package.FlashTemperaturePressure(t, r.pressure * (1 - 1e-6), m.z).phases.size();
+            package.FlashTemperaturePressure(t, r.pressure * (1 - 1e-4), m.z).phases.size();
         const std::size_t above =
-            package.FlashTemperaturePressure(t, r.pressure * (1 + 1e-6), m.z).phases.size();
+            package.FlashTemperaturePressure(t, r.pressure * (1 + 1e-4), m.z).phases.size();
         EXPECT_NE(below, above);
       }
     }
