@@ -11,11 +11,17 @@
 namespace quiver {
 namespace {
 
+#ifdef __clang__
+#define QUIVER_NO_DEPENDENCE
+#else
+#define QUIVER_NO_DEPENDENCE _Pragma("GCC ivdep")
+#endif
+
 // One step over `lanes` instances. The target may be one of the operands (never a part of one), so the loop
 // is free of dependences between lanes, which the compiler cannot know.
 #define QUIVER_STEP(code, name, ...)                                                    \
   case Operator::k##name:                                                               \
-    _Pragma("GCC ivdep") for (int i = 0; i < lanes; ++i) {                              \
+    QUIVER_NO_DEPENDENCE for (int i = 0; i < lanes; ++i) {                              \
       target[i] = Formula<Operator::k##name>::template Value<double>(a[i], b[i], c[i]); \
     }                                                                                   \
     break;

@@ -160,7 +160,9 @@ std::optional<Undefined> FindUndefined(std::span<const Token> stream, std::span<
 std::optional<Undefined> FindUndefinedSlope(std::span<const Token> stream, std::span<const double> x,
                                             const VariableName& name, const EvaluationContext& context) {
   if (FindUndefined(stream, x, name, context)) return std::nullopt;
-  return FindLeftmost(stream, x, name, context, SteepSomewhere);
+  std::optional<Undefined> found = FindLeftmost(stream, x, name, context, SteepSomewhere);
+  if (found) found->text.insert(0, "the slope of ");
+  return found;
 }
 
 }  // namespace quiver

@@ -27,14 +27,12 @@ struct Undefined {
   std::string text;  // the operation, its operands' values, and what longer operands stand for
 };
 
-// The leftmost operation whose value is not finite although its operands are. Nothing if every value is
-// finite.
+// The leftmost operation whose value is not finite although its operands are. Nothing if all are finite.
 std::optional<Undefined> FindUndefined(std::span<const Token> stream, std::span<const double> x,
                                        const VariableName& name, const EvaluationContext& context = {});
 
-// The same for slopes: the leftmost operation that is finite but has an infinite or undefined derivative by
-// an operand that holds variables, as sqrt at 0. Nothing if there is none, or if a value is not finite
-// already.
+// The same for slopes: the leftmost operation with an infinite or undefined derivative by an operand that holds
+// variables: "the slope of sqrt(X) with X = 0". Nothing if there is none, or if a value is not finite already.
 std::optional<Undefined> FindUndefinedSlope(std::span<const Token> stream, std::span<const double> x,
                                             const VariableName& name, const EvaluationContext& context = {});
 

@@ -148,7 +148,8 @@ TEST(Undefined, names_the_innermost_leftmost_operation) {
   EXPECT_EQ(power->op->code(), 24);
   EXPECT_EQ(power->operands, (std::vector{-0.013, 2.5}));
 
-  EXPECT_EQ(FindUndefinedSlope(Read("20 C 19 35 B 35 0.0", names), x, name)->text, "sqrt(B) with B = 0");
+  EXPECT_EQ(FindUndefinedSlope(Read("20 C 19 35 B 35 0.0", names), x, name)->text,
+            "the slope of sqrt(B) with B = 0");
   EXPECT_FALSE(FindUndefinedSlope(Read("20 C 35 0.0", names), x, name));
 }
 
