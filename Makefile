@@ -1,0 +1,55 @@
+# SPDX-License-Identifier: Apache-2.0
+# A thin layer over the CMake presets.
+#
+#   make run        installs what is missing, builds, solves the example cases
+#   make test       installs what is missing, builds everything, runs the tests
+#   make sanitize   the same tests under the address and undefined-behaviour sanitizers
+#   make install    PREFIX=/usr/local DESTDIR=
+#   make format     formats the sources; make check-format only looks
+#   make lint       clang-tidy over the sources, or over FILES="cli/list.cc ..."
+#   make clean
+.DEFAULT_GOAL := run
+.PHONY: run test sanitize install format check-format lint clean dependencies products
+
+PREFIX ?= /usr/local
+JOBS ?= $(shell nproc)
+CCACHE := $(if $(shell command -v ccache),-D CMAKE_CXX_COMPILER_LAUNCHER=ccache)
+CONFIGURE = cmake $(CCACHE) --log-level=WARNING --preset
+# A model's text keeps its own layout (one equation, one line), so the formatter leaves models/<field> alone.
+FORMATTED = git ls-files -z '*.h' '*.cc' ':!models/*/*'
+
+run: products
+	@tools/run_examples.sh build/bin/quiver
+
+products: dependencies
+	@$(CONFIGURE) release >/dev/null
+	@cmake --build --preset release --parallel $(JOBS) --target quiver
+
+test: dependencies
+	@$(CONFIGURE) release >/dev/null
+	@cmake --build --preset release --parallel $(JOBS)
+	@ctest --preset release --parallel $(JOBS)
+
+sanitize: dependencies
+	@$(CONFIGURE) sanitize >/dev/null
+	@cmake --build --preset sanitize --parallel $(JOBS)
+	@ctest --preset sanitize --parallel $(JOBS)
+
+install: products
+	@cmake --install build --prefix "$(PREFIX)"
+
+format:
+	@$(FORMATTED) | xargs -0 clang-format -i
+
+check-format:
+	@$(FORMATTED) | xargs -0 clang-format --dry-run -Werror
+
+lint: dependencies
+	@$(CONFIGURE) release >/dev/null
+	@tools/lint.sh build $(FILES)
+
+clean:
+	rm -rf build build-*
+
+dependencies:
+	@tools/install_dependencies.sh

@@ -1,0 +1,68 @@
+#!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
+# Installs what the build needs and is not there yet; says nothing and changes nothing when all is there.
+#
+#   tools/install_dependencies.sh            # installs (as root, or through sudo where it asks for no password)
+#   tools/install_dependencies.sh --list     # prints the packages
+#
+# For Debian 12 and its relatives. Elsewhere it only says what to install by hand.
+set -eu
+
+# One line per package: Debian's name, and what it is for.
+packages='
+g++                  C++20 compiler (GCC 12 or later)
+cmake                build, version 3.25 or later
+ninja-build          build
+libcli11-dev         CLI11: the command line
+libfmt-dev           fmt: formatting
+nlohmann-json3-dev   nlohmann-json: JSON output
+libyaml-cpp-dev      yaml-cpp: case files
+libudunits2-dev      UDUNITS-2: units on values
+libsuitesparse-dev   SuiteSparse (KLU): sparse linear systems
+libgtest-dev         GoogleTest: the tests
+libgmock-dev         GoogleMock: the tests
+'
+names=$(printf '%s' "$packages" | awk 'NF {print $1}')
+
+by_hand() {
+  printf 'tools/install_dependencies.sh: %s\nInstall these by hand (the names are those of Debian 12), then start again:\n%s\n' \
+    "$1" "$(printf '%s' "$packages" | awk 'NF {print "  " $0}')" >&2
+}
+
+if [ "${1:-}" = --list ]; then
+  printf '%s\n' "$names"
+  exit 0
+fi
+if ! command -v dpkg-query >/dev/null 2>&1; then
+  # Not a Debian: the build may well succeed with the system's own packages, and says what it misses.
+  by_hand 'this system has no dpkg.'
+  exit 0
+fi
+
+missing=
+for name in $names; do
+  state=$(dpkg-query -W -f '${db:Status-Status}' "$name" 2>/dev/null || true)
+  [ "$state" = installed ] || missing="$missing $name"
+done
+[ -n "$missing" ] || exit 0
+
+if [ "$(id -u)" -eq 0 ]; then
+  as_root='env'
+elif command -v sudo >/dev/null 2>&1 && sudo -n true 2>/dev/null; then
+  as_root='sudo -n env'
+else
+  printf 'tools/install_dependencies.sh: these packages are missing, and installing needs root:\n  apt-get install%s\n' "$missing" >&2
+  exit 1
+fi
+
+printf 'Installing:%s\n' "$missing"
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+# A mirror may fail for a moment: apt tries three times. Standard input stays closed, so nothing can ask.
+if ! $as_root apt-get -q -o Acquire::Retries=3 update </dev/null >"$log" 2>&1 ||
+   ! $as_root DEBIAN_FRONTEND=noninteractive apt-get -q -y -o Acquire::Retries=3 --no-install-recommends \
+       install $missing </dev/null >>"$log" 2>&1; then
+  tail -n 15 "$log" >&2
+  by_hand 'apt-get could not install all packages.'
+  exit 1
+fi
