@@ -133,7 +133,7 @@ TEST(Undefined, names_the_innermost_leftmost_operation) {
       {"20 C 44 B 36 21 1e6 C 0", "exp(x) with x = 2e+06, x = 1000000.0*C"},
       {"20 C 46 0", "max of 0 operands gives -inf"},
       {"20 C 44 B D 0", "D = nan"},
-      {"20 C 37 20 44 B C 0 C", "ln(x) with x = 0, x = sum(B, C) - C"},
+      {"20 C 37 20 C 44 B C 0", "ln(x) with x = 0, x = C - sum(B, C)"},
       {"20 C 35 B", "nothing"},
   };
   const double x[] = {-0.013, 0, 2, std::numeric_limits<double>::quiet_NaN()};
