@@ -6,10 +6,11 @@
 #include <algorithm>
 #include <tuple>
 
+#include "runtime/io/utf8.h"
+
 namespace quiver {
 namespace {
 
-constexpr std::size_t kMostFaults = 10000;
 constexpr std::size_t kShownFaults = 50;
 constexpr std::size_t kShownCharacters = 60;
 
@@ -27,12 +28,13 @@ CaseError::CaseError(std::string name, std::vector<CaseFault> faults) : faults_(
   const auto same = [](const CaseFault& a, const CaseFault& b) {
     return a.line == b.line && a.column == b.column && a.message == b.message;
   };
+  const char* least = faults_.size() >= kMostFaults ? "at least " : "";
   faults_.erase(std::unique(faults_.begin(), faults_.end(), same), faults_.end());
   for (std::size_t i = 0; i < faults_.size(); ++i) {
     const CaseFault& fault = faults_[i];
     if (i > 0) text_ += '\n';
     if (i == kShownFaults) {
-      text_ += fmt::format("{}: {} more faults", name, faults_.size() - i);
+      text_ += fmt::format("{}: {}{} more faults", name, least, faults_.size() - i);
       break;
     }
     text_ += name;
@@ -47,8 +49,7 @@ std::string QuoteForMessage(std::string_view text) {
   std::size_t characters = 0;
   for (const char c : text) {
     const auto byte = static_cast<unsigned char>(c);
-    const bool starts_character = (byte & 0xc0) != 0x80;
-    if (starts_character && characters++ == kShownCharacters) return quoted + "...\"";
+    if (!ContinuesCharacter(c) && characters++ == kShownCharacters) return quoted + "...\"";
     if (byte < 0x20 || byte == 0x7f) {
       quoted += fmt::format("\\x{:02x}", byte);
     } else {

@@ -9,6 +9,7 @@
 //   relief.yaml:7:5: unknown key "sets" in block psv: did you mean "set"?
 #pragma once
 
+#include <cstddef>
 #include <exception>
 #include <string>
 #include <string_view>
@@ -34,7 +35,9 @@ struct CaseFault {
       : line(at.line), column(at.column), message(std::move(what)), remedy(std::move(todo)) {}
 };
 
-// Notes a fault. After 10,000 of them, more would only cost memory and are dropped.
+// Whoever has this many faults stops looking for more; AddFault drops them.
+constexpr std::size_t kMostFaults = 1000;
+
 void AddFault(std::vector<CaseFault>& faults, Location at, std::string message, std::string remedy);
 
 // At least one fault, in the order of the file.

@@ -18,7 +18,7 @@
 namespace quiver {
 namespace {
 
-constexpr int kSuggestedBlocks = 20;
+constexpr int kSuggestedBlocks = 10;
 
 const Schema& CaseSchema() {
   static const Schema schema(kCaseSchemaText);
@@ -107,13 +107,19 @@ class CaseReader {
     case_.globals = ReadAssignments(root.Find("globals"), true);
     if (const Node* blocks = root.Find("blocks")) {
       for (const NodeEntry& entry : blocks->entries) block_names_.insert(entry.key);
-      for (const NodeEntry& entry : blocks->entries) ReadBlock(entry);
+      for (const NodeEntry& entry : blocks->entries) {
+        if (!IsFull()) ReadBlock(entry);
+      }
     }
     if (const Node* connect = root.Find("connect")) {
-      for (const Node* item : connect->items) ReadConnection(*item);
+      for (const Node* item : connect->items) {
+        if (!IsFull()) ReadConnection(*item);
+      }
     }
     if (const Node* report = root.Find("report")) {
-      for (const Node* item : report->items) ReadReportedName(*item);
+      for (const Node* item : report->items) {
+        if (!IsFull()) ReadReportedName(*item);
+      }
     }
   }
 
@@ -124,6 +130,8 @@ class CaseReader {
   }
 
  private:
+  bool IsFull() const { return faults_.size() >= kMostFaults; }
+
   void Fault(Location at, std::string message, std::string remedy) {
     if (!faulty_.contains(at)) AddFault(faults_, at, std::move(message), std::move(remedy));
   }
@@ -180,8 +188,8 @@ class CaseReader {
       CheckUnitAt(value.unit, unit ? unit->location : value.location);
       return;
     }
-    if (const Node* unit = node.Find("unit"); unit && value.kind == CaseValue::Kind::kList) {
-      CheckUnitAt(unit->text, unit->location);
+    if (const Node* unit = node.Find("unit")) {
+      if (value.kind == CaseValue::Kind::kList) CheckUnitAt(unit->text, unit->location);
       return;
     }
     if (numbers && value.kind == CaseValue::Kind::kText && node.kind == Node::Kind::kText) {

@@ -11,6 +11,7 @@
 #include <unordered_map>
 
 #include "runtime/io/quantity_text.h"
+#include "runtime/io/utf8.h"
 
 namespace quiver {
 namespace {
@@ -27,23 +28,6 @@ bool IsOneOf(std::string_view text, std::initializer_list<std::string_view> word
     if (text == word) return true;
   }
   return false;
-}
-
-// Bytes of the UTF-8 character at the start of the text; 0 if it is none (overlong forms, surrogates and code
-// points above U+10FFFF are none).
-std::size_t CharacterLength(std::string_view text) {
-  const auto byte = [&](std::size_t i) { return i < text.size() ? static_cast<unsigned char>(text[i]) : 0u; };
-  const auto follows = [&](std::size_t i) { return (byte(i) & 0xc0) == 0x80; };
-  const unsigned first = byte(0);
-  if (first < 0x80) return 1;
-  if (first < 0xc2) return 0;
-  if (first < 0xe0) return follows(1) ? 2 : 0;
-  if (first < 0xf0) {
-    if ((first == 0xe0 && byte(1) < 0xa0) || (first == 0xed && byte(1) >= 0xa0)) return 0;
-    return follows(1) && follows(2) ? 3 : 0;
-  }
-  if (first > 0xf4 || (first == 0xf0 && byte(1) < 0x90) || (first == 0xf4 && byte(1) >= 0x90)) return 0;
-  return follows(1) && follows(2) && follows(3) ? 4 : 0;
 }
 
 // Faults of the characters themselves, which the YAML parser would report badly or not at all.
@@ -89,7 +73,7 @@ class Lines {
     for (std::size_t i = 0; i < text.size(); ++i) {
       if (i % kChunk == 0) continuations_.push_back(continuations);
       if (text[i] == '\n') starts_.push_back(i + 1);
-      if (Continues(text[i])) ++continuations;
+      if (ContinuesCharacter(text[i])) ++continuations;
     }
     continuations_.push_back(continuations);
   }
@@ -127,12 +111,10 @@ class Lines {
 
   static constexpr std::size_t kChunk = 256;
 
-  static bool Continues(char c) { return (static_cast<unsigned char>(c) & 0xc0) == 0x80; }
-
   std::size_t ContinuationsBefore(std::size_t offset) const {
     const std::size_t chunk = offset / kChunk;
     std::size_t count = continuations_[chunk];
-    for (std::size_t i = chunk * kChunk; i < offset; ++i) count += Continues(text_[i]) ? 1 : 0;
+    for (std::size_t i = chunk * kChunk; i < offset; ++i) count += ContinuesCharacter(text_[i]) ? 1 : 0;
     return count;
   }
 
@@ -386,8 +368,11 @@ Document ReadDocument(std::string_view text, const std::string& name, std::vecto
   } catch (const Stop&) {
     throw CaseError(name, faults);
   } catch (const YAML::Exception& error) {
+    // JSON writes characters beyond the first plane as two escapes, which the parser does not join.
+    const bool escape = error.msg.starts_with("invalid unicode");
     fail(lines.Of(error.mark), "this is not YAML: " + error.msg,
-         "check quotes, brackets and indentation near here");
+         escape ? "write the character itself instead of its escapes"
+                : "check quotes, brackets and indentation near here");
   }
   return document;
 }

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "runtime/io/quantity_text.h"
+#include "runtime/io/utf8.h"
 
 namespace quiver {
 namespace {
@@ -108,7 +109,9 @@ class NameReader {
     return true;
   }
 
-  std::string Found() const { return at_ < text_.size() ? fmt::format("\"{}\"", text_[at_]) : "the end"; }
+  std::string Found() const {
+    return at_ < text_.size() ? fmt::format("\"{}\"", FirstCharacter(text_.substr(at_))) : "the end";
+  }
   std::string Quoted() const { return fmt::format("\"{}\"", text_); }
   [[noreturn]] void Fail(const std::string& message) const { throw PropertyNameError(message, at_); }
 

@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "runtime/io/suggest.h"
+#include "runtime/io/utf8.h"
 
 namespace quiver {
 
@@ -91,10 +92,12 @@ std::string Found(const Node& node) {
 
 std::string RemedyForType(const Node& node, const std::vector<std::string>& types) {
   const bool scalar = node.kind != Node::Kind::kList && node.kind != Node::Kind::kMap;
-  if (node.kind == Node::Kind::kNull)
+  if (node.kind == Node::Kind::kNull) {
     return node.text.empty() ? "give one" : "put it in quotes if it is a text";
+  }
   if (scalar && types.front() == "string") return "put it in quotes";
-  if (scalar && types.front() == "array") return "write it as a list, [" + node.text.substr(0, 40) + "]";
+  if (scalar && types.front() == "array")
+    return fmt::format("write it as a list, [{}]", node.text.size() < 40 ? node.text : "A, B");
   if (types.front() == "object") return "write it as {NAME: VALUE}";
   return "give " + HumanType(types.front());
 }
@@ -103,21 +106,16 @@ std::string RemedyForType(const Node& node, const std::vector<std::string>& type
 std::wstring Wide(std::string_view text) {
   std::wstring wide;
   for (std::size_t i = 0; i < text.size();) {
+    const std::size_t length = FirstCharacter(text.substr(i)).size();
     const auto first = static_cast<unsigned char>(text[i]);
-    const int length = first < 0x80 ? 1 : first < 0xe0 ? 2 : first < 0xf0 ? 3 : 4;
     std::uint32_t code = length == 1 ? first : first & (0xffu >> (length + 1));
-    for (int k = 1; k < length && i + k < text.size(); ++k)
+    for (std::size_t k = 1; k < length; ++k)
       code = code << 6 | (static_cast<unsigned char>(text[i + k]) & 0x3f);
     // Beyond the first plane the patterns need not tell characters apart.
     wide += static_cast<wchar_t>(std::min<std::uint32_t>(code, 0xffff));
     i += length;
   }
   return wide;
-}
-
-std::size_t CharacterCount(std::string_view text) {
-  return static_cast<std::size_t>(std::count_if(
-      text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xc0) != 0x80; }));
 }
 
 // Where a check stands in the document, for messages: "fix of block psv".
@@ -127,9 +125,7 @@ struct Place {
   std::size_t item = 0;  // from 1, in lists
   std::string title;     // of an entry that is named by the user, else of the root
   Location location;     // of the key
-
-  bool whole =
-      false;  // the document itself, which parts need not name: "components", not "components of the case"
+  bool whole = false;    // the document itself, which parts need not name: not "components of the case"
 
   // "fix.RHO of block psv", "item 2 of components": up to the nearest thing that has a name of its own, which
   // needs no "of blocks".
@@ -166,7 +162,7 @@ struct Schema::Rules {
         Target(value.get<std::string>());
       } else if (keyword == "items" || keyword == "propertyNames" || keyword == "additionalProperties") {
         Prepare(value);
-      } else if (keyword == "anyOf" || keyword == "oneOf" || keyword == "properties" || keyword == "$defs") {
+      } else if (keyword == "anyOf" || keyword == "properties" || keyword == "$defs") {
         for (const Json& inner : value) Prepare(inner);
       }
     }
@@ -194,7 +190,7 @@ class Checker {
 
   // Notes all faults of the node. `place` names it.
   void Report(const Node& node, const Json& rule, const Place& place) {
-    if (IsValid(node, rule)) return;
+    if (IsFull() || IsValid(node, rule)) return;
     if (rule.is_boolean()) {
       Fault(place.location, place.Text() + " is not allowed here", "remove it");
       return;
@@ -207,10 +203,7 @@ class Checker {
       ReportType(node, types, place);
       return;  // nothing else can be told about it
     }
-    for (const char* keyword : {"anyOf", "oneOf"}) {
-      if (const auto branches = rule.find(keyword); branches != rule.end())
-        ReportBranches(node, *branches, place);
-    }
+    if (const Json* branches = Member(rule, "anyOf")) ReportBranches(node, *branches, place);
     if (node.kind == Node::Kind::kText) ReportText(node.text, node.location, rule, place.Text() + ": ");
     if (node.kind == Node::Kind::kList) ReportList(node, rule, place);
     if (node.kind == Node::Kind::kMap) ReportMap(node, rule, place);
@@ -238,12 +231,9 @@ class Checker {
     }
     const std::vector<std::string> types = TypesOf(rule);
     if (!types.empty() && !IsOfAnyType(node, types)) return false;
-    for (const char* keyword : {"anyOf", "oneOf"}) {
-      const auto branches = rule.find(keyword);
-      if (branches == rule.end()) continue;
-      if (std::none_of(branches->begin(), branches->end(),
-                       [&](const Json& branch) { return IsValid(node, branch); }))
-        return false;
+    if (const Json* branches = Member(rule, "anyOf")) {
+      const auto fits = [&](const Json& branch) { return IsValid(node, branch); };
+      if (std::none_of(branches->begin(), branches->end(), fits)) return false;
     }
     switch (node.kind) {
       case Node::Kind::kText:
@@ -409,6 +399,7 @@ class Checker {
     const Json* properties = Member(rule, "properties");
     std::optional<std::vector<std::string>> unused_keys;
     for (const NodeEntry& entry : node.entries) {
+      if (IsFull()) return;
       if (names) ReportText(entry.key, entry.location, *names, "");
       const Json* entry_rule = RuleOf(entry.key, rule);
       if (!entry_rule) continue;
@@ -440,6 +431,8 @@ class Checker {
     if (!title.empty() || !rule.contains("$ref")) return title;
     return TitleOf(target_(rule.at("$ref").get<std::string>()));
   }
+
+  bool IsFull() const { return faults_.size() >= kMostFaults; }
 
   void Fault(Location location, std::string message, std::string remedy) {
     AddFault(faults_, location, std::move(message), std::move(remedy));

@@ -27,7 +27,7 @@ std::string Styled(std::string_view name, NameStyle style) {
 }  // namespace
 
 std::size_t EditDistance(std::string_view a, std::string_view b) {
-  std::vector<std::size_t> before_last, last(b.size() + 1), row(b.size() + 1);
+  std::vector<std::size_t> before_last(b.size() + 1), last(b.size() + 1), row(b.size() + 1);
   for (std::size_t j = 0; j <= b.size(); ++j) last[j] = j;
   for (std::size_t i = 1; i <= a.size(); ++i) {
     row[0] = i;
@@ -38,8 +38,8 @@ std::size_t EditDistance(std::string_view a, std::string_view b) {
         row[j] = std::min(row[j], before_last[j - 2] + 1);
       }
     }
-    before_last = std::move(last);
-    last = row;
+    before_last.swap(last);
+    last.swap(row);
   }
   return last[b.size()];
 }

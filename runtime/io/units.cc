@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "runtime/io/suggest.h"
+#include "runtime/io/utf8.h"
 
 namespace quiver {
 namespace {
@@ -270,7 +271,7 @@ class UnitReader {
   }
 
   [[noreturn]] void FailAt() const {
-    throw UnitError("unexpected " + Quote(text_.substr(at_, 1)) + " in unit " + Quote(text_) +
+    throw UnitError("unexpected " + Quote(FirstCharacter(text_.substr(at_))) + " in unit " + Quote(text_) +
                     ": write units like kg/m3, W/(m2 K) or 1/s");
   }
 

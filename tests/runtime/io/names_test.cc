@@ -46,6 +46,7 @@ TEST(PropertyName, TellsWhatIsWrongAndWhere) {
       {"A B", "unexpected \"B\" in name \"A B\"", 2},
       {"Y(1", "\")\" is missing before the end in \"Y(1\"", 3},
       {"Y()", "an index is missing in \"Y()\"", 2},
+      {"Y(1)\u00e4", "unexpected \"\u00e4\" in name \"Y(1)\u00e4\"", 4},
       {"Y(1)(2)", "unexpected \"(\" in name \"Y(1)(2)\"", 4},
       {"Y(\"1", "the quote in \"Y(\"1\" has no end", 3},
       {"A.000", "\"000\" is a number, not a name", 2},
