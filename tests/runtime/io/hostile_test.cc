@@ -43,7 +43,7 @@ std::string AliasBomb() {
 
 std::string ManyKeys(const std::string& value, const std::string& key = "k") {
   std::string text;
-  for (int i = 0; i < 50000; ++i) text += fmt::format("{}{}{}", key, i, value);
+  for (int i = 0; i < 20000; ++i) text += fmt::format("{}{}{}", key, i, value);
   return text;
 }
 
