@@ -185,7 +185,7 @@ void ForEach(QV_Set& set, Body body) {
   Expr SYMBOL(Set& set, Term term) {                                        \
     Node* node = OperatorNode(Code::CODE);                                  \
     Node** end = &node->operands;                                           \
-    ForEach(set, [&](auto index) {                                          \
+    ForEach(set, [&](std::conditional_t<std::invocable<Term, int>, int, const char*> index) { \
       *end = ToNode(term(index));                                           \
       end = &(*end)->next;                                                  \
     });                                                                     \
