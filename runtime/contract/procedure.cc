@@ -56,8 +56,7 @@ long long BitsOf(QV_VarParam& element) {
   switch (HostAccess::KindOf(element)) {
     case HostAccess::kReal: {
       long long bits;
-      const double value = element.RealValue();
-      std::memcpy(&bits, &value, sizeof bits);
+      std::memcpy(&bits, &HostAccess::Real(element), sizeof bits);
       return bits;
     }
     case HostAccess::kLogical:
@@ -359,7 +358,7 @@ void QV_ProcedureType_F::PackIntegerArray(long long slot, long long k, const int
   }
 }
 void QV_ProcedureType_F::PackRealArray(long long slot, const double* values, long long count) {
-  std::copy_n(values, count, Slots + slot);
+  for (long long i = 0; i < count; ++i) Slots[slot + i] = values[i];
 }
 // A text too long is not cut: half a name may be another's. The call that follows is refused.
 void QV_ProcedureType_F::PackStr(long long slot, const char* text) {

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <vector>
 
+#include "runtime/contract/host_access.h"
+
 namespace quiver {
 namespace {
 
@@ -17,30 +19,44 @@ struct Access : QV_ProcedureType_F {
   static long long Leading(const QV_ProcedureType_F& p) { return p.*(&Access::DerivativeDimension); }
 };
 
-}  // namespace
+bool IsVariable(const QV_VarParam& element) {
+  return HostAccess::HasFlag(element, HostAccess::kVariableFlag);
+}
 
-ProcedureElements ElementsOf(QV_ProcedureType& procedure) {
-  const auto& p = static_cast<const QV_ProcedureType_F&>(procedure);
-  if (!Access::ElementList(p)) return {};
+ProcedureElements ListOf(const QV_ProcedureType_F& p) {
   return {Access::ElementList(p), Access::Inputs(p), Access::Outputs(p)};
 }
 
+}  // namespace
+
+ProcedureElements ElementsOf(QV_ProcedureType& procedure) {
+  const auto* const p = dynamic_cast<const QV_ProcedureType_F*>(&procedure);
+  return p && Access::ElementList(*p) ? ListOf(*p) : ProcedureElements{};
+}
+
 bool EvaluateProcedure(QV_ProcedureType& procedure, double* residuals, double* rows) {
-  const auto& p = static_cast<const QV_ProcedureType_F&>(procedure);
+  auto& p = static_cast<QV_ProcedureType_F&>(procedure);
   int i = 0;
   if (procedure.Residuals(residuals, i) < 0) return false;
   if (!rows) return true;
 
-  const ProcedureElements list = ElementsOf(procedure);
+  const ProcedureElements list = ListOf(p);
   std::fill_n(rows, list.outputs * list.Count(), 0.0);
   for (long long j = 0; j < list.outputs; ++j) rows[j * list.Count() + list.inputs + j] = 1.0;
   if (procedure.ReturnsDerivatives()) {
-    // Left by the call for the residuals: by input element, and with the sign of the residual.
-    const double* const returned = Access::Returned(p);
+    // Left by the call for the residuals, with their sign; a column per input value, constants among them.
     const long long leading = Access::Leading(p);
-    for (long long e = 0; e < list.inputs; ++e) {
-      if (!list.elements[e]->IsVariable()) continue;
-      for (long long j = 0; j < list.outputs; ++j) rows[j * list.Count() + e] = returned[j + e * leading];
+    const double* column = Access::Returned(p);
+    long long e = 0;
+    for (int argument = 0; argument < p.InputArguments(); ++argument) {
+      if (p.ArgumentConstant(argument)) {
+        column += leading;
+        continue;
+      }
+      for (const long long end = e + p.ArgumentElements(argument); e < end; ++e, column += leading) {
+        if (!IsVariable(*list.elements[e])) continue;
+        for (long long j = 0; j < list.outputs; ++j) rows[j * list.Count() + e] = column[j];
+      }
     }
     return true;
   }
@@ -52,7 +68,7 @@ bool EvaluateProcedure(QV_ProcedureType& procedure, double* residuals, double* r
   if (procedure.Jacobian(jacobian.data(), i) < 0) return false;
   long long column = 1;
   for (long long e = 0; e < list.inputs; ++e) {
-    if (!list.elements[e]->IsVariable()) continue;
+    if (!IsVariable(*list.elements[e])) continue;
     for (long long j = 0; j < list.outputs; ++j)
       rows[j * list.Count() + e] = jacobian[static_cast<size_t>(j * stride + column)];
     ++column;

@@ -16,7 +16,7 @@ struct ProcedureElements {
   long long inputs = 0, outputs = 0;
   long long Count() const { return inputs + outputs; }
 };
-// Empty until the arguments have been measured.
+// Empty until the arguments have been measured. What follows is for procedures that have a list.
 ProcedureElements ElementsOf(QV_ProcedureType& procedure);
 
 // residuals[j] = variable - value from the routine, one per output element; rows[j * Count() + e] = d

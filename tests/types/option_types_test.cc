@@ -72,7 +72,10 @@ TEST(OptionTypes, have_the_counted_totals) {
       ++set_by[0], ++set_by[2];
       continue;
     }
-    for (int k = 0; k < 6; ++k) set_by[k] += (type.get()->*kOperations[k])() != nullptr;
+    for (int k = 0; k < 6; ++k) {
+      const QV_Value* const value = (type.get()->*kOperations[k])();
+      set_by[k] += value ? 1 : 0;
+    }
   }
   EXPECT_EQ(names.size(), 78u);
   EXPECT_EQ(bases, (std::map<std::string, int>{{"QV_STRINGPARAMETER", 64},
