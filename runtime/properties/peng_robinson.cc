@@ -16,16 +16,8 @@ namespace {
 
 constexpr double kSqrt2 = 1.41421356237309504880;
 constexpr double kD1 = 1 + kSqrt2, kD2 = 1 - kSqrt2;
-// The critical point conditions of the equation, to full precision.
-constexpr double kOmegaA = 0.457235528921382, kOmegaB = 0.0777960739038884;
 constexpr double kCriticalVolumeRatio = 3.95137306;  // Vc/b
 constexpr double kCriticalAttraction = kOmegaA / kOmegaB;
-
-// m of alpha = (1 + m (1 - sqrt Tr))^2
-double SlopeOfAlpha(double omega) {
-  if (omega <= 0.491) return 0.37464 + omega * (1.54226 - 0.26992 * omega);
-  return 0.379642 + omega * (1.48503 + omega * (-0.164423 + 0.016666 * omega));
-}
 
 }  // namespace
 
@@ -43,7 +35,7 @@ PengRobinson::PengRobinson(std::vector<PengRobinsonComponent> components, std::v
   for (const PengRobinsonComponent& c : components_) {
     b_.push_back(kOmegaB * kGasConstant * c.tc / c.pc);
     root_ac_.push_back(std::sqrt(kOmegaA / c.pc) * kGasConstant * c.tc);
-    m_.push_back(SlopeOfAlpha(c.omega));
+    m_.push_back(AlphaSlope(c.omega));
     inverse_root_tc_.push_back(1 / std::sqrt(c.tc));
   }
 }
@@ -68,6 +60,12 @@ void PengRobinson::SetTemperature(double temperature, Workspace& work) const {
     } else if (root <= 0) {
       // Far above Tc the attraction has died out; squared, the classical form would bring it back.
       root = first = second = 0;
+    } else if (r < 1) {
+      const Jet extra = components_[i].alpha.At(1 - r);  // du/dT is -r/(2T)
+      const double du = -r / (2 * temperature);
+      root += extra.value;
+      first += extra.first * du;
+      second += extra.second * du * du - extra.first * du / (2 * temperature);
     }
     work.s[i] = root_ac_[i] * root;
     work.s1[i] = root_ac_[i] * first;
@@ -261,7 +259,7 @@ double PengRobinson::PureVapourPressure(std::size_t i, double temperature) const
         "{} has no vapour pressure at {:.2f} K: its critical temperature is {:.2f} K. Ask below that.",
         c.name, temperature, c.tc));
   // Liquid only: the pressure is too high; vapour only: too low; both: their fugacity ratio is the next step.
-  const PengRobinson pure({{c.name, c.tc, c.pc, c.omega, {}}}, {0});
+  const PengRobinson pure({{c.name, c.tc, c.pc, c.omega, c.alpha}}, {0});
   Workspace work;
   pure.SetTemperature(temperature, work);
   const double one[] = {1.0};

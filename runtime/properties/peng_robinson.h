@@ -19,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "runtime/properties/alpha_correction.h"
 #include "runtime/properties/volume_shift.h"
 
 namespace quiver {
@@ -28,8 +29,12 @@ struct PengRobinsonComponent {
   double tc = 0;     // K
   double pc = 0;     // Pa
   double omega = 0;  // acentric factor
-  VolumeShift shift;
+  AlphaCorrection alpha = {};
+  VolumeShift shift = {};
 };
+
+// The critical point conditions of the equation.
+inline constexpr double kOmegaA = 0.457235528921382, kOmegaB = 0.0777960739038884;
 
 // Which root of the cubic: the largest, the smallest above b, or the one of lower Gibbs energy.
 enum class Root { kVapour, kLiquid, kStable };

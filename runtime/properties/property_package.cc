@@ -28,12 +28,13 @@ std::vector<const Component*> Find(std::span<const std::string> names) {
   return components;
 }
 
-PengRobinson MakeEquation(std::span<const Component* const> components, VolumeModel model) {
+PengRobinson MakeEquation(std::span<const Component* const> components, const PropertyOptions& options) {
   std::vector<PengRobinsonComponent> list;
   std::vector<double> kij;
   for (const Component* c : components) {
-    list.push_back({c->name, c->tc, c->pc, c->omega, {}});
-    if (model == VolumeModel::kTranslated) list.back().shift = FitVolumeShift(*c);
+    list.push_back({c->name, c->tc, c->pc, c->omega});
+    if (options.alpha == AlphaModel::kVapourPressure) list.back().alpha = FitAlphaCorrection(*c);
+    if (options.volume == VolumeModel::kTranslated) list.back().shift = FitVolumeShift(*c, list.back().alpha);
     for (const Component* other : components)
       kij.push_back(c == other ? 0 : InteractionParameter(*c, *other));
   }
@@ -55,7 +56,7 @@ PropertyPackage::Scratch& PropertyPackage::ThreadScratch() {
 }
 
 PropertyPackage::PropertyPackage(std::span<const std::string> names, PropertyOptions options)
-    : components_(Find(names)), options_(options), eos_(MakeEquation(components_, options.volume)) {
+    : components_(Find(names)), options_(options), eos_(MakeEquation(components_, options)) {
   for (const Component* c : components_) {
     ideal_gases_.emplace_back(*c);
     molar_masses_.push_back(c->molar_mass);

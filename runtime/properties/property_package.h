@@ -32,6 +32,10 @@ inline constexpr double kPascalPerBar = 1e5;
 inline constexpr double kZeroCelsius = 273.15;  // K
 inline constexpr double kJoulePerGigajoule = 1e9;
 
+enum class AlphaModel {
+  kVapourPressure,  // below Tc corrected to boil where the vapour-pressure correlation says; above as it stands
+  kClassical,       // 1976 and 1978 throughout: vapour pressures of polar components 1 to 10 % off
+};
 enum class VolumeModel {
   kTranslated,  // Peng-Robinson with the liquid density correlation built in as a volume translation
   kPlain,       // Peng-Robinson as it is: liquid densities up to 20 % off
@@ -42,6 +46,7 @@ enum class ActivityModel {
 };
 
 struct PropertyOptions {
+  AlphaModel alpha = AlphaModel::kVapourPressure;
   VolumeModel volume = VolumeModel::kTranslated;
   ActivityModel activity = ActivityModel::kIdeal;
   FlashOptions flash;

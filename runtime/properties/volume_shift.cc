@@ -36,15 +36,16 @@ Jet VolumeShift::At(double temperature) const {
   if (pieces.empty()) return {};
   if (temperature <= flat_below) return {pieces.front().c[0], 0, 0};
   if (temperature < low) return pieces.front().At(temperature - flat_below);
-  if (temperature >= flat_above) return {pieces.back().Value(flat_above - high), 0, 0};
-  if (temperature >= high) return pieces.back().At(temperature - high);
+  if (temperature >= flat_above) return {pieces.back().Value(flat_above - plateau), 0, 0};
+  if (temperature >= plateau) return pieces.back().At(temperature - plateau);
+  if (temperature >= high) return pieces[1 + kIntervals].At(temperature - high);
   const double step = (high - low) / static_cast<double>(kIntervals);
   const std::size_t k = std::min(static_cast<std::size_t>((temperature - low) / step), kIntervals - 1);
   return pieces[1 + k].At(temperature - low - static_cast<double>(k) * step);
 }
 
-VolumeShift FitVolumeShift(const Component& component) {
-  const PengRobinson pure({{component.name, component.tc, component.pc, component.omega, {}}}, {0});
+VolumeShift FitVolumeShift(const Component& component, const AlphaCorrection& alpha) {
+  const PengRobinson pure({{component.name, component.tc, component.pc, component.omega, alpha}}, {0});
   const Correlation& density = component.correlation(Property::kLiquidDensity);
   PengRobinson::Workspace workspace;
   const double one[] = {1.0};
@@ -55,10 +56,11 @@ VolumeShift FitVolumeShift(const Component& component) {
   };
 
   VolumeShift shift;
-  shift.high = 0.9 * component.tc;
+  shift.high = 0.85 * component.tc;
+  shift.plateau = 0.95 * component.tc;
   shift.low = std::clamp(density.t_min, 0.4 * component.tc, 0.75 * component.tc);
   shift.flat_below = 0.7 * shift.low;
-  shift.flat_above = 1.4 * component.tc;
+  shift.flat_above = 2 * component.tc;
   const double step = (shift.high - shift.low) / static_cast<double>(kIntervals);
   std::vector<double> value(kIntervals + 1);
   for (std::size_t i = 0; i <= kIntervals; ++i)
@@ -71,11 +73,14 @@ VolumeShift FitVolumeShift(const Component& component) {
                        : (-6 * (value[i] - value[i - 1]) / step + 4 * slope[i] + 2 * slope[i - 1]) / step;
     return Jet{value[i], slope[i], bend};
   };
-  const double hot = difference(std::max(shift.low, 0.7 * component.tc));
+  const double width = shift.plateau - shift.high;
+  const double top = value[kIntervals] + 0.5 * slope[kIntervals] * width;
+  const double hot = std::min(0.0, difference(std::max(shift.low, 0.7 * component.tc)));
   shift.pieces.push_back(MakeQuintic(shift.low - shift.flat_below, {value[0], 0, 0}, knot(0)));
   for (std::size_t i = 0; i < kIntervals; ++i)
     shift.pieces.push_back(MakeQuintic(step, knot(i), knot(i + 1)));
-  shift.pieces.push_back(MakeQuintic(shift.flat_above - shift.high, knot(kIntervals), {hot, 0, 0}));
+  shift.pieces.push_back(MakeQuintic(width, knot(kIntervals), {top, 0, 0}));
+  shift.pieces.push_back(MakeQuintic(shift.flat_above - shift.plateau, {top, 0, 0}, {hot, 0, 0}));
   return shift;
 }
 

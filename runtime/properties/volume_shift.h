@@ -4,29 +4,32 @@
 // enters the Gibbs energy (ln phi_i gains -P c_i / RT) enthalpy, entropy and density stay derivatives of one
 // function.
 //
-//   VolumeShift shift = FitVolumeShift(component);
+//   VolumeShift shift = FitVolumeShift(component, alpha);
 //   Jet c = shift.At(300.0);  // m3/kmol and its temperature derivatives
 #pragma once
 
 #include <vector>
 
+#include "runtime/properties/alpha_correction.h"
 #include "runtime/properties/component_data.h"
 #include "runtime/properties/quintic.h"
 
 namespace quiver {
 
-// A curve with continuous second derivative, constant at both ends: uniform pieces from `low` to `high`, one
-// piece on either side that levels off. Zero by default.
+// A curve with continuous second derivative, constant at both ends: uniform pieces over the range fitted, one colder piece
+// and two hotter ones that level off. Zero by default.
 struct VolumeShift {
-  double low = 0, high = 0;               // K, the range that was fitted
-  double flat_below = 0, flat_above = 0;  // K
-  std::vector<Quintic> pieces;            // first and last: the sides
+  double flat_below = 0, low = 0, high = 0, plateau = 0,
+         flat_above = 0;        // K, ascending; fitted from low to high
+  std::vector<Quintic> pieces;  // cold side, fitted ones, two of the hot side
   Jet At(double temperature) const;
 };
 
-// Meets the liquid density correlation from 0.4 Tc (or the correlation's lower end) to 0.9 Tc. Above, where a
-// cubic equation bends away from real critical behaviour, the curve returns until 1.4 Tc to its value at 0.7
-// Tc, the usual constant translation, so that gases are not shifted by what belongs to the critical region.
-VolumeShift FitVolumeShift(const Component& component);
+// Meets the liquid density correlation from 0.4 Tc (or the correlation's lower end) to 0.85 Tc. Above, a cubic equation
+// bends away from real critical behaviour, and a curve that followed it would fall steeply again afterwards, which costs
+// gases more in enthalpy than it gains liquids in density: so it levels off until 0.95 Tc (liquids there are 1 to 4 %
+// off) and goes over to a constant at 2 Tc, that of 0.7 Tc where it is negative (light gases, for which it improves
+// the second virial coefficient) and else 0.
+VolumeShift FitVolumeShift(const Component& component, const AlphaCorrection& alpha);
 
 }  // namespace quiver

@@ -140,12 +140,12 @@ INSTANTIATE_TEST_SUITE_P(Flash, RandomPoints, testing::ValuesIn(kMixtures),
 TEST(Flash, published_bubble_and_dew_points) {
   const PropertyPackage air({"N2", "O2", "Ar"});
   const double air_z[] = {0.7812, 0.2096, 0.0092};
-  EXPECT_NEAR(air.FlashPressureVapourFraction(101325, 0, air_z).temperature, 78.90, 0.3);
-  EXPECT_NEAR(air.FlashPressureVapourFraction(101325, 1, air_z).temperature, 81.72, 0.3);
+  EXPECT_NEAR(air.FlashPressureVapourFraction(101325, 0, air_z).temperature, 78.90, 0.1);
+  EXPECT_NEAR(air.FlashPressureVapourFraction(101325, 1, air_z).temperature, 81.72, 0.2);
   const PropertyPackage aromatics({"benzene", "toluene"});
   const double half[] = {0.5, 0.5};
   const FlashResult boil = aromatics.FlashPressureVapourFraction(101325, 0, half);
-  EXPECT_NEAR(boil.temperature - 273.15, 92.1, 0.7);
+  EXPECT_NEAR(boil.temperature - 273.15, 92.1, 0.3);
   EXPECT_NEAR(boil.Find(PhaseKind::kVapour)->x[0], 0.713, 0.01);
 }
 
@@ -156,7 +156,7 @@ TEST(Flash, heteroazeotrope_of_water_and_benzene) {
   const double z[] = {0.5, 0.5};
   const FlashResult third = package.FlashPressureVapourFraction(101325, 0.3, z);
   ASSERT_EQ(third.phases.size(), 3u);
-  EXPECT_NEAR(third.temperature - 273.15, 69.25, 1.0);
+  EXPECT_NEAR(third.temperature - 273.15, 69.25, 0.4);
   EXPECT_NEAR(third.vapour_fraction(), 0.3, 1e-9);
   const FlashResult heated = package.FlashPressureEnthalpy(101325, package.Enthalpy(third) + 5e6, z);
   EXPECT_NEAR(heated.temperature, third.temperature, 1e-6);

@@ -149,7 +149,7 @@ TEST(PengRobinson, clapeyron_along_the_vapour_pressure_curves) {
 }
 
 TEST(PengRobinson, critical_point_and_vapour_pressure_limits) {
-  const PengRobinson propane({{"propane", 369.83, 4.248e6, 0.152, {}}}, {0});
+  const PengRobinson propane({{"propane", 369.83, 4.248e6, 0.152}}, {0});
   PengRobinson::Workspace work;
   const double one[] = {1.0};
   propane.SetTemperature(369.83, work);

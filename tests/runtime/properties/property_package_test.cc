@@ -26,13 +26,17 @@ TEST(PropertyPackage, saturation_of_pure_fluids) {
     double t, p, liquid, vapour, heat;
     double tol_p, tol_liquid, tol_vapour, tol_heat;
   };
-  const Row rows[] = {// K, bar, kg/m3, kg/m3, kJ/kg
-                      {"N2", 77.355, 1.01325, 806.08, 4.6121, 199.18, 0.015, 0.005, 0.015, 0.02},
-                      {"methane", 111.667, 1.01325, 422.36, 1.8164, 510.83, 0.01, 0.005, 0.015, 0.02},
-                      {"CO2", 273.15, 34.851, 927.43, 97.647, 230.89, 0.01, 0.01, 0.03, 0.03},
-                      {"propane", 300, 9.978, 489.5, 21.63, 333.0, 0.01, 0.01, 0.02, 0.02},
-                      {"R-134a", 298.15, 6.6538, 1206.7, 32.35, 177.8, 0.01, 0.005, 0.02, 0.025},
-                      {"water", 373.124, 1.01325, 958.37, 0.5977, 2256.5, 0.06, 0.003, 0.06, 0.04}};
+  // clang-format off
+  const Row rows[] = {
+      // K, bar, kg/m3, kg/m3, kJ/kg
+      {"N2", 77.355, 1.01325, 806.08, 4.6121, 199.18, 0.003, 0.003, 0.005, 0.01},
+      {"methane", 111.667, 1.01325, 422.36, 1.8164, 510.83, 0.008, 0.003, 0.005, 0.01},
+      {"CO2", 273.15, 34.851, 927.43, 97.647, 230.89, 0.005, 0.015, 0.015, 0.015},
+      {"propane", 300, 9.978, 489.5, 21.63, 333.0, 0.003, 0.003, 0.005, 0.01},
+      {"R-134a", 298.15, 6.6538, 1206.7, 32.35, 177.8, 0.003, 0.003, 0.02, 0.015},
+      {"water", 373.124, 1.01325, 958.37, 0.5977, 2256.5, 0.003, 0.001, 0.007, 0.01},
+      {"ammonia", 298.15, 10.032, 602.8, 7.807, 1165.8, 0.004, 0.004, 0.035, 0.03}};
+  // clang-format on
   for (const Row& r : rows) {
     const PropertyPackage package({r.name});
     const FlashResult f = package.FlashTemperatureVapourFraction(r.t, 0.5, kPure);
@@ -45,6 +49,44 @@ TEST(PropertyPackage, saturation_of_pure_fluids) {
   }
 }
 
+// What the two refinements of the pure components promise, for every component: saturated liquid density to 0.85 Tc, and
+// the boiling pressure wherever the vapour-pressure correlation agrees with the critical point.
+TEST(PropertyPackage, every_component_boils_and_fills_as_its_correlations_say) {
+  int boils = 0;
+  for (const Component& c : Components()) {
+    const PropertyPackage package({c.name});
+    const PengRobinson& eos = package.equation_of_state();
+    const Correlation &psat = c.correlation(Property::kVapourPressure),
+                      &rho = c.correlation(Property::kLiquidDensity);
+    const bool sound = std::abs(std::log(Evaluate(psat, c.tc).value / c.pc)) < 0.1;
+    boils += sound;
+    for (double tr = 0.45; tr < 0.85; tr += 0.05) {
+      const double t = tr * c.tc, p = eos.PureVapourPressure(0, t);
+      if (sound && t > psat.t_min) {
+        EXPECT_NEAR(p / Evaluate(psat, t).value, 1, 0.025) << c.name << " at " << t;
+      }
+      if (t > rho.t_min) {
+        EXPECT_NEAR(package.Phase(PhaseKind::kLiquid, t, p, kPure).molar_density / Evaluate(rho, t).value, 1,
+                    0.002)
+            << c.name << " at " << t;
+      }
+    }
+  }
+  EXPECT_GE(boils, 110);
+}
+
+// Both refinements are curves of pieces: enthalpy and heat capacity must not notice the joints.
+TEST(PropertyPackage, no_steps_along_temperature) {
+  const PropertyPackage water({"water"});
+  PhaseProperties last = water.Phase(PhaseKind::kLiquid, 200, 300e5, kPure);
+  for (double t = 200.1; t < 1500; t += 0.1) {
+    const PhaseProperties p = water.Phase(PhaseKind::kLiquid, t, 300e5, kPure);
+    ASSERT_NEAR((p.enthalpy - last.enthalpy) / 0.1, 0.5 * (p.cp + last.cp), 2e-4 * p.cp) << t;
+    ASSERT_NEAR(p.cp / last.cp, 1, 0.01) << t;
+    last = p;
+  }
+}
+
 // Steam tables (IAPWS-IF97): h and s between 300 degC, 1 bar and two other states, and their volumes. Near saturation
 // steam associates, which a cubic equation does not know: at 200 degC and 10 bar half of the departure is missing.
 TEST(PropertyPackage, superheated_steam) {
@@ -54,12 +96,12 @@ TEST(PropertyPackage, superheated_steam) {
   };
   const PhaseProperties base = at(300, 1), hot = at(400, 40), wet = at(200, 10);
   const double m = base.molar_mass * 1e3;
-  EXPECT_NEAR(1 / base.mass_density, 2.6389, 0.002);
-  EXPECT_NEAR((hot.enthalpy - base.enthalpy) / m, 3214.5 - 3074.5, 8);
-  EXPECT_NEAR((hot.entropy - base.entropy) / m, 6.7714 - 8.2172, 0.01);
-  EXPECT_NEAR(1 / hot.mass_density, 0.07343, 0.0013);
+  EXPECT_NEAR(1 / base.mass_density, 2.6389, 0.003);
+  EXPECT_NEAR((hot.enthalpy - base.enthalpy) / m, 3214.5 - 3074.5, 5);
+  EXPECT_NEAR((hot.entropy - base.entropy) / m, 6.7714 - 8.2172, 0.005);
+  EXPECT_NEAR(1 / hot.mass_density, 0.07343, 0.0011);
   EXPECT_NEAR((wet.enthalpy - base.enthalpy) / m, 2828.3 - 3074.5, 25);
-  EXPECT_NEAR(base.cp / m, 2.0121, 0.03);
+  EXPECT_NEAR(base.cp / m, 2.0121, 0.025);
 }
 
 // Nitrogen at 300 K (Span and others): cp 1.0414, cv 0.7434 kJ/kg/K and 353.2 m/s at 1 bar. Air as a mixture
