@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "runtime/io/case_file.h"
-#include "runtime/plugin/installation.h"
+#include "runtime/cases/installation.h"
 
 namespace CLI {
 class App;
@@ -33,6 +33,7 @@ using Run = std::function<int()>;
 void AddListCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 void AddShowCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 void AddEquationsCommand(CLI::App& program, const ProgramOptions& options, Run& run);
+void AddPropsCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 void AddSolveCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 
 // One model without a file: MODEL --set NAME=VALUE... --fix NAME=VALUE... --components A,B.

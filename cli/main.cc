@@ -19,6 +19,7 @@ int main(int argc, char** argv) {
   quiver::AddShowCommand(program, options, run);
   quiver::AddEquationsCommand(program, options, run);
   quiver::AddSolveCommand(program, options, run);
+  quiver::AddPropsCommand(program, options, run);
   try {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -116,7 +116,7 @@ void CaseRun::CollectValues(Instance& instance, std::vector<NamedValue>& values)
                       HostAccess::SpecOf(holder) == QV_SPEC_GIVEN});
   };
   for (size_t i = 0; i < instance.type().properties.size(); ++i) {
-    const Property& property = instance.type().properties[i];
+    const DeclaredProperty& property = instance.type().properties[i];
     if (property.kind == PropertyKind::kGlobal || property.kind == PropertyKind::kStructureReference) continue;
     QV_Type* object = instance.Object(static_cast<int>(i));
     if (auto* array = dynamic_cast<QV_ArrayBase*>(object)) {

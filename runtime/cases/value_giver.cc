@@ -46,7 +46,7 @@ long long PositionOf(QV_ArrayBase& array, const std::vector<PropertyIndex>& indi
 
 std::vector<std::string> NamesOf(const Instance& instance) {
   std::vector<std::string> names;
-  for (const Property& property : instance.type().properties) names.emplace_back(property.name);
+  for (const DeclaredProperty& property : instance.type().properties) names.emplace_back(property.name);
   return names;
 }
 

@@ -32,12 +32,6 @@ long long PlaceInSet(const SetStorage& set, const void* index) {
   return found == v.end() ? -1 : found - v.begin();
 }
 
-void Discard(QV_Type* element) {
-  if (auto* holder = dynamic_cast<QV_VarParam*>(element))
-    if (Scope* scope = ThisThread().scope) scope->Forget(*holder);
-  delete element;
-}
-
 }  // namespace
 
 long long ArrayStorage::PositionOf(const void* const* indices) const {
@@ -120,7 +114,7 @@ void QV_ArrayBase::Resize(QV_Set* const* sets, int rank) {
   }
   if (storage_) {
     for (size_t i = 0; i < storage_->elements.size(); ++i)
-      if (!kept[i]) quiver::Discard(storage_->elements[i]);
+      if (!kept[i]) delete storage_->elements[i];
     delete storage_;
   }
   storage_ = next.release();
@@ -151,7 +145,13 @@ void QV_ArrayBase::CopyElements(const QV_ArrayBase& other) {
   std::vector<QV_Set*> sets;
   if (other.storage_)
     for (auto& set : other.storage_->sets) sets.push_back(&set);
-  if (other.storage_) Resize(sets.data(), static_cast<int>(sets.size()));
+  if (other.storage_) {
+    Resize(sets.data(), static_cast<int>(sets.size()));
+  } else if (storage_) {
+    for (QV_Type* element : storage_->elements) delete element;
+    delete storage_;
+    storage_ = nullptr;
+  }
   for (long long i = 0; i < other.Count(); ++i) {
     auto* to = dynamic_cast<QV_VarParam*>(&At(i));
     const auto* from = dynamic_cast<const QV_VarParam*>(&other.At(i));

@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "host/model_type.h"
 #include "runtime/contract/instance.h"
 #include "runtime/contract/names.h"
 #include "runtime/contract/scope.h"
@@ -22,6 +23,12 @@ int QV_Container::QueryInterface(const void* interface_id, void** object) {
     AddRef();
     return kQvOk;
   }
+  if (object && interface_id && std::memcmp(interface_id, &kQvModelId, sizeof kQvModelId) == 0)
+    if (auto* model = dynamic_cast<QV_ModelType*>(this)) {
+      *object = model;
+      AddRef();
+      return kQvOk;
+    }
   return QV_Type::QueryInterface(interface_id, object);
 }
 

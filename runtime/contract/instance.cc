@@ -8,6 +8,7 @@
 #include <typeindex>
 #include <unordered_map>
 
+#include "host/model_type.h"
 #include "runtime/contract/array_storage.h"
 #include "runtime/contract/names.h"
 #include "runtime/contract/scope.h"
@@ -45,14 +46,52 @@ QV_Type* FindInOwner(const Instance& owner, std::string_view name, const QV_Exte
   return owner.Object(property);
 }
 
+template <class... Shapes>
+bool SameShape(QV_ArrayBase& a, QV_ArrayBase& b) {
+  return ((!dynamic_cast<Shapes*>(&a) == !dynamic_cast<Shapes*>(&b)) && ...);
+}
+
+// Whether an object can be read as what a reference holds; `sample` is an object of the held type. Numbers stand for
+// each other, whatever their kind.
+bool FitsSample(QV_Type& found, QV_Type& sample) {
+  if (typeid(found) == typeid(sample)) return true;
+  auto* container = dynamic_cast<QV_Container*>(&found);
+  if (auto* wanted = dynamic_cast<QV_Container*>(&sample))
+    return container && container->ContainerDerivesFrom(wanted->QV_DefaultDESCRIPTION());
+  auto* holder = dynamic_cast<QV_VarParam*>(&found);
+  auto* wanted = dynamic_cast<QV_VarParam*>(&sample);
+  if (!holder || !wanted) return false;
+  const auto family = [](const QV_VarParam& p) {
+    const auto kind = HostAccess::KindOf(p);
+    return kind == HostAccess::kInteger || kind == HostAccess::kLogical ? HostAccess::kReal : kind;
+  };
+  if (family(*holder) != family(*wanted)) return false;
+  return family(*holder) != HostAccess::kArray ||
+         SameShape<QV_BASE_I, QV_BASE_S, QV_BASE_II, QV_BASE_IS, QV_BASE_SI, QV_BASE_SS, QV_BASE_III, QV_BASE_SII, QV_BASE_SIS,
+                   QV_BASE_SSS, QV_BASE_SISS>(static_cast<QV_ArrayBase&>(*holder), static_cast<QV_ArrayBase&>(*wanted));
+}
+
 void BindReference(Instance& instance, QV_ExternalBase& reference, int property) {
-  const Property& p = instance.type().properties[static_cast<size_t>(property)];
+  const DeclaredProperty& p = instance.type().properties[static_cast<size_t>(property)];
   Scope& scope = instance.scope();
   QV_Type*& target = HostAccess::Target(reference);
   if (target) return;  // given by whoever made the instance
   if (p.kind == PropertyKind::kExternal && instance.parent)
     target = FindInOwner(*instance.parent, p.name, &reference);
-  if (!target && p.kind != PropertyKind::kExternal) target = scope.BindGlobal(reference, p.name);
+  if (QV_Type* sample = target && p.kind == PropertyKind::kExternal ? scope.SampleFor(reference) : nullptr;
+      sample && !FitsSample(*target, *sample)) {
+    scope.Fault(fmt::format("{}: reference {} is to a {}, but {} of its owner is a {}. The model library is at fault.",
+                            InstanceName(instance), p.name, TypeName(typeid(*sample)), p.name, TypeName(typeid(*target))));
+    target = nullptr;
+  }
+  if (!target && p.kind != PropertyKind::kExternal) {
+    target = scope.BindGlobal(reference, p.name);
+    if (auto* container = dynamic_cast<QV_Container*>(target); container && !HostAccess::InstanceOf(*container)) {
+      Instance& structure = ConstructInstance(scope, *container, nullptr, p.name);
+      structure.kept_by_scope = true;
+      scope.structures.push_back(&structure);
+    }
+  }
   if (target) return;
   target = HostAccess::NewTarget(reference);
   if (!target) {
@@ -62,6 +101,8 @@ void BindReference(Instance& instance, QV_ExternalBase& reference, int property)
   }
   scope.Adopt(target);
   if (auto* holder = dynamic_cast<QV_VarParam*>(target)) TakeIn(instance, *holder, property);
+  if (auto* container = dynamic_cast<QV_Container*>(target))
+    ConstructInstance(scope, *container, &instance, "").parent_property = property;
 }
 
 }  // namespace
@@ -73,13 +114,13 @@ int TypeTable::Find(std::string_view name) const {
 }
 
 QV_ExternalBase* Instance::Reference(int property) const {
-  const Property& p = type_->properties[static_cast<size_t>(property)];
+  const DeclaredProperty& p = type_->properties[static_cast<size_t>(property)];
   const bool reference = p.kind != PropertyKind::kLocal && p.kind != PropertyKind::kVirtual;
   return reference ? reinterpret_cast<QV_ExternalBase*>(At(*object_, p.offset)) : nullptr;
 }
 
 QV_VirtualBase* Instance::Substitute(int property) const {
-  const Property& p = type_->properties[static_cast<size_t>(property)];
+  const DeclaredProperty& p = type_->properties[static_cast<size_t>(property)];
   return p.kind == PropertyKind::kVirtual ? reinterpret_cast<QV_VirtualBase*>(At(*object_, p.offset))
                                           : nullptr;
 }
@@ -103,7 +144,7 @@ void Declare(const Declaration& d) {
     table.properties.push_back({d.name, d.description, d.kind, d.flag, d.direction, offset});
   } else {
     const bool known = property < static_cast<int>(table.properties.size());
-    const Property* p = known ? &table.properties[static_cast<size_t>(property)] : nullptr;
+    const DeclaredProperty* p = known ? &table.properties[static_cast<size_t>(property)] : nullptr;
     if (!p || p->offset != offset || p->kind != d.kind || SUValue::CompareCI(p->name, d.name) != 0) {
       ++instance->mismatches;
       return;
@@ -126,6 +167,7 @@ Instance& ConstructInstance(Scope& scope, QV_Container& object, Instance* parent
   instance->name = Interned(name ? name : "");
   HostAccess::InstanceOf(object) = instance;
   if (parent) HostAccess::Enclosing(object) = &parent->object();
+  if (auto* model = dynamic_cast<QV_ModelType*>(&object)) HostAccess::Parent(model->ComponentList) = &object;
   {
     Current current = ThisThread();
     current.scope = &scope;
@@ -252,8 +294,9 @@ std::string HolderName(QV_VarParam& holder, const Instance* within) {
   auto& container = static_cast<QV_Container&>(*parent);
   const Instance* instance = HostAccess::InstanceOf(container);
   if (!instance) return TypeName(typeid(holder));
+  const int property = HostAccess::PropertyIndex(holder);
   return Path(*instance, within) +
-         instance->type().properties[static_cast<size_t>(HostAccess::PropertyIndex(holder))].name;
+         (property < 0 ? "ComponentList" : instance->type().properties[static_cast<size_t>(property)].name);
 }
 
 std::string QualifiedName(QV_VarParam& holder) { return HolderName(holder, nullptr); }
@@ -267,14 +310,26 @@ bool AdmitGlobalAssignment(QV_VarParam& holder, const QV_Value& value) {
     return true;
   }
   const std::string now = DescribeValue(value);
-  const bool text = HostAccess::KindOf(holder) == HostAccess::kText;
-  const std::string before =
-      text ? fmt::format("\"{}\"", holder.StringValue()) : fmt::format("{}", holder.RealValue());
-  const bool equal =
-      text                                              ? EqualIgnoringCase(now, before)
-      : HostAccess::KindOf(value) == QV_Value::kReal    ? HostAccess::Real(value) == holder.RealValue()
-      : HostAccess::KindOf(value) == QV_Value::kInteger ? HostAccess::Integer(value) == holder.RealValue()
-                                                        : now == before;
+  const SetStorage* set = HostAccess::KindOf(holder) == HostAccess::kSet ? HostAccess::Set(holder) : nullptr;
+  std::string before = fmt::format("{}", holder.RealValue());
+  bool equal = now == before;
+  switch (HostAccess::KindOf(value)) {
+    case QV_Value::kReal: equal = HostAccess::Real(value) == holder.RealValue(); break;
+    case QV_Value::kInteger: equal = HostAccess::Integer(value) == holder.RealValue(); break;
+    case QV_Value::kLogical:
+      equal = HostAccess::Logical(value) == holder.LogicalValue();
+      before = holder.LogicalValue() ? "true" : "false";
+      break;
+    case QV_Value::kText:
+      before = fmt::format("\"{}\"", holder.StringValue());
+      equal = EqualIgnoringCase(now, before);
+      break;
+    case QV_Value::kSet:
+      before = "the set " + (set ? set->Describe() : "");
+      equal = set && *set == *HostAccess::Set(value);
+      break;
+    case QV_Value::kSpecification: break;  // no value
+  }
   if (!equal)
     current.scope->notes.push_back(
         fmt::format("global {} keeps {}, the first default; {} would give {}.", global.name, before,

@@ -30,7 +30,7 @@ struct Declaration {
 };
 void Declare(const Declaration& declaration);  // to the instance whose Construct runs
 
-struct Property {
+struct DeclaredProperty {
   const char* name;
   const char* description;
   PropertyKind kind;
@@ -44,7 +44,7 @@ class TypeTable {
  public:
   explicit TypeTable(std::string name) : type_name(std::move(name)) {}
   std::string type_name;
-  std::vector<Property> properties;
+  std::vector<DeclaredProperty> properties;
   bool complete = false;                  // the first instance has declared everything
   int Find(std::string_view name) const;  // -1; letter case ignored
 };
@@ -69,7 +69,8 @@ class Instance {
   Instance* parent = nullptr;  // the instance whose sub-model this is
   int parent_property = -1;
   long long parent_element = -1;  // in an array of sub-models
-  const char* name = "";          // of a block; empty for sub-models
+  const char* name = "";          // of a block or global structure; empty for sub-models
+  bool kept_by_scope = false;     // a global structure
 
  private:
   friend void Declare(const Declaration&);

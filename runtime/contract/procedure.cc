@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <utility>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,7 @@ namespace {
 
 RoutineProvider* current_provider = nullptr;
 thread_local ProcedureFault last_fault;
+thread_local std::string routine_reason;
 thread_local long long inputs_changed = 0;
 
 constexpr int kTextBytes = 256;  // with the closing zero
@@ -101,6 +103,7 @@ RoutineProvider* InstallRoutineProvider(RoutineProvider* provider) {
 }
 
 const ProcedureFault& LastProcedureFault() { return last_fault; }
+void SetRoutineReason(std::string reason) { routine_reason = std::move(reason); }
 void ClearProcedureFault() { last_fault = {}; }
 int RecordProcedureFault(QV_ProcedureType& procedure, int code, const std::string& what_and_remedy) {
   last_fault.routine = procedure.ProcedureName();
@@ -322,6 +325,8 @@ int QV_ProcedureType_F::CheckIFailAndOutputs(long long failure, int type, bool f
                                         "procedure's; do not trust this run.");
   }
   if (failure != 0) {
+    if (!quiver::routine_reason.empty())
+      return quiver::RecordProcedureFault(*this, quiver::kRoutineFailed, std::exchange(quiver::routine_reason, {}));
     const long long input = state_->status[0];
     const std::string where = input > 0 ? fmt::format(" Look at its input {}.", input) : "";
     return quiver::RecordProcedureFault(

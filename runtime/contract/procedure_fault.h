@@ -28,6 +28,8 @@ struct ProcedureFault {
 
 const ProcedureFault& LastProcedureFault();
 void ClearProcedureFault();
+// What a routine of the host's own says before it reports failure; the sentence of the failure then tells it.
+void SetRoutineReason(std::string reason);
 // Records the failure and returns the code.
 int RecordProcedureFault(QV_ProcedureType& procedure, int code, const std::string& what_and_remedy);
 

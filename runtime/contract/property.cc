@@ -76,7 +76,10 @@ class AttributeTarget final : public QV_VarParamProp {
     if (attribute_ == kSpecification) {
       const int kind = HostAccess::KindOf(*value) == QV_Value::kSpecification
                            ? HostAccess::Specification(*value)
-                           : static_cast<int>(number);
+                       : number == 1 || number == 4 ? static_cast<int>(number)
+                                                    : 0;
+      if (kind != QV_SPEC_COMPUTED && kind != QV_SPEC_GIVEN)
+        return Refuse(*holder_, "a specification is computed (1) or given (4).");
       if (!HostAccess::HasFlag(*holder_, HostAccess::kUserSpecFlag)) HostAccess::SetSpec(*holder_, kind);
       return 0;
     }
@@ -115,8 +118,20 @@ int QV_Containable::QueryInterface(const void* interface_id, void** object) {
   return kQvNoInterface;
 }
 unsigned QV_Containable::AddRef() { return ++references_; }
+namespace {
+// Parts of a model, elements of an array and what the scope keeps go with their owner, not with their last reference.
+bool HasOwner(QV_Containable& object) {
+  if (auto* holder = dynamic_cast<QV_VarParam*>(&object))
+    return HostAccess::Parent(*holder) || HostAccess::HasFlag(*holder, HostAccess::kGlobalFlag);
+  auto* container = dynamic_cast<QV_Container*>(&object);
+  if (!container) return false;
+  const quiver::Instance* instance = HostAccess::InstanceOf(*container);
+  return container->Enclosing() || (instance && instance->kept_by_scope);
+}
+}  // namespace
 unsigned QV_Containable::Release() {
   if (references_ > 1) return --references_;
+  if (HasOwner(*this)) return references_ = 0;
   delete this;
   return 0;
 }
@@ -176,6 +191,8 @@ QV_VarParam& QV_VarParam::operator=(const QV_VarParam& other) {
   return *this;
 }
 QV_VarParam::~QV_VarParam() {
+  if (number_ >= 0)
+    if (quiver::Scope* scope = quiver::ThisThread().scope) scope->Forget(*this);
   if (kind_ == kSet) delete set_;
   delete bounds_;
 }

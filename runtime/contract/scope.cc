@@ -6,6 +6,7 @@
 #include <typeinfo>
 
 #include "runtime/contract/host_access.h"
+#include "runtime/contract/instance.h"
 #include "runtime/contract/names.h"
 
 namespace quiver {
@@ -56,9 +57,16 @@ QV_Type* Scope::BindGlobal(QV_ExternalBase& reference, const char* name) {
   if (auto* holder = dynamic_cast<QV_VarParam*>(object)) {
     HostAccess::SetFlag(*holder, HostAccess::kGlobalFlag);
     HostAccess::PropertyIndex(*holder) = static_cast<int>(globals_.size()) - 1;
+    GiveTypeDefault(*holder);
     Number(*holder);
   }
   return object;
+}
+
+QV_Type* Scope::SampleFor(QV_ExternalBase& reference) {
+  auto& sample = samples_[typeid(reference)];
+  if (!sample) sample.reset(HostAccess::NewTarget(reference));
+  return sample.get();
 }
 
 int Scope::Number(QV_VarParam& holder) {

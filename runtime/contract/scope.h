@@ -37,9 +37,13 @@ class Scope {
   // The global of that name (letter case ignored), created with the reference's held type by the first
   // declaration. Null, with a finding, when the name is bound with another type.
   QV_Type* BindGlobal(QV_ExternalBase& reference, const char* name);
+  // An object of the type that the reference holds, one per type; null where it can make none.
+  QV_Type* SampleFor(QV_ExternalBase& reference);
   const std::vector<std::unique_ptr<Global>>& globals() const { return globals_; }
   Global* FindGlobal(const char* name);
 
+  // Global structures, driven before the blocks.
+  std::vector<Instance*> structures;
   void Adopt(QV_Type* free_standing) { free_standing_.push_back(free_standing); }
   int Number(QV_VarParam& holder);  // gives the holder the next number
   void Forget(QV_VarParam& holder);
@@ -55,6 +59,7 @@ class Scope {
   std::vector<std::unique_ptr<Global>> globals_;
   std::map<std::string, Global*> by_name_;  // upper case
   std::vector<QV_Type*> free_standing_;
+  std::map<std::type_index, std::unique_ptr<QV_Type>> samples_;  // by the reference's class
   std::vector<QV_VarParam*> holders_;
 };
 

@@ -24,7 +24,7 @@ bool SampleIsVariable(QV_ArrayBase& array) {
   return holder && holder->IsVariable();
 }
 
-const char* KindOf(const Property& property, QV_Type* object) {
+const char* KindOf(const DeclaredProperty& property, QV_Type* object) {
   if (property.kind == PropertyKind::kGlobal || property.kind == PropertyKind::kStructureReference) return "global";
   if (property.kind == PropertyKind::kExternal) return "external";
   QV_Type* sample = object;
@@ -66,7 +66,7 @@ const char* UnitOf(QV_VarParam& holder) {
 std::vector<PropertyDescription> DescribeProperties(const Instance& instance) {
   std::vector<PropertyDescription> all;
   for (size_t i = 0; i < instance.type().properties.size(); ++i) {
-    const Property& property = instance.type().properties[i];
+    const DeclaredProperty& property = instance.type().properties[i];
     QV_Type* object = instance.Object(static_cast<int>(i));
     PropertyDescription d;
     d.name = property.name;

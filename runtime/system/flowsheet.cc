@@ -32,10 +32,12 @@ Instance& Flowsheet::AddBlock(const std::string& name, std::string_view model) {
 
 Instance& Flowsheet::AddBlock(const std::string& name, QV_ModelType* object) {
   objects_.push_back(object);
+  const size_t structures = scope_.structures.size();
   Instance& instance = ConstructInstance(scope_, *object, nullptr, name.c_str());
   blocks_.push_back(&instance);
   std::vector<Instance*> all;
   Collect(instance, all);
+  for (size_t i = structures; i < scope_.structures.size(); ++i) Collect(*scope_.structures[i], all);
   for (Instance* one : all) GiveComponents(*one);
   return instance;
 }
@@ -51,17 +53,26 @@ void Flowsheet::GiveComponents(Instance& instance) {
 }
 
 void Flowsheet::SizeAndAssign(const std::function<void()>& give_values) {
+  size_t faults_before = scope_.faults.size(), notes_before = scope_.notes.size();
   for (int round = 1; round <= kMostRounds; ++round) {
     const long long before = scope_.resized_arrays;
+    const auto faults = static_cast<long>(scope_.faults.size()), notes = static_cast<long>(scope_.notes.size());
     std::vector<Instance*> all = Instances();
     for (size_t i = 0; i < all.size(); ++i) {
+      GiveComponents(*all[i]);
+      const size_t parts = SubInstances(*all[i]).size();
       const CurrentGuard guard({&scope_, all[i], nullptr, nullptr});
-      if (auto* container = dynamic_cast<QV_Container*>(&all[i]->object())) container->SetDims();
-      if (ConstructArrayElements(*all[i]) == 0) continue;
-      all = Instances();  // new sub-models come after their owner: those already sized stay in front of `i`
+      all[i]->object().SetDims();
+      const int made = ConstructArrayElements(*all[i]);
+      // Sub-models come and go behind their owner: those already sized stay in front of `i`.
+      if (made > 0 || SubInstances(*all[i]).size() != parts) all = Instances();
     }
-    for (Instance* instance : all) GiveComponents(*instance);
     if (round > 1 && scope_.resized_arrays == before) return;
+    // What the round before found, this one finds again where it still holds: elements exist now that did not then.
+    scope_.faults.erase(scope_.faults.begin() + static_cast<long>(faults_before), scope_.faults.begin() + faults);
+    scope_.notes.erase(scope_.notes.begin() + static_cast<long>(notes_before), scope_.notes.begin() + notes);
+    faults_before = scope_.faults.size();
+    notes_before = scope_.notes.size();
     {
       const CurrentGuard guard({&scope_, nullptr, nullptr, nullptr});
       give_values();
@@ -76,6 +87,7 @@ void Flowsheet::SizeAndAssign(const std::function<void()>& give_values) {
 
 std::vector<Instance*> Flowsheet::Instances() const {
   std::vector<Instance*> all;
+  for (Instance* structure : scope_.structures) Collect(*structure, all);
   for (Instance* block : blocks_) Collect(*block, all);
   return all;
 }

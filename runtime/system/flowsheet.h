@@ -41,7 +41,7 @@ class Flowsheet {
   // every round, between the two: elements may exist then that did not before.
   void SizeAndAssign(const std::function<void()>& give_values);
 
-  // All instances, sub-models after their owner.
+  // All instances: global structures, then blocks; sub-models after their owner.
   std::vector<Instance*> Instances() const;
   const std::vector<Instance*>& blocks() const { return blocks_; }
   Instance* FindBlock(std::string_view name) const;  // letter case ignored; null when unknown

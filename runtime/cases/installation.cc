@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "runtime/plugin/installation.h"
+#include "runtime/cases/installation.h"
 
 #include <memory>
 
+#include "runtime/modeller/property_routines.h"
 #include "runtime/plugin/routine_library.h"
 
 namespace quiver {
@@ -23,6 +24,7 @@ const ModelLibrary& UseLibraries(const LibraryPaths& paths) {
   std::vector<std::string> folders = paths.routines;
   folders.push_back(FolderOfHost().string());
   routines.push_back(std::make_unique<RoutineLibraries>(folders));
+  RegisterPropertyRoutines(*routines.back());
   InstallRoutineProvider(routines.back().get());
   opened.push_back(std::make_unique<ModelLibrary>(
       paths.models.empty() ? FolderOfHost() / SharedLibrary::FileName("quiver_models") : paths.models));
