@@ -34,12 +34,12 @@ class CallRules : public testing::Test {
   QV_REALVARIABLE x{true}, y{true}, z{true};
   QV_STRINGPARAMETER text{true};
   double r[2] = {};
-  bool failing = false;
+  bool failing = false, flat = false;
   RoutineDouble routine{[this](RoutineCall& c) {
     if (failing) *c.failure = 3, c.status[0] = 1;
     c.Output(0) = 6.0;
     if (*c.output_count == 2) c.Output(1) = 7.0;
-    if (*c.type == kQvCallReturnedDerivatives) c.derivatives[0] = 3.0;
+    if (*c.type == kQvCallReturnedDerivatives && !flat) c.derivatives[0] = 3.0;
   }};
 };
 
@@ -101,6 +101,11 @@ TEST_F(CallRules, derivatives_are_asked_for_as_call_type_4_and_turned_once) {
   EXPECT_EQ(i, 2);
   EXPECT_THAT(J, ElementsAre(55, 55)) << "the host takes what the routine returned";
   EXPECT_THAT(routine.types, ElementsAre(4));
+  flat = true;
+  Give(x, 3.0);
+  ASSERT_TRUE(EvaluateProcedure(procedure, r, rows));
+  EXPECT_THAT(rows, ElementsAre(0.0, 1.0))
+      << "an entry that the routine leaves out is zero, not the last one";
 }
 
 TEST_F(CallRules, a_failed_call_leaves_no_last_call_and_no_values) {

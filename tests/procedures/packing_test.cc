@@ -11,7 +11,7 @@ using testing::ElementsAre;
 #define PACKING_PROCEDURE(DO)                                                                 \
   DO(TMIXED, "mixed", "Test", 7, 3, 1, "r* i* s* r[n]* i[n]* s[n]* r[n,n]*", "r[n,n] i r", 0) \
   DO(TSCALARS, "scalars", "Test", 5, 1, 1, "r* i s r* r*", "r", kDerivatives)                 \
-  DO(TGIVEBACK, "give_back", "Test", 4, 1, 1, "r* r* i* s*", "r", 0)                          \
+  DO(TGIVEBACK, "give_back", "Test", 5, 1, 1, "r* r* i* s* r", "r", 0)                        \
   DO(TTEXT, "text", "Test", 1, 2, 1, "s*", "s s[n]", 0)
 #define DECLARE(...) QV_DECLARE_PROCEDURE(, __VA_ARGS__)
 #define DEFINE(NAME, ...) QV_DEFINE_PROCEDURE(NAME)
@@ -194,15 +194,16 @@ TEST(Packing, texts_are_compared_and_never_cut) {
 
 // Inputs come back by the route by which they got their value; inputs that are not flagged are left alone.
 TEST(Packing, outputs_go_in_and_changed_inputs_come_back) {
-  QV_REALVARIABLE by_default(true), by_solution(true), y(true);
+  QV_REALVARIABLE by_default(true), by_solution(true), unflagged(true), y(true);
   QV_INTEGERPARAMETER whole(true);
   QV_STRINGPARAMETER text(true);
   QV_Value start(1.0);
   by_default.Assign(&start);
-  Give(by_solution, 2.0), Give(y, 77.0), whole.SetCurrentValue(3), text.SetCurrentValue("old");
+  Give(by_solution, 2.0), Give(unflagged, 8.0), Give(y, 77.0), whole.SetCurrentValue(3),
+      text.SetCurrentValue("old");
   RoutineDouble routine([](RoutineCall& c) {
     EXPECT_EQ(c.Output(0), 77.0);
-    c.Input(0) += 10, c.Input(1) += 10;
+    c.Input(0) += 10, c.Input(1) += 10, c.Input(4) += 10;
     const long long four = 4;
     std::memcpy(&c.Input(2), &four, sizeof four);
     std::strcpy(reinterpret_cast<char*>(&c.Input(3)), "new");
@@ -210,7 +211,7 @@ TEST(Packing, outputs_go_in_and_changed_inputs_come_back) {
   });
   routine.found.preset_outputs = routine.found.postset_inputs = true;
   QVProc_TGIVEBACK procedure(true, 0);
-  GiveTwice(procedure, All(by_default, by_solution, whole, text, y));
+  GiveTwice(procedure, All(by_default, by_solution, whole, text, unflagged, y));
   double r[1];
   int i = 0;
   const long long before = InputsChangedByRoutines();
@@ -219,6 +220,7 @@ TEST(Packing, outputs_go_in_and_changed_inputs_come_back) {
   EXPECT_EQ(by_default.RealValue(), 11.0);
   EXPECT_TRUE(by_default.HoldsDefault());
   EXPECT_EQ(by_solution.RealValue(), 12.0);
+  EXPECT_EQ(unflagged.RealValue(), 8.0);
   EXPECT_EQ(whole.IntegerValue(), 4);
   EXPECT_STREQ(text.StringValue(), "new");
   EXPECT_EQ(InputsChangedByRoutines() - before, 4);
