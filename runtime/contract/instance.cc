@@ -102,7 +102,7 @@ void BindReference(Instance& instance, QV_ExternalBase& reference, int property)
   scope.Adopt(target);
   if (auto* holder = dynamic_cast<QV_VarParam*>(target)) TakeIn(instance, *holder, property);
   if (auto* container = dynamic_cast<QV_Container*>(target))
-    ConstructInstance(scope, *container, &instance, "").parent_property = property;
+    ConstructInstance(scope, *container, &instance, "", property);
 }
 
 }  // namespace
@@ -161,9 +161,12 @@ void Declare(const Declaration& d) {
     }
 }
 
-Instance& ConstructInstance(Scope& scope, QV_Container& object, Instance* parent, const char* name) {
+Instance& ConstructInstance(Scope& scope, QV_Container& object, Instance* parent, const char* name, int property,
+                            long long element) {
   auto* instance = new Instance(object, TableOf(object), scope);
   instance->parent = parent;
+  instance->parent_property = property;
+  instance->parent_element = element;
   instance->name = Interned(name ? name : "");
   HostAccess::InstanceOf(object) = instance;
   if (parent) HostAccess::Enclosing(object) = &parent->object();
@@ -194,10 +197,8 @@ Instance& ConstructInstance(Scope& scope, QV_Container& object, Instance* parent
       if (target) scope.Adopt(target);
     }
     QV_Type* object_of = instance->Reference(i) ? nullptr : instance->Object(i);
-    if (auto* sub = dynamic_cast<QV_Container*>(object_of); sub && !HostAccess::InstanceOf(*sub)) {
-      Instance& child = ConstructInstance(scope, *sub, instance, "");
-      child.parent_property = i;
-    }
+    if (auto* sub = dynamic_cast<QV_Container*>(object_of); sub && !HostAccess::InstanceOf(*sub))
+      ConstructInstance(scope, *sub, instance, "", i);
   }
   return *instance;
 }
@@ -213,7 +214,7 @@ int ConstructArrayElements(Instance& instance) {
       if (!sub) break;
       Instance* child = HostAccess::InstanceOf(*sub);
       if (!child) {
-        child = &ConstructInstance(instance.scope(), *sub, &instance, "");
+        child = &ConstructInstance(instance.scope(), *sub, &instance, "", i, e);
         ++made;
       }
       child->parent_property = i;
