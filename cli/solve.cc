@@ -24,8 +24,14 @@ Json ResultJson(CaseRun& run, const SolveSummary& summary, bool converged) {
                    {"residual", NumberOrNull(summary.largest_residual)},
                    {"values", Json::object()},
                    {"failures", Json::array()}};
-  for (const NamedValue& value : run.Values()) document["values"][value.name] = NumberOrNull(value.value);
-  for (const SolveFailure& failure : summary.failures) document["failures"].push_back(FailureJson(failure, run.System()));
+  Json unused = Json::array();
+  for (const NamedValue& value : run.Values()) {
+    document["values"][value.name] = NumberOrNull(value.value);
+    if (!value.takes_part) unused.push_back(value.name);
+  }
+  document["in_no_equation"] = unused;
+  for (const SolveFailure& failure : summary.failures)
+    document["failures"].push_back(FailureJson(failure, run.System()));
   document["equations"] = run.System().EquationCount();
   document["blocks"] = summary.blocks;
   Json notes = Json::array();
@@ -40,19 +46,26 @@ void PrintResult(CaseRun& run, const SolveSummary& summary, bool converged) {
   const int equations = run.System().EquationCount();
   if (converged)
     fmt::print("Converged: {} equation{}, {} iteration{}, largest scaled residual {:.1e}\n\n", equations,
-               equations == 1 ? "" : "s", summary.iterations, summary.iterations == 1 ? "" : "s", summary.largest_residual);
+               equations == 1 ? "" : "s", summary.iterations, summary.iterations == 1 ? "" : "s",
+               summary.largest_residual);
   else
-    fmt::print("Not solved: {} equation{}, {} iteration{}. The values below are the state reached.\n\n", equations,
-               equations == 1 ? "" : "s", summary.iterations, summary.iterations == 1 ? "" : "s");
+    fmt::print("Not solved: {} equation{}, {} iteration{}. The values below are the state reached.\n\n",
+               equations, equations == 1 ? "" : "s", summary.iterations, summary.iterations == 1 ? "" : "s");
   std::vector<std::vector<std::string>> rows;
   for (const NamedValue& value : run.Report())
-    rows.push_back({value.name, Number(value.value), value.unit, value.given ? "given" : "", value.description});
+    rows.push_back(
+        {value.name, Number(value.value), value.unit, value.given ? "given" : "", value.description});
   fmt::print("{}", Table(rows, {false, true, false, false, false}));
+  if (!run.description().report.empty()) return;
+  const std::vector<NamedValue> all = run.Values();
+  if (all.size() > rows.size())
+    fmt::print("\n{} more variables take no part in any equation of this case.\n", all.size() - rows.size());
 }
 
 bool LooksLikeFile(const std::string& target) {
   const std::string extension = std::filesystem::path(target).extension().string();
-  return extension == ".yaml" || extension == ".yml" || extension == ".json" || std::filesystem::exists(target);
+  return extension == ".yaml" || extension == ".yml" || extension == ".json" ||
+         std::filesystem::exists(target);
 }
 
 int Solve(const ProgramOptions& options, const DirectModel& direct, bool json) {
@@ -75,7 +88,8 @@ int Solve(const ProgramOptions& options, const DirectModel& direct, bool json) {
 }  // namespace
 
 void AddSolveCommand(CLI::App& program, const ProgramOptions& options, Run& run) {
-  CLI::App* command = program.add_subcommand("solve", "Solves a case file, or one model given on the command line");
+  CLI::App* command =
+      program.add_subcommand("solve", "Solves a case file, or one model given on the command line");
   const auto direct = std::make_shared<DirectModel>();
   const auto json = std::make_shared<bool>(false);
   command->add_option("CASE", direct->model, "A case file, or the name of a model")->required();

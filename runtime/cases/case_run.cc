@@ -113,7 +113,9 @@ void CaseRun::CollectValues(Instance& instance, std::vector<NamedValue>& values)
   const auto add = [&](QV_VarParam& holder, const char* description) {
     if (!holder.IsVariable()) return;
     values.push_back({HolderName(holder, within), holder.RealValue(), UnitOf(holder), description ? description : "",
-                      HostAccess::SpecOf(holder) == QV_SPEC_GIVEN});
+                      HostAccess::SpecOf(holder) == QV_SPEC_GIVEN,
+                      system_ && HostAccess::Number(holder) < system_->VariableCount() &&
+                          system_->TakesPart(HostAccess::Number(holder))});
   };
   for (size_t i = 0; i < instance.type().properties.size(); ++i) {
     const DeclaredProperty& property = instance.type().properties[i];
@@ -139,7 +141,11 @@ std::vector<NamedValue> CaseRun::Values() {
 std::vector<NamedValue> CaseRun::Report() {
   const std::vector<NamedValue> all = Values();
   std::vector<NamedValue> wanted;
-  if (description_.report.empty()) return all;
+  if (description_.report.empty()) {
+    for (const NamedValue& value : all)
+      if (value.given || value.takes_part) wanted.push_back(value);
+    return wanted;
+  }
   std::vector<CaseFault> faults;
   for (const ReportedName& reported : description_.report) {
     const std::string name = reported.name.Text();

@@ -23,6 +23,7 @@ struct NamedValue {
   std::string unit;
   std::string description;  // empty where the model gives none
   bool given;               // not computed
+  bool takes_part;          // in some equation; else it has its start value still
 };
 
 class CaseRun {
@@ -38,7 +39,7 @@ class CaseRun {
 
   // All variables, in the order of blocks and declarations; elements one by one.
   std::vector<NamedValue> Values();
-  // Those that the case asks for; all that were computed when it asks for none.
+  // Those that the case asks for; when it asks for none, those that are given or take part in an equation.
   std::vector<NamedValue> Report();
 
  private:

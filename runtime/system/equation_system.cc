@@ -241,16 +241,17 @@ void EquationSystem::ReadVariables() {
   Scope& scope = flowsheet_->scope();
   const auto count = static_cast<size_t>(scope.Count());
   free_.assign(count, 0);
+  takes_part_.assign(count, 0);
   lower_.assign(count, 0);
   upper_.assign(count, 0);
   scale_.assign(count, 1);
   const auto look_at = [&](int variable) {
     QV_VarParam* holder = scope.Holder(variable);
     const auto n = static_cast<size_t>(variable);
-    if (!holder || lower_[n] != upper_[n]) return;  // seen before
+    if (!holder || takes_part_[n]) return;  // seen before
+    takes_part_[n] = 1;
     lower_[n] = holder->LowerBound();
     upper_[n] = holder->UpperBound();
-    if (lower_[n] == upper_[n]) lower_[n] = std::nextafter(upper_[n], -HUGE_VAL);
     double typical = std::abs(holder->RealValue());
     if (const QV_Value* start = holder->QV_DefaultVALUE(); start && HostAccess::KindOf(*start) == QV_Value::kReal)
       typical = std::max(typical, std::abs(HostAccess::Real(*start)));

@@ -50,6 +50,9 @@ class EquationSystem final : public NonlinearProblem {
   std::string EquationName(int equation) const override;
   std::string VariableName(int variable) const override;
 
+  // Whether any equation or condition names the variable.
+  bool TakesPart(int variable) const { return takes_part_[static_cast<size_t>(variable)] != 0; }
+
   // One value per numbered variable or parameter; Store writes those of the free variables back.
   std::vector<double> StartValues() const;
   void Store(std::span<const double> x);
@@ -115,7 +118,7 @@ class EquationSystem final : public NonlinearProblem {
   std::map<QV_ProcedureType*, int> call_of_;
   std::vector<int> row_start_, row_;              // ResidualVariables
   std::vector<int> condition_start_, condition_;  // ConditionVariables
-  std::vector<unsigned char> free_;
+  std::vector<unsigned char> free_, takes_part_;
   std::vector<double> lower_, upper_, scale_;
   std::vector<Tie> ties_;
   std::vector<std::vector<Token>> streams_;       // of each shape, variables by first appearance
