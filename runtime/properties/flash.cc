@@ -15,6 +15,7 @@
 namespace quiver {
 namespace {
 
+constexpr int kAttempts = 6;
 constexpr double kLiquidVolumeRatio =
     2.2;  // V/b up to which the lightest of several phases is still a liquid
 
@@ -132,11 +133,16 @@ FlashResult FlashSolver::Normal(double temperature, double pressure, std::span<c
     PhaseSplit split(eos_, work);
     auto trial = test.FindUnstable(pressure, z, {}, StabilityTest::kWilson);
     if (!trial) trial = test.FindUnstable(pressure, z, {}, StabilityTest::kPure);
-    while (trial) {
+    for (int attempt = 0; trial && attempt < kAttempts; ++attempt) {
       std::vector<std::vector<double>> starts;
-      for (const SplitPhase& p : phases) starts.push_back(p.ln_phi);
+      std::vector<double> fractions;
+      for (const SplitPhase& p : phases) {
+        starts.push_back(p.ln_phi);
+        fractions.push_back(p.fraction);
+      }
       starts.push_back(trial->ln_phi);
-      split.Start(z, starts);
+      fractions.push_back(1e-4);
+      split.Start(z, starts, fractions);
       const bool converged = split.Converge(pressure);
       result.iterations += split.iterations();
       if (!converged)
@@ -145,11 +151,11 @@ FlashResult FlashSolver::Normal(double temperature, double pressure, std::span<c
                         "differ by {:.1e} (relative). "
                         "Move temperature or pressure a little: the point may be critical.",
                         Describe(z), temperature, pressure / 1e5, split.worst_fugacity_gap()));
-      const bool grew = split.phases().size() > phases.size();
       phases = split.phases();
       result.worst_fugacity_gap = phases.size() > 1 ? split.worst_fugacity_gap() : 0;
-      if (!grew || static_cast<int>(phases.size()) >= options_.max_phases) break;
-      // All phases share one tangent plane: to test one of them is to test them all.
+      if (static_cast<int>(phases.size()) >= options_.max_phases) break;
+      // All phases share one tangent plane: to test one of them is to test them all. A split can also have replaced a
+      // phase instead of adding one, and the one replaced may come back.
       std::vector<double> known;
       for (const SplitPhase& p : phases) known.insert(known.end(), p.x.begin(), p.x.end());
       const auto& largest = *std::ranges::max_element(phases, {}, &SplitPhase::fraction);

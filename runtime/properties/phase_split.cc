@@ -45,11 +45,12 @@ double RachfordRice(std::span<const double> z, std::span<const double> k) {
   return b;
 }
 
-void PhaseSplit::Start(std::span<const double> z, std::span<const std::vector<double>> ln_phi) {
+void PhaseSplit::Start(std::span<const double> z, std::span<const std::vector<double>> ln_phi,
+                       std::span<const double> fractions) {
   z_.assign(z.begin(), z.end());
   phases_.resize(ln_phi.size());
   for (std::size_t p = 0; p < phases_.size(); ++p) {
-    phases_[p].fraction = 1.0 / static_cast<double>(phases_.size());
+    phases_[p].fraction = fractions[p];
     phases_[p].ln_phi = ln_phi[p];
     phases_[p].x.assign(z.begin(), z.end());
   }
@@ -88,7 +89,7 @@ void PhaseSplit::DistributeMany() {
     for (std::size_t p = 0; p < count; ++p) factor_[i * count + p] = std::exp(low - phases_[p].ln_phi[i]);
   }
   std::vector<double> b(count), gradient(count), step(count), trial(count);
-  for (std::size_t p = 0; p < count; ++p) b[p] = std::max(phases_[p].fraction, 1e-3);
+  for (std::size_t p = 0; p < count; ++p) b[p] = std::max(phases_[p].fraction, 1e-6);
   auto e_of = [&](const std::vector<double>& fractions, std::size_t i) {
     double e = 0;
     for (std::size_t p = 0; p < count; ++p) e += fractions[p] * factor_[i * count + p];
@@ -100,8 +101,14 @@ void PhaseSplit::DistributeMany() {
     for (std::size_t i = 0; i < n; ++i) q -= z_[i] * std::log(e_of(fractions, i));
     return q;
   };
+  auto slope_of = [&](const std::vector<double>& fractions, std::size_t p) {
+    double slope = 1;
+    for (std::size_t i = 0; i < n; ++i)
+      slope -= z_[i] * factor_[i * count + p] / std::max(e_of(fractions, i), 1e-300);
+    return slope;
+  };
   double q = q_of(b);
-  for (int iteration = 0; iteration < 60; ++iteration) {
+  for (int iteration = 0; iteration < 100; ++iteration) {
     std::vector<double> hessian(count * count, 0.0);
     std::fill(gradient.begin(), gradient.end(), 1.0);
     for (std::size_t i = 0; i < n; ++i) {
@@ -133,6 +140,9 @@ void PhaseSplit::DistributeMany() {
         const bool reached = length == longest && step[p] < 0 && -b[p] / step[p] <= longest;
         trial[p] = reached ? 0 : std::max(0.0, b[p] + length * step[p]);
       }
+      // A phase that holds a trace of something the others hardly take goes down in steps, not to 0.
+      for (std::size_t p = 0; p < count; ++p)
+        if (trial[p] == 0 && b[p] > 0 && slope_of(trial, p) < 0) trial[p] = 0.1 * b[p];
       const double next = q_of(trial);
       if (std::isfinite(next) && next <= q + 1e-15 * std::abs(q)) {
         moved = trial != b;
@@ -289,6 +299,27 @@ void PhaseSplit::DropVanished() {
   std::erase_if(phases_, [](const SplitPhase& p) { return p.fraction <= 1e-13; });
 }
 
+bool PhaseSplit::MergeAlike() {
+  for (std::size_t a = 0; a < phases_.size(); ++a)
+    for (std::size_t b = a + 1; b < phases_.size(); ++b) {
+      SplitPhase &one = phases_[a], &other = phases_[b];
+      double gap = std::abs(one.state.eos_volume / other.state.eos_volume - 1) * 0.1;
+      for (std::size_t i = 0; i < z_.size(); ++i) gap = std::max(gap, std::abs(one.x[i] - other.x[i]));
+      if (gap > 1e-5) continue;
+      if (other.fraction > one.fraction) std::swap(one, other);
+      one.fraction += other.fraction;
+      phases_.erase(phases_.begin() + static_cast<std::ptrdiff_t>(b));
+      return true;
+    }
+  return false;
+}
+
+void PhaseSplit::BecomeSingle(double pressure) {
+  phases_[0].fraction = 1;
+  phases_[0].x = z_;
+  Update(pressure);
+}
+
 bool PhaseSplit::Converge(double pressure) {
   const std::size_t n = z_.size();
   last_.clear();
@@ -305,9 +336,7 @@ bool PhaseSplit::Converge(double pressure) {
       at_bound = 0;
       last_.clear();
       if (phases_.size() == 1) {
-        phases_[0].fraction = 1;
-        phases_[0].x = z_;
-        Update(pressure);
+        BecomeSingle(pressure);
         return true;
       }
       continue;
@@ -347,6 +376,11 @@ bool PhaseSplit::Converge(double pressure) {
     if (gap_ < kAcceptable) break;
     if (!advanced) newton_from = gap_ * 0.5;
     last_.clear();
+  }
+  if (MergeAlike()) {
+    if (phases_.size() > 1) return Converge(pressure);
+    BecomeSingle(pressure);
+    return true;
   }
   return gap_ < kAcceptable;
 }

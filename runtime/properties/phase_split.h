@@ -3,7 +3,7 @@
 // substitution with acceleration, then a Newton minimisation of the Gibbs energy in mole numbers.
 //
 //   PhaseSplit split(eos, work);
-//   split.Start(z, {vapour_ln_phi, liquid_ln_phi});
+//   split.Start(z, ln_phi_of_each, fractions);
 //   split.Converge(pressure);   // split.phases(): fractions and compositions; vanished phases are gone
 #pragma once
 
@@ -25,8 +25,11 @@ class PhaseSplit {
  public:
   PhaseSplit(const PengRobinson& eos, PengRobinson::Workspace& work) : eos_(eos), work_(work) {}
 
-  void Start(std::span<const double> z, std::span<const std::vector<double>> ln_phi);
-  // True when all fugacities agree to 1e-10 (relative); phases that vanish on the way are removed.
+  // Fugacity coefficients of each phase, and amounts to start from (they matter from three phases on).
+  void Start(std::span<const double> z, std::span<const std::vector<double>> ln_phi,
+             std::span<const double> fractions);
+  // True when all fugacities agree to 1e-10 (relative); phases that vanish or run into one another on
+  // the way are removed.
   bool Converge(double pressure);
 
   std::vector<SplitPhase>& phases() { return phases_; }
@@ -43,6 +46,8 @@ class PhaseSplit {
   void Update(double pressure);  // fugacity coefficients from the compositions
   bool Newton(double pressure);
   void DropVanished();
+  bool MergeAlike();  // two phases that became one; true when there were such
+  void BecomeSingle(double pressure);
 
   const PengRobinson& eos_;
   PengRobinson::Workspace& work_;

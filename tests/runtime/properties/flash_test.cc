@@ -10,6 +10,7 @@
 #include <random>
 
 #include "runtime/properties/property_package.h"
+#include "runtime/properties/stability.h"
 #include "tests/runtime/properties/expect_error.h"
 
 namespace quiver {
@@ -32,6 +33,7 @@ const Mixture kMixtures[] = {
     {"co2_methane",   {"CO2", "methane"},                                   {.5, .5},                 200, 320, 5e5, 100e5, 2},
     {"sour_gas",      {"CO2", "methane", "H2S", "ethane", "water"},         {.4, .3, .2, .05, .05},   200, 400, 5e5, 150e5, 3},
     {"wet_solvent",   {"methanol", "water", "propane", "n-pentane"},        {.3, .3, .2, .2},         260, 450, 1e5, 60e5, 3},
+    {"gas_with_traces", {"methane", "n-decane", "water", "H2S"},             {.9999, 1e-5, 5e-5, 4e-5}, 190, 320, 1e5, 150e5, 3},
 };
 // clang-format on
 
@@ -69,6 +71,21 @@ TEST_P(RandomPoints, balance_fugacities_and_gibbs_energy) {
       for (const EquilibriumPhase& phase : r.phases) sum += phase.fraction * phase.x[i];
       ASSERT_NEAR(sum, m.z[i], 1e-12);
     }
+    // No phase is one of the others over again, and none is unstable against yet another.
+    std::vector<double> compositions;
+    for (const EquilibriumPhase& phase : r.phases) {
+      for (const EquilibriumPhase& other : r.phases) {
+        double apart = 0;
+        for (std::size_t i = 0; i < m.z.size(); ++i)
+          apart = std::max(apart, std::abs(phase.x[i] - other.x[i]));
+        ASSERT_TRUE(&phase == &other || apart > 1e-6);
+      }
+      compositions.insert(compositions.end(), phase.x.begin(), phase.x.end());
+    }
+    StabilityTest stability(package.equation_of_state(), work);
+    for (const EquilibriumPhase& phase : r.phases)
+      for (auto starts : {StabilityTest::kWilson, StabilityTest::kPure})
+        ASSERT_FALSE(stability.FindUnstable(p, phase.x, compositions, starts));
     double whole = 0;
     package.equation_of_state().Fugacity(work, p, m.z, Root::kStable, ln_phi);
     for (std::size_t i = 0; i < m.z.size(); ++i) whole += m.z[i] * (std::log(m.z[i]) + ln_phi[i]);
@@ -209,6 +226,15 @@ TEST(Flash, absent_components_change_nothing) {
   ASSERT_EQ(a.phases.size(), 2u);
   EXPECT_NEAR(a.vapour_fraction(), b.vapour_fraction(), 1e-10);
   EXPECT_EQ(a.phases[0].x[1], 0);
+}
+
+// The hydrocarbon liquid and vapour have become one here; the split must not list that one twice.
+TEST(Flash, beyond_a_critical_end_point_two_phases_are_left) {
+  const PropertyPackage package({"water", "methane", "propane", "n-hexane", "benzene"});
+  const std::vector<double> z = {.3, .3, .2, .1, .1};
+  for (double p = 117e5; p < 122e5; p += 0.2e5)
+    EXPECT_EQ(package.FlashTemperaturePressure(440.59, p, z).phases.size(), 2u);
+  EXPECT_EQ(package.FlashTemperaturePressure(440.59, 115e5, z).phases.size(), 3u);
 }
 
 // Above the critical temperature there is no liquid, however dense the fluid; below it density decides.
