@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-// The argument list of a procedure as a model gives it: twice. The first pass measures sizes, offsets and slots and makes
-// the packed array, the second stores the elements; later passes store anew.
+// The argument list of a procedure as a model gives it: twice. The first pass measures sizes, offsets and slots
+// and makes the packed array, the second stores the elements; later passes store anew.
 //
-//   call.Argument(P_DROP);   call.Argument(0.0);   call.Argument();   call.SetDimensionSize(2);   call.Element(a);
-//   call.Element(b);         call.LastArgument();
+//   call.Argument(P_DROP);  call.Argument(0.0);  call.Argument();  call.SetDimensionSize(2);  call.Element(a);
+//   call.Element(b);  call.LastArgument();
 //
-// A list that does not fit what was measured, or that is not complete, makes the procedure unusable until a right one is
-// given: its calls then fail with a sentence, no memory is overrun.
+// A list that does not fit what was measured, or that is not complete, makes the procedure unusable until a
+// right one is given: its calls then fail with a sentence, no memory is overrun.
 #pragma once
 
 #include "host/procedure.h"

@@ -8,8 +8,8 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <utility>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "runtime/contract/host_access.h"
@@ -326,7 +326,8 @@ int QV_ProcedureType_F::CheckIFailAndOutputs(long long failure, int type, bool f
   }
   if (failure != 0) {
     if (!quiver::routine_reason.empty())
-      return quiver::RecordProcedureFault(*this, quiver::kRoutineFailed, std::exchange(quiver::routine_reason, {}));
+      return quiver::RecordProcedureFault(*this, quiver::kRoutineFailed,
+                                          std::exchange(quiver::routine_reason, {}));
     const long long input = state_->status[0];
     const std::string where = input > 0 ? fmt::format(" Look at its input {}.", input) : "";
     return quiver::RecordProcedureFault(
