@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
-// The exception of the physical-property package. Its text names the component or mixture, temperature and
-// pressure, and what the user can do.
+// The exception of the physical-property package. Its text names the component or mixture, temperature and pressure, and
+// what the user can do.
 #pragma once
 
-#include <stdexcept>
+#include "runtime/contract/error.h"
 
 namespace quiver {
 
-class PropertyError : public std::runtime_error {
+class PropertyError : public Error {
  public:
-  using std::runtime_error::runtime_error;
+  using Error::Error;
 };
 
 }  // namespace quiver
