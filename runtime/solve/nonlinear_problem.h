@@ -54,6 +54,11 @@ class NonlinearProblem {
     return fmt::format("alternative {}", alternative + 1);
   }
 
+  // For messages. Whether the user could free the variable if it is fixed: a parameter cannot be.
+  virtual bool CanBeFreed(int /*variable*/) const { return true; }
+  // Whether some equation is written as "variable = ...": such a variable is rarely the one to fix.
+  virtual bool IsLeftSide(int /*variable*/) const { return false; }
+
   virtual std::string EquationName(int equation) const = 0;
   virtual std::string VariableName(int variable) const = 0;
 };

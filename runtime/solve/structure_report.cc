@@ -44,7 +44,7 @@ class Reporter {
     std::vector<int> fixed;
     for (int equation : equations) {
       for (int variable : problem_.ResidualVariables(equation)) {
-        if (!problem_.IsFree(variable)) fixed.push_back(variable);
+        if (!problem_.IsFree(variable) && problem_.CanBeFreed(variable)) fixed.push_back(variable);
       }
     }
     std::sort(fixed.begin(), fixed.end());
@@ -85,6 +85,19 @@ class Reporter {
 
   std::string TooFew(const StructuralPart& part) const {
     const std::size_t missing = part.columns.size() - part.rows.size();
+    std::vector<int> given_by_none;
+    for (const int column : part.columns)
+      if (!problem_.IsLeftSide(column)) given_by_none.push_back(column);
+    if (given_by_none.size() >= missing && given_by_none.size() < part.columns.size()) {
+      const bool all = given_by_none.size() == missing;
+      return fmt::format("{} have only {}. No equation gives {}: fix {}, or choose options that give {}.",
+                         Counted(part.columns.size(), "variable"), Counted(part.rows.size(), "equation"),
+                         Variables(given_by_none, all ? "and" : "or"),
+                         all            ? (missing == 1 ? "it" : "them")
+                         : missing == 1 ? "one of them"
+                                        : fmt::format("{} of them", missing),
+                         missing == 1 && all ? "it an equation" : "them equations");
+    }
     return fmt::format("{} have only {}: {} occur in {}; fix {} of {}.",
                        Counted(part.columns.size(), "variable"), Counted(part.rows.size(), "equation"),
                        Variables(part.columns), Equations(part.rows),

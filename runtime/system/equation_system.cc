@@ -130,6 +130,8 @@ void EquationSystem::AddInstance(Instance& instance, const InstanceRecord& recor
     if (emitted.procedure) {
       alternative.procedure = AddCall(emitted.procedure);
       alternative.output = emitted.output_element;
+      const Call& call = calls_[static_cast<size_t>(alternative.procedure)];
+      NoteLeftSide(call.elements[static_cast<size_t>(call.inputs + alternative.output)]);
     } else {
       stream.clear();
       AppendStream(record.emission, emitted.tokens, stream);
@@ -139,6 +141,10 @@ void EquationSystem::AddInstance(Instance& instance, const InstanceRecord& recor
       }
       alternative.gather = static_cast<int>(gather_.size());
       alternative.shape = InternStream(stream);
+      // "x = ..." is 20 x ..., "x = c" is 19 -c x, "x = 0" is 1 x.
+      const auto variable = [&](size_t i) { return stream.size() > i && stream[i].kind == Token::kVariable; };
+      if (stream[0].index != 19 && variable(1)) NoteLeftSide(stream[1].index);
+      if (stream[0].index == 19 && stream.size() == 3 && variable(2)) NoteLeftSide(stream[2].index);
     }
     alternative.first_condition = static_cast<int>(conditions_.size());
     for (int c = emitted.first_condition; c < emitted.first_condition + emitted.condition_count; ++c) {
@@ -172,6 +178,16 @@ void EquationSystem::AddTie(const Tie& tie) {
   equations_.emplace_back();
   equations_.back().alternative_count = 0;
   AddAlternative(EquationCount() - 1, alternative);
+}
+
+void EquationSystem::NoteLeftSide(int variable) {
+  if (static_cast<size_t>(variable) >= left_side_.size()) left_side_.resize(static_cast<size_t>(flowsheet_->scope().Count()), 0);
+  left_side_[static_cast<size_t>(variable)] = 1;
+}
+
+bool EquationSystem::CanBeFreed(int variable) const {
+  const QV_VarParam* holder = flowsheet_->scope().Holder(variable);
+  return holder && holder->IsVariable();
 }
 
 // The rows: of every equation the distinct variables of all its alternatives, in the order in which they first appear.

@@ -47,6 +47,10 @@ class EquationSystem final : public NonlinearProblem {
   bool HasAlternatives(int equation) const override { return At(equation).alternative_count > 1 || At(equation).conditional; }
   int CurrentAlternative(int equation) const override { return At(equation).current; }
   std::string AlternativeName(int equation, int alternative) const override;
+  bool CanBeFreed(int variable) const override;
+  bool IsLeftSide(int variable) const override {
+    return static_cast<size_t>(variable) < left_side_.size() && left_side_[static_cast<size_t>(variable)] != 0;
+  }
   std::string EquationName(int equation) const override;
   std::string VariableName(int variable) const override;
 
@@ -100,6 +104,7 @@ class EquationSystem final : public NonlinearProblem {
   int AddAlternative(int equation, const Alternative& alternative);
   void AppendStream(const EmissionRecord& record, TokenRange range, std::vector<Token>& stream);
   int AddCall(QV_ProcedureType* procedure);
+  void NoteLeftSide(int variable);
   void MakeRows();
   void ReadVariables();
   int InternStream(const std::vector<Token>& stream);
@@ -118,7 +123,7 @@ class EquationSystem final : public NonlinearProblem {
   std::map<QV_ProcedureType*, int> call_of_;
   std::vector<int> row_start_, row_;              // ResidualVariables
   std::vector<int> condition_start_, condition_;  // ConditionVariables
-  std::vector<unsigned char> free_, takes_part_;
+  std::vector<unsigned char> free_, takes_part_, left_side_;
   std::vector<double> lower_, upper_, scale_;
   std::vector<Tie> ties_;
   std::vector<std::vector<Token>> streams_;       // of each shape, variables by first appearance
