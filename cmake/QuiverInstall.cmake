@@ -1,2 +1,38 @@
 # SPDX-License-Identifier: Apache-2.0
-# Install rules and the CMake package file: find_package(Quiver) gives Quiver::host (the contract and the host).
+# Install rules and the CMake package. What somebody else's model library needs is installed too:
+#
+#   find_package(Quiver REQUIRED)
+#   quiver_add_model_library(my_models SOURCES my_models.cc)
+#
+# Quiver::host    the contract, implemented by the host library
+# Quiver::frame   how models are written, with the procedures and option types; becomes part of the model library
+# Quiver::quiver  the command
+include(CMakePackageConfigHelpers)
+
+set(quiver_headers ${CMAKE_INSTALL_INCLUDEDIR}/quiver)
+set(quiver_package ${CMAKE_INSTALL_LIBDIR}/cmake/Quiver)
+
+# An archive may drop what nobody refers to: right here, since a model library of one's own exports its own models only.
+add_library(quiver_frame_archive STATIC
+  $<TARGET_OBJECTS:quiver_frame> $<TARGET_OBJECTS:quiver_procedures> $<TARGET_OBJECTS:quiver_types>)
+set_target_properties(quiver_frame_archive PROPERTIES OUTPUT_NAME quiver_frame LINKER_LANGUAGE CXX)
+
+# All that is installed, and nothing that is only tested.
+add_custom_target(products DEPENDS quiver quiver_host quiver_models quiver_frame_archive corvanta brisolt)
+
+install(TARGETS quiver quiver_host quiver_models quiver_frame_archive
+        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(DIRECTORY host frame procedures types runtime DESTINATION ${quiver_headers}
+        FILES_MATCHING PATTERN "*.h" PATTERN "*.def")
+install(DIRECTORY data examples DESTINATION ${CMAKE_INSTALL_DATADIR}/quiver)
+install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES README.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
+
+configure_package_config_file(cmake/QuiverConfig.cmake.in QuiverConfig.cmake INSTALL_DESTINATION ${quiver_package}
+                              PATH_VARS quiver_headers CMAKE_INSTALL_LIBDIR CMAKE_INSTALL_BINDIR)
+# Below 1.0 a new minor version may change the interface.
+write_basic_package_version_file(QuiverConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/QuiverConfig.cmake ${PROJECT_BINARY_DIR}/QuiverConfigVersion.cmake
+        DESTINATION ${quiver_package})
