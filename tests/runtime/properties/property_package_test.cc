@@ -16,10 +16,9 @@ namespace {
 
 const std::vector<double> kPure = {1.0};
 
-// Saturation values of the reference equations: Span and others (N2), Setzmann and Wagner (CH4), Span and
-// Wagner (CO2), Lemmon and others (propane), Tillner-Roth and Baehr (R-134a), IAPWS-95 (water), as the NIST
-// tables. Tolerances are what this model is worth, not what the reference is: vapour pressures
-// of polar fluids are the equation's.
+// Saturation values of the reference equations, rounded: Span and others (N2), Setzmann and Wagner (CH4), Span and Wagner
+// (CO2), Lemmon and others (propane), Tillner-Roth and Baehr (R-134a), IAPWS-95 (water), Tillner-Roth (ammonia).
+// Tolerances are what this model is worth, not what the reference is.
 TEST(PropertyPackage, saturation_of_pure_fluids) {
   struct Row {
     const char* name;
