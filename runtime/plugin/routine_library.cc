@@ -29,6 +29,9 @@ bool IsBaseName(const std::string& name) {
          name.find("..") == std::string::npos;
 }
 
+// A user's own routines stand in a library beside the one that a procedure names: libcorvanta_user.so for Corvanta.
+constexpr const char* kUserSuffix = "_user";
+
 // The same routine in other letters, "" when there is none: ZX40RM_spsqrt for ZX40RM_SPSQRT.
 std::string OtherSpelling(const SharedLibrary& library, const std::string& routine) {
   const size_t prefix = std::min(routine.find('_') + 1, routine.size());
@@ -87,6 +90,10 @@ RoutineProvider::Found RoutineLibraries::Find(const char* library, const char* r
   }
   found.address = opened.file->Find(routine);
   if (found.address) return found;
+  if (const Library& user = Open(library + std::string(kUserSuffix)); user.file) {
+    found.address = user.file->Find(routine);
+    if (found.address) return found;
+  }
   const std::string other = OtherSpelling(*opened.file, routine);
   found.reason =
       fmt::format("{} has no routine of that name{}", opened.file->path().string(),

@@ -6,6 +6,9 @@
 //   routines.RegisterBuiltIn("Properties", "ZX40RM_pcp_mol_vap", &CpMolVap);
 //   InstallRoutineProvider(&routines);
 //
+// Routines that a library lacks are looked for in its user library, CORVANTA_user for Corvanta: there the
+// routines of a user's own go.
+//
 // A library's file is its base name between the platform's prefix and suffix ("Corvanta": libcorvanta.so),
 // letter case ignored. Nothing else is ever opened: base names with path separators are refused. Libraries
 // stay open until the process ends, since procedures keep the addresses of their routines.
