@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <set>
 
 namespace quiver {
 namespace {
@@ -12,6 +13,7 @@ struct Item {
   int index;       // of the first equation
   int equations;
   int closes;      // branches closed after it
+  int last_number; // of the tested branches opened before it
   std::vector<const EmittedCondition*> tests;  // outermost first
 };
 
@@ -23,17 +25,22 @@ struct Open {
 };
 
 // Finds the openings item by item. Where an item could open a further tested branch or an "otherwise" with a nested block,
-// both are tried: only one way leaves no branch open, or closes none too many, at the end.
+// both are tried: only one way leaves no branch open, and closes none too many, at the end. Branches without equations
+// close one too many; they are reckoned with only where nothing else fits.
 class Reader {
  public:
   Reader(const std::vector<Item>& items, std::vector<std::unique_ptr<Branch>>& owned) : items_(items), owned_(owned) {}
 
   bool Read(std::vector<const Branch*>& innermost) {
-    innermost_.assign(items_.size(), nullptr);
-    std::vector<Open> open;
-    const bool found = From(0, open, {-1, -1, nullptr});
-    innermost = innermost_;
-    return found;
+    for (const bool empty_branches : {false, true}) {
+      empty_branches_ = empty_branches;
+      failed_.clear();
+      innermost_.assign(items_.size(), nullptr);
+      if (!From(0, {}, {-1, -1, nullptr})) continue;
+      innermost = innermost_;
+      return true;
+    }
+    return false;
   }
 
  private:
@@ -50,6 +57,16 @@ class Reader {
 
   bool From(size_t i, std::vector<Open> open, Closed closed) {
     if (i == items_.size()) return open.empty();
+    // What can follow depends on what is open alone: a state that failed once fails again.
+    std::vector<int> state{static_cast<int>(i), closed.block_start};
+    for (const Open& one : open) state.insert(state.end(), {one.block_start, one.test_number});
+    if (failed_.contains(state)) return false;
+    if (FromState(i, open, closed)) return true;
+    failed_.insert(std::move(state));
+    return false;
+  }
+
+  bool FromState(size_t i, const std::vector<Open>& open, Closed closed) {
     const Item& item = items_[i];
     const bool sibling_possible = closed.block_start == item.index;
     // As a sibling branch of the block closed last, tested or otherwise; else within what is open.
@@ -60,7 +77,8 @@ class Reader {
     return Place(i, open, nullptr, {-1, -1, nullptr});
   }
 
-  // The first test of the item beyond those of the open tested branches; null when there is none.
+  // The first test of the item beyond those of the open tested branches; null when there is none. Branches are numbered as
+  // they open: one with a number that was there before is not opened anew.
   static const EmittedCondition* NextTest(const Item& item, const std::vector<Open>& open) {
     size_t tested = 0;
     for (const Open& one : open)
@@ -68,7 +86,7 @@ class Reader {
         if (tested >= item.tests.size() || item.tests[tested]->number != one.test_number) return nullptr;
         ++tested;
       }
-    return tested < item.tests.size() ? item.tests[tested] : nullptr;
+    return tested < item.tests.size() && item.tests[tested]->number > item.last_number ? item.tests[tested] : nullptr;
   }
 
   // Opens a sibling (when the closed block is given), then nested blocks for the tests that remain, and closes what the item
@@ -91,7 +109,7 @@ class Reader {
     Closed closed{-1, -1, nullptr};
     for (int k = 0; k < item.closes; ++k) {
       if (open.empty()) {
-        if (closed.block_start >= 0) {  // a further branch of the same block, without equations
+        if (empty_branches_ && closed.block_start >= 0) {  // a further branch of the same block, without equations
           ++closed.place;
           continue;
         }
@@ -106,6 +124,8 @@ class Reader {
   const std::vector<Item>& items_;
   std::vector<std::unique_ptr<Branch>>& owned_;
   std::vector<const Branch*> innermost_;
+  bool empty_branches_ = false;
+  std::set<std::vector<int>> failed_;
 };
 
 }  // namespace
@@ -113,6 +133,7 @@ class Reader {
 Branches::Branches(const InstanceRecord& record) : innermost_(record.emission.equations.size(), nullptr) {
   const auto& emitted = record.emission.equations;
   size_t e = 0;
+  int last_number = 0;
   for (size_t k = 0; k < record.set_up.entries.size();) {
     // One group is one block of branches with all that is in it, or a single equation or call outside.
     const int group = record.set_up.entries[k].group;
@@ -121,9 +142,10 @@ Branches::Branches(const InstanceRecord& record) : innermost_(record.emission.eq
     for (; k < record.set_up.entries.size() && record.set_up.entries[k].group == group; ++k) {
       const SetUpEntry& entry = record.set_up.entries[k];
       if (e >= emitted.size()) return;
-      Item item{emitted[e].index, entry.equations, entry.branches_closed_after, {}};
+      Item item{emitted[e].index, entry.equations, entry.branches_closed_after, last_number, {}};
       for (int c = 0; c < emitted[e].condition_count; ++c)
         item.tests.push_back(&record.emission.conditions[static_cast<size_t>(emitted[e].first_condition + c)]);
+      for (const EmittedCondition* test : item.tests) last_number = std::max(last_number, test->number);
       items.push_back(std::move(item));
       first.push_back(e);
       e += static_cast<size_t>(entry.equations);
