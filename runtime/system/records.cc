@@ -52,7 +52,16 @@ void EmissionRecord::Clear() {
   condition_ = nullptr;
 }
 
+// A condition that is still open where it must not be.
+void EmissionRecord::ExpectClosed() {
+  if (condition_)
+    faults.push_back(fmt::format("condition {} of equation {} is not closed", condition_->label,
+                                 equations.empty() ? "" : equations.back().name));
+  condition_ = nullptr;
+}
+
 void EmissionRecord::Equation(const char* name, int index, int group) {
+  ExpectClosed();
   EmittedEquation equation;
   equation.name = Interned(name ? name : "");
   equation.index = index;
@@ -60,7 +69,6 @@ void EmissionRecord::Equation(const char* name, int index, int group) {
   equation.tokens.first = static_cast<int>(tokens.size());
   equation.first_condition = static_cast<int>(conditions.size());
   equations.push_back(equation);
-  condition_ = nullptr;
 }
 
 void EmissionRecord::ProcedureEquation(QV_ProcedureEquationType* equation, int index) {
@@ -127,6 +135,7 @@ void EmissionRecord::Variable(QV_VarParam& variable, int index) {
 }
 
 void EmissionRecord::BeginCondition(int number, const char* label, int index) {
+  ExpectClosed();
   EmittedEquation* equation = Open(index, "a condition");
   if (!equation) return;
   if (equation->condition_count == 0) equation->first_condition = static_cast<int>(conditions.size());
@@ -256,6 +265,7 @@ void ReadEquations(Instance& instance, InstanceRecord& record) {
     record.result = model->JacPattern(next, end, nullptr);
   }
   if (record.result < 0) return failed("JacPattern");
+  record.emission.ExpectClosed();
   pattern.resize(static_cast<size_t>(next - pattern.data()));
   Comparison(instance, record).Run(pattern);
 }

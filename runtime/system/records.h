@@ -86,6 +86,7 @@ class EmissionRecord final : public EmissionSink {
   void EndCondition(int index) override;
   void PatternFull(int) override { pattern_was_full = true; }
   void Clear();
+  void ExpectClosed();  // at the end: a condition left open is a fault
 
   std::vector<EmittedEquation> equations;
   std::vector<EmittedCondition> conditions;
