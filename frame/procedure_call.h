@@ -51,17 +51,16 @@ CallArgument SliceArgument(const Slice& slice);
 // Hands the arguments over in order, closed by LastArgument.
 void HandOver(const ProcedureText& text, QV_DynamicProcExtensions& procedure);
 
+// The number of indices of an array class, typed or one of the untyped bases: a model may choose among like arrays.
 template <class T>
-struct ArrayRank : std::integral_constant<int, -1> {};
-template <template <class> class Array, class T>
-  requires std::derived_from<Array<T>, QV_ArrayBase>
-struct ArrayRank<Array<T>>
-    : std::integral_constant<int, std::derived_from<Array<T>, QV_BASE_I> || std::derived_from<Array<T>, QV_BASE_S>       ? 1
-                                  : std::derived_from<Array<T>, QV_BASE_II> || std::derived_from<Array<T>, QV_BASE_IS> ||
-                                          std::derived_from<Array<T>, QV_BASE_SI> || std::derived_from<Array<T>, QV_BASE_SS>
-                                      ? 2
-                                  : std::derived_from<Array<T>, QV_BASE_SISS> ? 4
-                                                                              : 3> {};
+constexpr int kArrayRank =
+    std::derived_from<T, QV_BASE_I> || std::derived_from<T, QV_BASE_S>   ? 1
+    : std::derived_from<T, QV_BASE_II> || std::derived_from<T, QV_BASE_IS> || std::derived_from<T, QV_BASE_SI> ||
+            std::derived_from<T, QV_BASE_SS>                             ? 2
+    : std::derived_from<T, QV_BASE_III> || std::derived_from<T, QV_BASE_SII> || std::derived_from<T, QV_BASE_SIS> ||
+            std::derived_from<T, QV_BASE_SSS>                            ? 3
+    : std::derived_from<T, QV_BASE_SISS>                                 ? 4
+                                                                         : -1;
 
 // Whether an argument of type A fits type code and rank of the wrapper's table.
 template <class A>
@@ -73,7 +72,7 @@ constexpr bool Fits(int type, int dims) {
   else if constexpr (std::same_as<T, Slice>)
     return dims == 1;
   else if constexpr (std::derived_from<T, QV_ArrayBase>)
-    return dims == ArrayRank<T>::value;
+    return dims == kArrayRank<T>;
   else if constexpr (std::derived_from<T, QV_STRINGPARAMETER> || std::same_as<T, const char*> ||
                      std::derived_from<T, QV_StringSetIter>)
     return dims == 0 && type == kQvText;
