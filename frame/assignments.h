@@ -10,9 +10,10 @@
 //   }
 #pragma once
 
-#include <string>
+#include <cstdio>
 
 #include "frame/expression.h"
+#include "frame/host_allocator.h"
 
 namespace quiver::frame {
 
@@ -49,7 +50,9 @@ class Assigner {
   // The integers 1 to n, as the value of an integer set.
   template <class Target>
   void range(Target& target, int n) {
-    QV_IntSetValue values(n < 1 ? "" : ("1\":" + std::to_string(n) + "\"").c_str());
+    char text[32] = "";
+    if (n >= 1) std::snprintf(text, sizeof text, "1\":%d\"", n);
+    QV_IntSetValue values(text);
     ForTarget(target, values, [](QV_VarParam& holder) -> QV_VarParamProp& { return holder; });
   }
 
@@ -88,7 +91,8 @@ class Assigner {
       ++index_;
       WithValue(value, [&](QV_Value& v) {
         if constexpr (std::derived_from<Target, QV_ArrayBase>) {
-          for (long long i = 0; i < target.Count(); ++i) attribute(static_cast<QV_VarParam&>(target.At(i))).Assign(&v);
+          for (long long i = 0; i < target.Count(); ++i)
+            attribute(static_cast<QV_VarParam&>(target.At(i))).Assign(&v);
         } else {
           attribute(target).Assign(&v);
         }
@@ -103,8 +107,7 @@ class Assigner {
 namespace language {
 
 // Set-up tests on option texts: if (is(CHAR_EQN, "LINEAR")) ...   Letter case is ignored.
-template <class A>
-  requires(Holder<A> || Reference<A>)
+template <TextOption A>
 bool is(const A& option, const char* text) {
   if constexpr (Reference<A>)
     return is(*option, text);
@@ -151,12 +154,13 @@ double Max(QV_Set& set, Term term) {
 // The texts of all term(i), each once, in the order in which they first appear.
 template <class Term>
 QV_StrSetValue UnionFn(QV_Set& set, Term term) {
-  std::string all;
+  HostString all;
   ForEach(set, [&](std::conditional_t<std::invocable<Term, int>, int, const char*> i) {
     QV_StringSetIter element(term(i));
     while (element.Next()) {
-      const std::string value = std::string(element.Value()) + '"';
-      const bool known = all.starts_with(value) || all.find('"' + value) != std::string::npos;
+      HostString value = element.Value();
+      value += '"';
+      const bool known = all.starts_with(value) || all.find('"' + value) != HostString::npos;
       if (!known) all += value;
     }
   });

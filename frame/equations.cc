@@ -53,7 +53,8 @@ void StructureWriter::NonZeros(const Node* tree) {
       break;
     case Node::kVariable:
       if (const auto* array = dynamic_cast<const QV_ArrayBase*>(tree->variable))
-        for (long long i = 0; i < array->Count(); ++i) model_.AddNonZero(static_cast<QV_VarParam&>(array->At(i)));
+        for (long long i = 0; i < array->Count(); ++i)
+          model_.AddNonZero(static_cast<QV_VarParam&>(array->At(i)));
       else
         model_.AddNonZero(*tree->variable);
       break;
@@ -68,7 +69,7 @@ void StructureWriter::NonZeros(const Node* tree) {
   }
 }
 
-void StructureWriter::Equation(const char*, const EquationText& text, int group, const std::vector<TestedBranch>& tests,
+void StructureWriter::Equation(const char*, const EquationText& text, int group, const Tests& tests,
                                int& counter) {
   model_.SetGroupLimits(group);
   ++counter;
@@ -76,7 +77,7 @@ void StructureWriter::Equation(const char*, const EquationText& text, int group,
   for (const TestedBranch& test : tests) NonZeros(test.condition);
 }
 
-void StructureWriter::Procedure(const char*, const ProcedureText& text, int group, const std::vector<TestedBranch>& tests,
+void StructureWriter::Procedure(const char*, const ProcedureText& text, int group, const Tests& tests,
                                 int& counter) {
   const int first = counter;
   text.set_up(text, owner_, group, counter);
@@ -89,8 +90,8 @@ void EmissionWriter::Tree(const Node* tree, int equation) {
     case Node::kOperator: {
       extensions_.AddOp(static_cast<EOp>(tree->code), equation);
       for (const Node* operand = tree->operands; operand; operand = operand->next) Tree(operand, equation);
-      const bool list = tree->code == Code::kSum || tree->code == Code::kProduct || tree->code == Code::kMaxOf ||
-                        tree->code == Code::kMinOf;
+      const bool list = tree->code == Code::kSum || tree->code == Code::kProduct ||
+                        tree->code == Code::kMaxOf || tree->code == Code::kMinOf;
       if (list) extensions_.AddOp(static_cast<EOp>(Code::kEnd), equation);
       break;
     }
@@ -115,7 +116,7 @@ void EmissionWriter::Tree(const Node* tree, int equation) {
   }
 }
 
-void EmissionWriter::Tests(const std::vector<TestedBranch>& tests, int equation) {
+void EmissionWriter::Conditions(const Tests& tests, int equation) {
   for (const TestedBranch& test : tests) {
     extensions_.AddCondExpress(test.number, test.label, equation);
     Tree(test.condition, equation);
@@ -123,19 +124,19 @@ void EmissionWriter::Tests(const std::vector<TestedBranch>& tests, int equation)
   }
 }
 
-void EmissionWriter::Equation(const char* name, const EquationText& text, int group, const std::vector<TestedBranch>& tests,
+void EmissionWriter::Equation(const char* name, const EquationText& text, int group, const Tests& tests,
                               int& counter) {
   model_.AddEquation(name, counter, group);
   Tree(ResidualTree(text), counter - 1);
-  Tests(tests, counter - 1);
+  Conditions(tests, counter - 1);
 }
 
-void EmissionWriter::Procedure(const char* name, const ProcedureText& text, int group,
-                               const std::vector<TestedBranch>& tests, int& counter) {
+void EmissionWriter::Procedure(const char* name, const ProcedureText& text, int group, const Tests& tests,
+                               int& counter) {
   const int first = counter;
   if (QV_ProcedureType* procedure = text.emit(text, model_, group, pattern_, pattern_end_, counter, name))
     state_.Own(procedure);
-  for (int equation = first; equation < counter; ++equation) Tests(tests, equation);
+  for (int equation = first; equation < counter; ++equation) Conditions(tests, equation);
 }
 
 }  // namespace quiver::frame

@@ -15,10 +15,10 @@
 #pragma once
 
 #include <utility>
-#include <vector>
 
-#include "frame/expression.h"
 #include "frame/assignments.h"
+#include "frame/expression.h"
+#include "frame/host_allocator.h"
 #include "frame/procedure_call.h"
 
 namespace quiver::frame {
@@ -32,7 +32,7 @@ class ModelState {
   ~ModelState() { ReleaseProcedures(); }
 
   int first_group = 0;
-  int own_equations = 0;        // added by the model itself, without its base
+  int own_equations = 0;  // added by the model itself, without its base
   int reset_on_set_up = 0;
   long long pattern_count = 0;  // pattern entries of the last emission
 
@@ -40,23 +40,25 @@ class ModelState {
   void ReleaseProcedures();
 
  private:
-  std::vector<QV_ProcedureType*> procedures_;
+  HostVector<QV_ProcedureType*> procedures_;
 };
 
 struct TestedBranch {
-  int number;          // of the tested branches of the instance, from 1
+  int number;  // of the tested branches of the instance, from 1
   const char* label;
   Node* condition;
 };
+
+using Tests = HostVector<TestedBranch>;  // the enclosing tested branches of an equation, outermost first
 
 // One way of reading the equations.
 class EquationReader {
  public:
   virtual ~EquationReader() = default;
-  // `tests`: the enclosing tested branches, outermost first. Both advance the counter.
-  virtual void Equation(const char* name, const EquationText& text, int group, const std::vector<TestedBranch>& tests,
+  // Both advance the counter.
+  virtual void Equation(const char* name, const EquationText& text, int group, const Tests& tests,
                         int& counter) = 0;
-  virtual void Procedure(const char* name, const ProcedureText& text, int group, const std::vector<TestedBranch>& tests,
+  virtual void Procedure(const char* name, const ProcedureText& text, int group, const Tests& tests,
                          int& counter) = 0;
   virtual void CloseBranch() = 0;
 };
@@ -155,7 +157,7 @@ class Equate {
   int block_depth_ = 0;
   bool block_has_group_ = false;  // a block of branches takes its group with its first equation
   int tested_branches_ = 0;
-  std::vector<TestedBranch> tests_;
+  Tests tests_;
 };
 
 // SetUpEquations and JacPattern of a model, from its text. `base` is the result of the base class's operation.
@@ -168,8 +170,8 @@ int Emit(Model& model, QV_ModelExtensions& extensions, ModelState& state, int ba
 class StructureWriter final : public EquationReader {
  public:
   explicit StructureWriter(QV_ModelType& model);
-  void Equation(const char*, const EquationText&, int, const std::vector<TestedBranch>&, int&) override;
-  void Procedure(const char*, const ProcedureText&, int, const std::vector<TestedBranch>&, int&) override;
+  void Equation(const char*, const EquationText&, int, const Tests&, int&) override;
+  void Procedure(const char*, const ProcedureText&, int, const Tests&, int&) override;
   void CloseBranch() override { model_.AddConditional(); }
 
  private:
@@ -183,13 +185,13 @@ class EmissionWriter final : public EquationReader {
   EmissionWriter(QV_ModelType& model, QV_ModelExtensions& extensions, ModelState& state, long long*& pattern,
                  long long*& pattern_end)
       : model_(model), extensions_(extensions), state_(state), pattern_(pattern), pattern_end_(pattern_end) {}
-  void Equation(const char*, const EquationText&, int, const std::vector<TestedBranch>&, int&) override;
-  void Procedure(const char*, const ProcedureText&, int, const std::vector<TestedBranch>&, int&) override;
+  void Equation(const char*, const EquationText&, int, const Tests&, int&) override;
+  void Procedure(const char*, const ProcedureText&, int, const Tests&, int&) override;
   void CloseBranch() override {}
 
  private:
   void Tree(const Node* tree, int equation);
-  void Tests(const std::vector<TestedBranch>& tests, int equation);
+  void Conditions(const Tests& tests, int equation);
   QV_ModelType& model_;
   QV_ModelExtensions& extensions_;
   ModelState& state_;

@@ -2,9 +2,9 @@
 #include "frame/expression.h"
 
 #include <cstddef>
-#include <memory>
 #include <new>
-#include <vector>
+
+#include "frame/host_allocator.h"
 
 namespace quiver::frame {
 namespace {
@@ -12,6 +12,12 @@ namespace {
 // Blocks are kept when the arena is emptied, so that reading a thousand like models allocates once.
 class Arena {
  public:
+  Arena() = default;
+  Arena(const Arena&) = delete;
+  Arena& operator=(const Arena&) = delete;
+  ~Arena() {
+    for (const Block& block : blocks_) MyFree(block.bytes);
+  }
   void* Allocate(size_t bytes) {
     bytes = (bytes + alignof(std::max_align_t) - 1) / alignof(std::max_align_t) * alignof(std::max_align_t);
     while (block_ < blocks_.size() && used_ + bytes > blocks_[block_].size) {
@@ -20,9 +26,9 @@ class Arena {
     }
     if (block_ == blocks_.size()) {
       const size_t size = bytes > kBlock ? bytes : kBlock;
-      blocks_.push_back({std::make_unique<std::byte[]>(size), size});
+      blocks_.push_back({static_cast<std::byte*>(MyAllocate(size)), size});
     }
-    void* place = blocks_[block_].bytes.get() + used_;
+    void* place = blocks_[block_].bytes + used_;
     used_ += bytes;
     return place;
   }
@@ -31,10 +37,10 @@ class Arena {
  private:
   static constexpr size_t kBlock = 1 << 16;
   struct Block {
-    std::unique_ptr<std::byte[]> bytes;
+    std::byte* bytes;
     size_t size;
   };
-  std::vector<Block> blocks_;
+  HostVector<Block> blocks_;
   size_t block_ = 0, used_ = 0;
 };
 

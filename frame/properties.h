@@ -17,6 +17,7 @@
 #include <utility>
 
 #include "frame/assignments.h"
+#include "frame/host_allocator.h"
 #include "host/arrays.h"
 #include "host/container.h"
 #include "host/references.h"
@@ -55,9 +56,12 @@ class Row {
 template <int n>
 struct RowNames {
   explicit RowNames(const char* name) {
-    for (int i = 0; i < n; ++i) names[static_cast<size_t>(i)] = name + std::to_string(i + 1);
+    for (int i = 0; i < n; ++i) {
+      names[static_cast<size_t>(i)] = name;
+      names[static_cast<size_t>(i)] += std::to_string(i + 1).c_str();
+    }
   }
-  std::array<std::string, n> names;
+  std::array<HostString, n> names;
 };
 
 // The letter of an index set.
@@ -72,10 +76,10 @@ consteval char IndexLetter() {
 
 template <class T, char... letters>
 struct ArrayShape;
-#define QV_SHAPE(SHAPE, ...)                       \
-  template <class T>                               \
-  struct ArrayShape<T, __VA_ARGS__> {              \
-    using Type = QV_ARRAY_##SHAPE<T>;              \
+#define QV_SHAPE(SHAPE, ...)          \
+  template <class T>                  \
+  struct ArrayShape<T, __VA_ARGS__> { \
+    using Type = QV_ARRAY_##SHAPE<T>; \
   };
 QV_SHAPE(I, 'I')
 QV_SHAPE(S, 'S')
@@ -100,20 +104,24 @@ class PropertyReader {
       : purpose_(purpose), owner_(model.Enclosing() ? model.Enclosing() : &model) {}
 
   void Local(QV_Type& holder, const char* name, const char* description) const {
-    if (purpose_ == kDeclare) QV_Type::AddProperty(holder, owner_, name, description, QV_DIRECTION_NONE, false);
+    if (purpose_ == kDeclare)
+      QV_Type::AddProperty(holder, owner_, name, description, QV_DIRECTION_NONE, false);
   }
   void Global(QV_ExternalBase& holder, const char* name, const char* description) const {
-    if (purpose_ == kDeclare) QV_GlobalBase::AddProperty(holder, owner_, name, description, QV_DIRECTION_NONE, false);
+    if (purpose_ == kDeclare)
+      QV_GlobalBase::AddProperty(holder, owner_, name, description, QV_DIRECTION_NONE, false);
   }
   void External(QV_ExternalBase& holder, const char* name, const char* description) const {
-    if (purpose_ == kDeclare) QV_ExternalBase::AddProperty(holder, owner_, name, description, QV_DIRECTION_NONE, false);
+    if (purpose_ == kDeclare)
+      QV_ExternalBase::AddProperty(holder, owner_, name, description, QV_DIRECTION_NONE, false);
   }
   void Structure(QV_ExternalBase& holder, const char* name, const char* description) const {
     if (purpose_ == kDeclare)
       QV_GlobalStructureRefBase::AddProperty(holder, owner_, name, description, QV_DIRECTION_NONE, false);
   }
   void Virtual(QV_VirtualBase& holder, const char* name, const char* description) const {
-    if (purpose_ == kDeclare) QV_VirtualBase::AddProperty(holder, owner_, name, description, QV_DIRECTION_NONE, false);
+    if (purpose_ == kDeclare)
+      QV_VirtualBase::AddProperty(holder, owner_, name, description, QV_DIRECTION_NONE, false);
   }
   template <class Array, class... Sets>
   void IndexedArray(Array& array, const char* name, const char* description, Sets&... sets) const {
@@ -149,7 +157,8 @@ void ReadPropertyLines(Model& model, const PropertyReader& reader) {
 
 }  // namespace quiver::frame
 
-#define QV_LINE quiver::frame::LineNumber<__COUNTER__ - kLinesBefore - 1>, const quiver::frame::PropertyReader &reader
+#define QV_LINE \
+  quiver::frame::LineNumber<__COUNTER__ - kLinesBefore - 1>, const quiver::frame::PropertyReader& reader
 
 #define QV_LOCAL_PROPERTY(TYPE, NAME, INIT, ...) \
   TYPE NAME INIT;                                \
@@ -157,32 +166,37 @@ void ReadPropertyLines(Model& model, const PropertyReader& reader) {
 #define QV_REFERENCE_PROPERTY(KIND, HOLDER, NAME, ...) \
   HOLDER NAME;                                         \
   void PropertyLine(QV_LINE) { reader.KIND(NAME, #NAME, quiver::frame::Description(__VA_ARGS__)); }
-#define QV_ONE {true}
-#define QV_OWN {true, this}
+#define QV_ONE \
+  { true }
+#define QV_OWN \
+  { true, this }
 
 #define GLOBAL(NAME, ...) QV_REFERENCE_PROPERTY(Global, QV_External<QV_REALPARAMETER>, NAME, __VA_ARGS__)
 #define GLOBAL_OF(TYPE, NAME, ...) QV_REFERENCE_PROPERTY(Global, QV_External<TYPE>, NAME, __VA_ARGS__)
 #define EXTERNAL(TYPE, NAME, ...) QV_REFERENCE_PROPERTY(External, QV_External<TYPE>, NAME, __VA_ARGS__)
-#define STRUCTURE_REFERENCE(TYPE, NAME, ...) QV_REFERENCE_PROPERTY(Structure, QV_External<TYPE>, NAME, __VA_ARGS__)
+#define STRUCTURE_REFERENCE(TYPE, NAME, ...) \
+  QV_REFERENCE_PROPERTY(Structure, QV_External<TYPE>, NAME, __VA_ARGS__)
 #define VIRTUAL(TYPE, NAME, ...) QV_REFERENCE_PROPERTY(Virtual, QV_Virtual<TYPE>, NAME, __VA_ARGS__)
 #define PARAMETER(TYPE, NAME, ...) QV_LOCAL_PROPERTY(TYPE, NAME, QV_ONE, __VA_ARGS__)
 #define VARIABLE(TYPE, NAME, ...) QV_LOCAL_PROPERTY(TYPE, NAME, QV_ONE, __VA_ARGS__)
 #define SET(TYPE, NAME, ...) QV_LOCAL_PROPERTY(TYPE, NAME, QV_ONE, __VA_ARGS__)
 #define SUBMODEL(TYPE, NAME, ...) QV_LOCAL_PROPERTY(TYPE, NAME, QV_OWN, __VA_ARGS__)
 #define PORT(TYPE, NAME, ...) QV_LOCAL_PROPERTY(TYPE, NAME, QV_OWN, __VA_ARGS__)
-#define ROW(TYPE, COUNT, NAME, ...)                                                       \
-  quiver::frame::Row<TYPE, COUNT> NAME;                                                   \
-  void PropertyLine(QV_LINE) {                                                            \
-    static const quiver::frame::RowNames<COUNT> names(#NAME);                             \
-    reader.RowOf(NAME, names, quiver::frame::Description(__VA_ARGS__));                   \
+#define ROW(TYPE, COUNT, NAME, ...)                                     \
+  quiver::frame::Row<TYPE, COUNT> NAME;                                 \
+  void PropertyLine(QV_LINE) {                                          \
+    static const quiver::frame::RowNames<COUNT> names(#NAME);           \
+    reader.RowOf(NAME, names, quiver::frame::Description(__VA_ARGS__)); \
   }
 #define OVER(...) __VA_ARGS__
-#define ARRAY(TYPE, NAME, SETS, ...)                                                                      \
-  decltype(quiver::frame::ShapeOver<TYPE>(SETS)) NAME;                                                    \
-  void PropertyLine(QV_LINE) { reader.IndexedArray(NAME, #NAME, quiver::frame::Description(__VA_ARGS__), SETS); }
-#define ARRAY_ROW(TYPE, COUNT, NAME, SETS, ...)                                                           \
-  quiver::frame::Row<decltype(quiver::frame::ShapeOver<TYPE>(SETS)), COUNT> NAME;                         \
-  void PropertyLine(QV_LINE) {                                                                            \
-    static const quiver::frame::RowNames<COUNT> names(#NAME);                                             \
-    reader.RowOf(NAME, names, quiver::frame::Description(__VA_ARGS__), SETS);                             \
+#define ARRAY(TYPE, NAME, SETS, ...)                                                 \
+  decltype(quiver::frame::ShapeOver<TYPE>(SETS)) NAME;                               \
+  void PropertyLine(QV_LINE) {                                                       \
+    reader.IndexedArray(NAME, #NAME, quiver::frame::Description(__VA_ARGS__), SETS); \
+  }
+#define ARRAY_ROW(TYPE, COUNT, NAME, SETS, ...)                                   \
+  quiver::frame::Row<decltype(quiver::frame::ShapeOver<TYPE>(SETS)), COUNT> NAME; \
+  void PropertyLine(QV_LINE) {                                                    \
+    static const quiver::frame::RowNames<COUNT> names(#NAME);                     \
+    reader.RowOf(NAME, names, quiver::frame::Description(__VA_ARGS__), SETS);     \
   }
