@@ -83,8 +83,32 @@ template <class T>
 concept Literal = std::same_as<std::remove_cvref_t<T>, double> || std::same_as<std::remove_cvref_t<T>, int>;
 template <class T>
 concept Iterator = std::derived_from<std::remove_cvref_t<T>, QV_SetIter>;
+
+// What has a value in an expression: not texts, sets or sub-models, nor arrays of them.
 template <class T>
-concept Symbol = Holder<T> || Reference<T> || std::same_as<std::remove_cvref_t<T>, Expr> || Iterator<T>;
+consteval bool HasNumber() {
+  using U = std::remove_cvref_t<T>;
+  if constexpr (Reference<U>)
+    return HasNumber<typename U::Held>();
+  else if constexpr (std::derived_from<U, QV_ArrayBase> && requires { typename U::Element; })
+    return HasNumber<typename U::Element>();
+  else
+    return Holder<U> && !std::derived_from<U, QV_STRINGPARAMETER> && !std::derived_from<U, QV_INTEGERSET> &&
+           !std::derived_from<U, QV_STRINGSET> && !std::derived_from<U, QV_COMPONENTLISTNAME>;
+}
+template <class T>
+consteval bool HasText() {
+  using U = std::remove_cvref_t<T>;
+  if constexpr (Reference<U>)
+    return HasText<typename U::Held>();
+  else
+    return std::derived_from<U, QV_STRINGPARAMETER>;
+}
+template <class T>
+concept TextOption = HasText<T>();
+
+template <class T>
+concept Symbol = HasNumber<T>() || std::same_as<std::remove_cvref_t<T>, Expr> || Iterator<T>;
 template <class T>
 concept Operand = Symbol<T> || Literal<T>;
 template <class A, class B>
@@ -218,21 +242,31 @@ inline Condition operator||(Condition a, Condition b) {
 }
 
 // Tests on texts that the host decides; the literal comes first in the stream.
-template <class A>
-  requires(Holder<A> || Reference<A>)
-Condition same(const A& option, const char* text) {
-  return Condition(OperatorNode(Code::kEqual, TextNode(text), ToNode(option)));
+template <TextOption A>
+Node* OptionNode(const A& option) {
+  if constexpr (Reference<A>)
+    return VariableNode(*option);
+  else
+    return VariableNode(option);
 }
-template <class A>
-  requires(Holder<A> || Reference<A>)
+template <TextOption A>
+Condition same(const A& option, const char* text) {
+  return Condition(OperatorNode(Code::kEqual, TextNode(text), OptionNode(option)));
+}
+template <TextOption A>
 Condition differs(const A& option, const char* text) {
-  return Condition(OperatorNode(Code::kNotEqual, TextNode(text), ToNode(option)));
+  return Condition(OperatorNode(Code::kNotEqual, TextNode(text), OptionNode(option)));
 }
 
 template <class A, class B>
   requires Operands<A, B>
 EquationText operator==(const A& left, const B& right) {
   return {ToNode(left), ToNode(right)};
+}
+template <TextOption A, class B>
+  requires(TextOption<B> || Operand<B> || std::convertible_to<B, const char*>)
+void operator==(const A&, const B&) {
+  static_assert(sizeof(A) == 0, "a text has no value: is(OPTION, TEXT) tests it at set-up, same(OPTION, TEXT) in a condition");
 }
 
 }  // namespace language
