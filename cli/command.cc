@@ -21,7 +21,8 @@ CaseFile DirectModel::Case() const {
   CaseBlock block;
   block.name = model;
   block.model = model;
-  const auto read = [](const std::vector<std::string>& texts, const char* option, std::vector<Assignment>& into) {
+  const auto read = [](const std::vector<std::string>& texts, const char* option,
+                       std::vector<Assignment>& into) {
     for (const std::string& text : texts) into.push_back(ReadAssignment(text, option));
   };
   read(set, "--set", block.set);
@@ -42,15 +43,39 @@ CaseFile DirectModel::Case() const {
 
 void AddDirectOptions(CLI::App& command, DirectModel& direct, bool solving) {
   const auto one_each = [](CLI::Option* option) {
-    option->type_name("NAME=VALUE")->take_all()->expected(1)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    option->type_name("NAME=VALUE")
+        ->take_all()
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
   };
-  one_each(command.add_option("--set", direct.set, "Option or parameter, read before set-up; a unit may follow the number"));
+  one_each(command.add_option("--set", direct.set,
+                              "Option or parameter, read before set-up; a unit may follow the number"));
   one_each(command.add_option("--global", direct.globals, "Value of a global parameter"));
   if (solving) {
-    one_each(command.add_option("--fix", direct.fix, "Variable with a given value, such as \"P_DROP=6 bar\""));
+    one_each(
+        command.add_option("--fix", direct.fix, "Variable with a given value, such as \"P_DROP=6 bar\""));
     one_each(command.add_option("--guess", direct.guess, "Value that a computed variable starts from"));
   }
-  command.add_option("--components", direct.components, "Names of the components, separated by commas")->type_name("A,B");
+  command.add_option("--components", direct.components, "Names of the components, separated by commas")
+      ->type_name("A,B");
+}
+
+void AddModelCommand(CLI::App& program, const ProgramOptions& options, Run& run, const char* name,
+                     const char* about, PrintModel print) {
+  CLI::App* command = program.add_subcommand(name, about);
+  const auto direct = std::make_shared<DirectModel>();
+  const auto json = std::make_shared<bool>(false);
+  command->add_option("MODEL", direct->model, "Name of the model")->required();
+  AddDirectOptions(*command, *direct, false);
+  command->add_flag("--json", *json, "One JSON document on standard output");
+  command->callback([=, &options, &run] {
+    run = [=, &options] {
+      const ModelLibrary& library = options.Libraries();
+      CaseRun built(library, direct->Case(), false);
+      print(built, *library.Find(direct->model), *json);
+      return 0;
+    };
+  });
 }
 
 bool ColourWanted() {

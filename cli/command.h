@@ -8,8 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "runtime/io/case_file.h"
+#include "runtime/cases/case_run.h"
 #include "runtime/cases/installation.h"
+#include "runtime/io/case_file.h"
 
 namespace CLI {
 class App;
@@ -22,9 +23,7 @@ struct ProgramOptions {
   std::string model_library;
   std::vector<std::string> routine_folders;
 
-  const ModelLibrary& Libraries() const {
-    return UseLibraries({model_library, routine_folders});
-  }
+  const ModelLibrary& Libraries() const { return UseLibraries({model_library, routine_folders}); }
 };
 
 using Run = std::function<int()>;
@@ -47,10 +46,15 @@ struct DirectModel {
 };
 void AddDirectOptions(CLI::App& command, DirectModel& direct, bool solving);
 
+// A command on one model: builds the instance and hands it to the printer.
+using PrintModel = std::function<void(CaseRun& built, const QV_ModelRow& model, bool json)>;
+void AddModelCommand(CLI::App& program, const ProgramOptions& options, Run& run, const char* name,
+                     const char* about, PrintModel print);
+
 // ---- Output.
-bool ColourWanted();                 // standard output is a terminal and the user has not asked for none
+bool ColourWanted();  // standard output is a terminal and the user has not asked for none
 std::string Bold(const std::string& text);
-std::string Number(double value);    // for people: at most seven digits
+std::string Number(double value);  // for people: at most seven digits
 // Columns padded to the widest entry; numbers to the right where `right` says so.
 std::string Table(const std::vector<std::vector<std::string>>& rows, const std::vector<bool>& right);
 

@@ -2,8 +2,6 @@
 // quiver equations MODEL: the equations as set up and emitted.
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
-
 #include "cli/command.h"
 #include "cli/json_output.h"
 #include "runtime/cases/case_run.h"
@@ -13,11 +11,16 @@ namespace {
 
 Json TokenJson(const TokenDescription& token) {
   switch (token.kind) {
-    case StreamToken::kOperator: return {{"op", token.code}};
-    case StreamToken::kVariable: return {{"var", token.text}};
-    case StreamToken::kReal: return {{"real", token.real}};
-    case StreamToken::kInteger: return {{"int", token.integer}};
-    case StreamToken::kText: return {{"text", token.text}};
+    case StreamToken::kOperator:
+      return {{"op", token.code}};
+    case StreamToken::kVariable:
+      return {{"var", token.text}};
+    case StreamToken::kReal:
+      return {{"real", token.real}};
+    case StreamToken::kInteger:
+      return {{"int", token.integer}};
+    case StreamToken::kText:
+      return {{"text", token.text}};
   }
   return nullptr;
 }
@@ -32,7 +35,9 @@ Json TokensJson(const std::vector<TokenDescription>& tokens) {
 Json ConditionJson(const std::vector<ConditionDescription>& conditions, size_t k) {
   if (k >= conditions.size()) return nullptr;
   const ConditionDescription& c = conditions[k];
-  Json one = {{"label", c.otherwise ? Json(nullptr) : Json(c.label)}, {"branch", c.branch}, {"tokens", TokensJson(c.tokens)}};
+  Json one = {{"label", c.otherwise ? Json(nullptr) : Json(c.label)},
+              {"branch", c.branch},
+              {"tokens", TokensJson(c.tokens)}};
   if (k + 1 < conditions.size()) one["outer"] = ConditionJson(conditions, k + 1);
   return one;
 }
@@ -48,9 +53,10 @@ Json EquationJson(const EquationDescription& e) {
     one["procedure"] = e.procedure;
     one["inputs"] = Json::array();
     for (const TokenDescription& input : e.inputs)
-      one["inputs"].push_back(input.kind == StreamToken::kVariable || input.kind == StreamToken::kText ? Json(input.text)
-                              : input.kind == StreamToken::kReal                                       ? Json(input.real)
-                                                                                                       : Json(input.integer));
+      one["inputs"].push_back(input.kind == StreamToken::kVariable || input.kind == StreamToken::kText
+                                  ? Json(input.text)
+                              : input.kind == StreamToken::kReal ? Json(input.real)
+                                                                 : Json(input.integer));
     one["output"] = e.output;
   }
   one["condition"] = ConditionJson(e.conditions, 0);
@@ -67,42 +73,37 @@ void PrintFormulas(const QV_ModelRow& model, const EquationsDescription& all) {
   for (const EquationDescription& e : all.equations) {
     std::vector<std::string> conditions;
     for (auto c = e.conditions.rbegin(); c != e.conditions.rend(); ++c)
-      conditions.push_back(c->otherwise ? "otherwise:" : fmt::format("{} ({}):", c->branch ? "or if " + FormulaOf(*c)
-                                                                                           : "if " + FormulaOf(*c), c->label));
+      conditions.push_back(
+          c->otherwise ? "otherwise:"
+                       : fmt::format("{} ({}):", c->branch ? "or if " + FormulaOf(*c) : "if " + FormulaOf(*c),
+                                     c->label));
     size_t same = 0;
-    while (e.group == open_group && same < conditions.size() && same < open.size() && conditions[same] == open[same]) ++same;
+    while (e.group == open_group && same < conditions.size() && same < open.size() &&
+           conditions[same] == open[same])
+      ++same;
     for (size_t k = same; k < conditions.size(); ++k) fmt::print("{:{}}{}\n", "", 2 * k + 9, conditions[k]);
     open = conditions;
     open_group = e.group;
-    fmt::print("{:>4}  {:{}}   {:<{}}  {}\n", e.index, "", 2 * conditions.size(), e.name, name_width, FormulaOf(e));
+    fmt::print("{:>4}  {:{}}   {:<{}}  {}\n", e.index, "", 2 * conditions.size(), e.name, name_width,
+               FormulaOf(e));
   }
 }
 
 }  // namespace
 
 void AddEquationsCommand(CLI::App& program, const ProgramOptions& options, Run& run) {
-  CLI::App* command = program.add_subcommand("equations", "A model's equations, as set up and emitted");
-  const auto direct = std::make_shared<DirectModel>();
-  const auto json = std::make_shared<bool>(false);
-  command->add_option("MODEL", direct->model, "Name of the model")->required();
-  AddDirectOptions(*command, *direct, false);
-  command->add_flag("--json", *json, "One JSON document on standard output");
-  command->callback([=, &options, &run] {
-    run = [=, &options] {
-      const ModelLibrary& library = options.Libraries();
-      CaseRun built(library, direct->Case(), false);
-      const QV_ModelRow& row = *library.Find(direct->model);
-      const EquationsDescription all = DescribeEquations(*built.flowsheet().blocks().front());
-      if (!*json) {
-        PrintFormulas(row, all);
-        return 0;
-      }
-      Json document = {{"model", row.name}, {"identity", row.identity}, {"count", all.count}, {"equations", Json::array()}};
-      for (const EquationDescription& equation : all.equations) document["equations"].push_back(EquationJson(equation));
-      Print(document);
-      return 0;
-    };
-  });
+  AddModelCommand(program, options, run, "equations", "A model's equations, as set up and emitted",
+                  [](CaseRun& built, const QV_ModelRow& model, bool json) {
+                    const EquationsDescription all = DescribeEquations(*built.flowsheet().blocks().front());
+                    if (!json) return PrintFormulas(model, all);
+                    Json document = {{"model", model.name},
+                                     {"identity", model.identity},
+                                     {"count", all.count},
+                                     {"equations", Json::array()}};
+                    for (const EquationDescription& equation : all.equations)
+                      document["equations"].push_back(EquationJson(equation));
+                    Print(document);
+                  });
 }
 
 }  // namespace quiver

@@ -13,8 +13,10 @@ int main(int argc, char** argv) {
   quiver::Run run;
   program.set_version_flag("--version", std::string("quiver ") + quiver::Version());
   program.require_subcommand(1);
-  program.add_option("--library", options.model_library, "Another model library than the one installed")->type_name("FILE");
-  program.add_option("--routines", options.routine_folders, "Folder of routine libraries, searched first")->type_name("DIR");
+  program.add_option("--library", options.model_library, "Another model library than the one installed")
+      ->type_name("FILE");
+  program.add_option("--routines", options.routine_folders, "Folder of routine libraries, searched first")
+      ->type_name("DIR");
   quiver::AddListCommand(program, options, run);
   quiver::AddShowCommand(program, options, run);
   quiver::AddEquationsCommand(program, options, run);

@@ -17,7 +17,9 @@ namespace {
 
 double ReadQuantity(const std::string& text, const char* option, const char* unit) {
   const auto quantity = SplitQuantity(text);
-  if (!quantity) throw Error(fmt::format("{} {}: not a number with a unit, such as \"300 K\" or \"5 bar\".", option, text));
+  if (!quantity)
+    throw Error(
+        fmt::format("{} {}: not a number with a unit, such as \"300 K\" or \"5 bar\".", option, text));
   return quantity->unit.empty() ? quantity->value : ConvertUnit(quantity->value, quantity->unit, unit);
 }
 
@@ -47,8 +49,9 @@ std::vector<double> ReadFractions(const std::string& text, size_t count) {
 }
 
 Json TableJson(const PropertyTable& table) {
-  Json document = {{"T", table.temperature_celsius}, {"P", table.pressure_bar}, {"components", table.components},
-                   {"z", table.feed},                {"phases", Json::array()}, {"enthalpy", table.enthalpy},
+  Json document = {{"T", table.temperature_celsius}, {"P", table.pressure_bar},
+                   {"components", table.components}, {"z", table.feed},
+                   {"phases", Json::array()},        {"enthalpy", table.enthalpy},
                    {"entropy", table.entropy},       {"notes", table.notes}};
   for (size_t k = 0; k < table.phases.size(); ++k) {
     Json phase = {{"phase", table.phases[k]}, {"composition", table.compositions[k]}};
@@ -64,7 +67,8 @@ Json TableJson(const PropertyTable& table) {
 }  // namespace
 
 void AddPropsCommand(CLI::App& program, const ProgramOptions&, Run& run) {
-  CLI::App* command = program.add_subcommand("props", "Physical properties of a mixture, with the phases found");
+  CLI::App* command =
+      program.add_subcommand("props", "Physical properties of a mixture, with the phases found");
   struct Request {
     std::string components, temperature, pressure, fractions;
     bool json = false;
@@ -75,7 +79,8 @@ void AddPropsCommand(CLI::App& program, const ProgramOptions&, Run& run) {
       ->required();
   command->add_option("--T", request->temperature, "Temperature, in C unless a unit follows")->required();
   command->add_option("--P", request->pressure, "Pressure, in bar unless a unit follows")->required();
-  command->add_option("--z", request->fractions, "Mole fractions; equal ones when left out")->type_name("X,Y");
+  command->add_option("--z", request->fractions, "Mole fractions; equal ones when left out")
+      ->type_name("X,Y");
   command->add_flag("--json", request->json, "One JSON document on standard output");
   command->callback([=, &run] {
     run = [=] {

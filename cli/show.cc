@@ -2,7 +2,6 @@
 // quiver show MODEL: the properties in declaration order, with dimensions and defaults after assignments.
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <cmath>
 
 #include "cli/command.h"
@@ -52,8 +51,10 @@ std::string ValueText(const PropertyDescription& d) {
   const size_t shown = std::min<size_t>(d.values.size(), 4);
   for (size_t i = 0; i < shown; ++i) {
     const Json value = ToJson(d.values[i]);
-    std::string one = value.is_null() ? "-" : value.is_number_float() ? Number(value.get<double>())
-                      : value.is_string() ? value.get<std::string>() : value.dump();
+    std::string one = value.is_null()           ? "-"
+                      : value.is_number_float() ? Number(value.get<double>())
+                      : value.is_string()       ? value.get<std::string>()
+                                                : value.dump();
     text += (i ? ", " : "") + one;
   }
   return text + (shown < d.values.size() ? ", ..." : "");
@@ -61,12 +62,14 @@ std::string ValueText(const PropertyDescription& d) {
 
 void PrintTable(const QV_ModelRow& model, const std::vector<PropertyDescription>& properties) {
   fmt::print("{}\n\n", Bold(model.name));
-  std::vector<std::vector<std::string>> rows = {{"property", "kind", "type", "value", "unit", "given", "description"}};
+  std::vector<std::vector<std::string>> rows = {
+      {"property", "kind", "type", "value", "unit", "given", "description"}};
   for (const PropertyDescription& d : properties) {
     std::string name = d.name;
     if (d.array) name += fmt::format("[{}]", fmt::join(d.dims, ","));
     const bool given = !d.specs.empty() && d.specs.front() == QV_SPEC_GIVEN;
-    rows.push_back({name, d.kind, d.type, ValueText(d), d.unit, given ? "yes" : "", d.description ? d.description : ""});
+    rows.push_back(
+        {name, d.kind, d.type, ValueText(d), d.unit, given ? "yes" : "", d.description ? d.description : ""});
   }
   fmt::print("{}", Table(rows, {false, false, false, true, false, false, false}));
   if (properties.empty()) fmt::print("This type exists by name and declares nothing.\n");
@@ -75,28 +78,16 @@ void PrintTable(const QV_ModelRow& model, const std::vector<PropertyDescription>
 }  // namespace
 
 void AddShowCommand(CLI::App& program, const ProgramOptions& options, Run& run) {
-  CLI::App* command = program.add_subcommand("show", "A model's properties, with dimensions and defaults");
-  const auto direct = std::make_shared<DirectModel>();
-  const auto json = std::make_shared<bool>(false);
-  command->add_option("MODEL", direct->model, "Name of the model")->required();
-  AddDirectOptions(*command, *direct, false);
-  command->add_flag("--json", *json, "One JSON document on standard output");
-  command->callback([=, &options, &run] {
-    run = [=, &options] {
-      const ModelLibrary& library = options.Libraries();
-      CaseRun built(library, direct->Case(), false);
-      const QV_ModelRow& row = *library.Find(direct->model);
-      const std::vector<PropertyDescription> properties = DescribeProperties(*built.flowsheet().blocks().front());
-      if (!*json) {
-        PrintTable(row, properties);
-        return 0;
-      }
-      Json document = {{"model", row.name}, {"identity", row.identity}, {"properties", Json::array()}};
-      for (const PropertyDescription& property : properties) document["properties"].push_back(PropertyJson(property));
-      Print(document);
-      return 0;
-    };
-  });
+  AddModelCommand(
+      program, options, run, "show", "A model's properties, with dimensions and defaults",
+      [](CaseRun& built, const QV_ModelRow& model, bool json) {
+        const auto properties = DescribeProperties(*built.flowsheet().blocks().front());
+        if (!json) return PrintTable(model, properties);
+        Json document = {{"model", model.name}, {"identity", model.identity}, {"properties", Json::array()}};
+        for (const PropertyDescription& property : properties)
+          document["properties"].push_back(PropertyJson(property));
+        Print(document);
+      });
 }
 
 }  // namespace quiver
