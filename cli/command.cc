@@ -23,7 +23,11 @@ CaseFile DirectModel::Case() const {
   block.model = model;
   const auto read = [](const std::vector<std::string>& texts, const char* option,
                        std::vector<Assignment>& into) {
-    for (const std::string& text : texts) into.push_back(ReadAssignment(text, option));
+    for (const std::string& text : texts) {
+      into.push_back(ReadAssignment(text, option));
+      // A place within an argument helps nobody: the model and the name do.
+      into.back().location = into.back().value.location = {};
+    }
   };
   read(set, "--set", block.set);
   read(fix, "--fix", block.fix);
