@@ -35,6 +35,7 @@ Instance& Flowsheet::AddBlock(const std::string& name, QV_ModelType* object) {
   const size_t structures = scope_.structures.size();
   Instance& instance = ConstructInstance(scope_, *object, nullptr, name.c_str());
   blocks_.push_back(&instance);
+  by_name_[UpperCase(name)] = &instance;
   std::vector<Instance*> all;
   Collect(instance, all);
   for (size_t i = structures; i < scope_.structures.size(); ++i) Collect(*scope_.structures[i], all);
@@ -93,9 +94,8 @@ std::vector<Instance*> Flowsheet::Instances() const {
 }
 
 Instance* Flowsheet::FindBlock(std::string_view name) const {
-  for (Instance* block : blocks_)
-    if (EqualIgnoringCase(block->name, name)) return block;
-  return nullptr;
+  const auto found = by_name_.find(UpperCase(name));
+  return found == by_name_.end() ? nullptr : found->second;
 }
 
 void Flowsheet::ThrowFaults() const {

@@ -12,6 +12,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "runtime/contract/instance.h"
@@ -58,6 +59,7 @@ class Flowsheet {
   std::vector<std::string> components_;
   std::vector<QV_ModelType*> objects_;  // one reference each
   std::vector<Instance*> blocks_;       // parallel to objects_
+  std::unordered_map<std::string, Instance*> by_name_;  // upper case
 };
 
 }  // namespace quiver
