@@ -104,8 +104,8 @@ consteval bool HasText() {
   else
     return std::derived_from<U, QV_STRINGPARAMETER>;
 }
-template <class T>
-concept TextOption = HasText<T>();
+template <class T>  // a plain QV_VarParam may hold a text
+concept TextOption = HasText<T>() || std::same_as<std::remove_cvref_t<T>, QV_VarParam>;
 
 template <class T>
 concept Symbol = HasNumber<T>() || std::same_as<std::remove_cvref_t<T>, Expr> || Iterator<T>;
@@ -263,8 +263,8 @@ template <class A, class B>
 EquationText operator==(const A& left, const B& right) {
   return {ToNode(left), ToNode(right)};
 }
-template <TextOption A, class B>
-  requires(TextOption<B> || Operand<B> || std::convertible_to<B, const char*>)
+template <class A, class B>
+  requires(HasText<A>() && (HasText<B>() || Operand<B> || std::convertible_to<B, const char*>))
 void operator==(const A&, const B&) {
   static_assert(sizeof(A) == 0, "a text has no value: is(OPTION, TEXT) tests it at set-up, same(OPTION, TEXT) in a condition");
 }
