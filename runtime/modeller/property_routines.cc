@@ -11,6 +11,7 @@
 #include "runtime/contract/procedure_fault.h"
 #include "runtime/contract/scope.h"
 #include "runtime/contract/set_storage.h"
+#include "runtime/modeller/phase_models.h"
 #include "runtime/properties/property_error.h"
 
 namespace quiver {
@@ -184,6 +185,7 @@ void RegisterPropertyRoutines(RoutineLibraries& routines) {
       {"ZX40RM_pvisc_vap", &Routine<Viscosity<kVapour>>},
   };
   for (const auto& row : rows) routines.RegisterBuiltIn("Properties", row.routine, row.address);
+  RegisterPhaseRoutines(routines);
 }
 
 }  // namespace quiver
