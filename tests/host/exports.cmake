@@ -1,0 +1,16 @@
+# SPDX-License-Identifier: Apache-2.0
+# Counts the plain names that the model library exports: cmake -DNM=nm -DLIBRARY=... -P exports.cmake
+execute_process(COMMAND ${NM} -D --defined-only ${LIBRARY} OUTPUT_VARIABLE symbols COMMAND_ERROR_IS_FATAL ANY)
+string(REPLACE "\n" ";" symbols "${symbols}")
+set(counted 0)
+foreach(symbol IN LISTS symbols)
+  string(REGEX REPLACE "^[0-9a-f]+ " "" symbol "${symbol}")
+  if(symbol MATCHES "^T [A-Z][A-Z0-9_]*(Factory|PropertyInfo)$" OR symbol MATCHES "^[RDV] _Compatibility[A-Z][A-Z0-9_]*$")
+    math(EXPR counted "${counted} + 1")
+  elseif(symbol AND NOT symbol MATCHES "^[A-Za-z] _Z|^[A-Za-z] (_init|_fini|__asan|__odr_asan|__ubsan|__sancov|__lsan)")
+    message(SEND_ERROR "exported by accident: ${symbol}")
+  endif()
+endforeach()
+if(NOT counted EQUAL 237)
+  message(SEND_ERROR "${counted} exports instead of 237 (79 types, three each)")
+endif()
