@@ -37,12 +37,12 @@ struct QV_ASSIGNED : QV_ASSIGNED_BASE {
   SET(QV_INTEGERSET, PLACES)
   ARRAY(SPY, V, OVER(PLACES))
   void Assignments(Assigner& set) {
-    set(A, 1.5);                                   // 1
-    set(B, 2);                                     // 2
-    if (is(OPT, "yes")) set(A, B);                 // 3 when chosen
+    set(A, 1.5);                    // 1
+    set(B, 2);                      // 2
+    if (is(OPT, "yes")) set(A, B);  // 3 when chosen
     if (is(OPT, "Neither")) set(A, 99.0);
-    set.range(PLACES, N.IntegerValue());           // next
-    set(V, 1.0 / 4);                               // next, the same for every element
+    set.range(PLACES, N.IntegerValue());  // next
+    set(V, 1.0 / 4);                      // next, the same for every element
     set.spec(B, QV_SPEC_GIVEN);
     set.upper(V, 10);
     set.lower(A, -1.5);
@@ -84,7 +84,8 @@ TEST(Assignments, SizeArraysUntilNothingChanges) {
     if (model.V.Count() == 3) TestSheet::Give(model.V(2), 0.75);  // an element that the first round brings
   });
   EXPECT_EQ(rounds, 2);
-  EXPECT_THAT((std::vector{model.V(1).RealValue(), model.V(2).RealValue(), model.V(3).RealValue()}), ElementsAre(0.25, 0.75, 0.25));
+  EXPECT_THAT((std::vector{model.V(1).RealValue(), model.V(2).RealValue(), model.V(3).RealValue()}),
+              ElementsAre(0.25, 0.75, 0.25));
   EXPECT_THAT(sheet.faults(), testing::IsEmpty());
 
   rounds = 0;
@@ -127,7 +128,8 @@ TEST(SetHelpers, AddMultiplyCompareAndJoin) {
   auto& m = sheet.Add<QV_HELPERS>("m");
   sheet.Size();
   EXPECT_EQ(m.TOTAL.RealValue(), -6 + 100 * -6 + 1000 * -1);
-  EXPECT_EQ(std::get<std::vector<std::string>>(ValueOf(m.ALL)), (std::vector<std::string>{"b", "a", "ab", "c"}));
+  EXPECT_EQ(std::get<std::vector<std::string>>(ValueOf(m.ALL)),
+            (std::vector<std::string>{"b", "a", "ab", "c"}));
   const auto length = [](const char* text) { return static_cast<double>(std::strlen(text)); };
   EXPECT_EQ(Sigma(*m.KINDS, length), 3.0);
   EXPECT_EQ(Max(*m.KINDS, length), 2.0);
@@ -164,7 +166,8 @@ struct QV_FRAGILE_MODEL : QV_GENERICMODEL {
   PARAMETER(FRAGILE, C)
 };
 TEST(Construction, ThatFailsTakesDownWhatItBuiltInReverse) {
-  const std::vector<std::string> taken_down[] = {{}, {"1"}, {"2", "1"}, {"3", "2", "1"}, {"4", "3", "2", "1"}};
+  const std::vector<std::string> taken_down[] = {
+      {}, {"1"}, {"2", "1"}, {"3", "2", "1"}, {"4", "3", "2", "1"}};
   for (int at = 1; at <= 5; ++at) {
     built = 0;
     fails_at = at;

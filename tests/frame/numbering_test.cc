@@ -24,16 +24,17 @@ struct QV_NUMBERS : QV_GENERICMODEL {
     const auto one = [&](const char* name) { eq(name, X + Y == Z); };
     one("0/1 ");
     eq("call", outputs(Y, Z) == TSPLIT(X));  // 1, 2
-    eq.given("A", X < 1, [&] {
-        one("3/3 A@0");
-        one("4/3 A@0");
-      }).orGiven("B", X < 2, [&] {
-        one("3/3 B@1");
-      }).otherwise([&] {
-        one("3/3 !@2");
-        eq("call", outputs(Y, Z) == TSPLIT(X));  // 4, 5
-        one("6/3 !@2");
-      });
+    eq.given("A", X < 1,
+             [&] {
+               one("3/3 A@0");
+               one("4/3 A@0");
+             })
+        .orGiven("B", X < 2, [&] { one("3/3 B@1"); })
+        .otherwise([&] {
+          one("3/3 !@2");
+          eq("call", outputs(Y, Z) == TSPLIT(X));  // 4, 5
+          one("6/3 !@2");
+        });
     one("7/4 ");
     eq.given("C", X > 1, [&] {
         one("8/5 C@0");
@@ -43,15 +44,15 @@ struct QV_NUMBERS : QV_GENERICMODEL {
           }).otherwise([&] { one("9/5 C@0>!@1"); });
         one("12/5 C@0");
       }).otherwise([&] {
-        one("8/5 !@1");
-        eq.given("E", X > Y, [&] { one("9/5 !@1>E@0"); }).otherwise([&] {
-          eq.given("F", X > Z, [&] {
-              one("9/5 !@1>!@1>F@0");
-              one("10/5 !@1>!@1>F@0");
-            }).otherwise([&] { one("9/5 !@1>!@1>!@1"); });
-        });
-        one("11/5 !@1");
+      one("8/5 !@1");
+      eq.given("E", X > Y, [&] { one("9/5 !@1>E@0"); }).otherwise([&] {
+        eq.given("F", X > Z, [&] {
+            one("9/5 !@1>!@1>F@0");
+            one("10/5 !@1>!@1>F@0");
+          }).otherwise([&] { one("9/5 !@1>!@1>!@1"); });
       });
+      one("11/5 !@1");
+    });
     eq.given("H", X > 9, [] {}).otherwise([] {});  // nothing in it: no group either
     eq.given("I", X < 9, [&] {
       eq.when(is(OPT, "Yes"), [&] { one("13/6 I@0"); }).otherwise([&] {
@@ -116,8 +117,9 @@ TEST_F(Numbering, IsTheSameAtASecondSetUp) {
     const auto [place, added] = numbers.emplace(condition.label, condition.number);
     EXPECT_EQ(place->second, condition.number) << condition.label;
   }
-  EXPECT_THAT(numbers, ElementsAre(testing::Pair("A", 1), testing::Pair("B", 2), testing::Pair("C", 3), testing::Pair("D", 4),
-                                   testing::Pair("E", 5), testing::Pair("F", 6), testing::Pair("I", 8)));
+  EXPECT_THAT(numbers, ElementsAre(testing::Pair("A", 1), testing::Pair("B", 2), testing::Pair("C", 3),
+                                   testing::Pair("D", 4), testing::Pair("E", 5), testing::Pair("F", 6),
+                                   testing::Pair("I", 8)));
   EXPECT_THAT(sheet.faults(), testing::IsEmpty());
 }
 
@@ -155,7 +157,8 @@ TEST(Bases, CountFirst) {
   TestSheet sheet;
   auto& model = sheet.Add<QV_DERIVED>("m");
   std::vector<std::string> names;
-  for (const auto& e : sheet.Equations(model).equations) names.push_back(fmt::format("{} {}/{}", e.name, e.index, e.group));
+  for (const auto& e : sheet.Equations(model).equations)
+    names.push_back(fmt::format("{} {}/{}", e.name, e.index, e.group));
   EXPECT_THAT(names, ElementsAre("base 0/1", "base 1/2", "own 2/3", "other 3/4"));
   EXPECT_EQ(model.State().own_equations, 2);
   EXPECT_EQ(model.State().pattern_count, 2);
@@ -182,8 +185,10 @@ TEST(Bases, ThatFailArePassedOnAndNothingIsRecorded) {
     EXPECT_EQ(next, &none);
   }
   EXPECT_EQ(record.set_up.count, 77);
-  EXPECT_TRUE(record.set_up.entries.empty() && record.emission.equations.empty() && record.emission.tokens.empty());
+  EXPECT_TRUE(record.set_up.entries.empty() && record.emission.equations.empty() &&
+              record.emission.tokens.empty());
   EXPECT_EQ(QV_ModelType::m_stLastGroup, last_group);
   EXPECT_THAT([&] { sheet.Equations(model); },
-              testing::ThrowsMessage<Error>(testing::AllOf(testing::StartsWith("m"), testing::HasSubstr("SetUpEquations failed with status -3"))));
+              testing::ThrowsMessage<Error>(testing::AllOf(
+                  testing::StartsWith("m"), testing::HasSubstr("SetUpEquations failed with status -3"))));
 }

@@ -93,11 +93,13 @@ struct QV_STREAMS : QV_GENERICMODEL {
     row("20 46 X Y 0 47 X 19 Y Z K 0", maxof(X, Y) == minof(X, Y + Z, K));
     row("20 44 21 V(1) K 21 V(2) K 21 V(3) K 0 X", sigma(*PLACES, [&](int i) { return V(i) * K; }) == X);
     row("20 44 W(A,2) W(B,2) 0 45 19 W(A,1) i1 19 W(B,1) i1 0",
-        sigma(*ComponentList, [&](const char* c) -> auto& { return W(c, 2); }) ==
+        sigma(
+            *ComponentList, [&](const char* c) -> auto& { return W(c, 2); }) ==
             product(*ComponentList, [&](const char* c) { return W(c, 1) + 1; }));
     row("20 44 44 W(A,1) W(B,1) 0 44 W(A,2) W(B,2) 0 44 W(A,3) W(B,3) 0 0 X",
         sigma(*PLACES, [&](int i) {
-          return sigma(*ComponentList, [&](const char* c) -> auto& { return W(c, i); });
+          return sigma(
+              *ComponentList, [&](const char* c) -> auto& { return W(c, i); });
         }) == X);
     row("20 44 0 X", sigma(*NOTHING, [&](int i) { return V(i) * K; }) == X);
 

@@ -26,7 +26,8 @@
 namespace quiver::tests {
 
 inline const ModelLibrary& TheLibrary() {
-  static const ModelLibrary library(std::string(QUIVER_BUILD_DIR) + "/lib/" + SharedLibrary::FileName("quiver_models"));
+  static const ModelLibrary library(std::string(QUIVER_BUILD_DIR) + "/lib/" +
+                                    SharedLibrary::FileName("quiver_models"));
   return library;
 }
 
@@ -38,11 +39,21 @@ inline std::string Tokens(const std::vector<TokenDescription>& tokens) {
     std::string word = fmt::format("{}", token.real);
     if (word.find_first_of(".en") == std::string::npos) word += ".0";
     switch (token.kind) {
-      case StreamToken::kOperator: words.push_back(std::to_string(token.code)); break;
-      case StreamToken::kInteger: words.push_back(fmt::format("i{}", token.integer)); break;
-      case StreamToken::kReal: words.push_back(word); break;
-      case StreamToken::kText: words.push_back(fmt::format("'{}'", token.text)); break;
-      case StreamToken::kVariable: words.push_back(token.text); break;
+      case StreamToken::kOperator:
+        words.push_back(std::to_string(token.code));
+        break;
+      case StreamToken::kInteger:
+        words.push_back(fmt::format("i{}", token.integer));
+        break;
+      case StreamToken::kReal:
+        words.push_back(word);
+        break;
+      case StreamToken::kText:
+        words.push_back(fmt::format("'{}'", token.text));
+        break;
+      case StreamToken::kVariable:
+        words.push_back(token.text);
+        break;
     }
   }
   return fmt::format("{}", fmt::join(words, " "));

@@ -41,7 +41,7 @@ struct QV_WRONG : QV_GENERICMODEL {
 #elif CASE == 8
     eq("a set in a sum", X == PLACES * 2);
 #elif CASE == 10
-    eq.given("a number as a text", same(K, "Yes"), [] {});
+    eq.given("a number as a text", same(K, "Yes"), []{});
 #elif CASE == 11
     eq.given("an equation for a condition", X == Y, [] {});
 #endif

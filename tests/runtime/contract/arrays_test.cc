@@ -54,11 +54,13 @@ void CheckShape() {
   const std::array<int, sizeof...(letters)> sizes{Places(letters)...};
   for (int position = 0; position < array.Count(); ++position) {
     std::array<int, sizeof...(letters)> place;
-    for (int k = static_cast<int>(sizes.size()), rest = position; k-- > 0; rest /= sizes[static_cast<size_t>(k)])
+    for (int k = static_cast<int>(sizes.size()), rest = position; k-- > 0;
+         rest /= sizes[static_cast<size_t>(k)])
       place[static_cast<size_t>(k)] = rest % sizes[static_cast<size_t>(k)];
     [&]<size_t... k>(std::index_sequence<k...>) {
       EXPECT_EQ(&array(Index<letters>(place[k])...), &array.At(position));
-    }(std::make_index_sequence<sizeof...(letters)>());
+    }
+    (std::make_index_sequence<sizeof...(letters)>());
   }
 }
 
@@ -136,7 +138,8 @@ TEST(Arrays, AMissingElementIsAFaultByName) {
   sheet.sheet.SetComponents({"water"});
   auto& model = sheet.Add<QV_MISSING>("m");
   sheet.Size();
-  EXPECT_THAT([&] { sheet.Equations(model); }, testing::ThrowsMessage<Error>(testing::HasSubstr("m.X has no element (steam,3)")));
+  EXPECT_THAT([&] { sheet.Equations(model); },
+              testing::ThrowsMessage<Error>(testing::HasSubstr("m.X has no element (steam,3)")));
   EXPECT_EQ(QualifiedName(model.X("WATER", 2)), "m.X(water,2)");
 }
 
@@ -160,5 +163,6 @@ TEST(Arrays, RowsOfLikeHoldersHaveNumberedNames) {
   for (const auto& p : DescribeProperties(InstanceOf(model))) names.push_back(p.name);
   EXPECT_THAT(names, ElementsAre("PLACES", "P_ENDS1", "P_ENDS2", "X_ENDS1", "X_ENDS2"));
   EXPECT_EQ(model.P_ENDS[1].RealValue(), 3.0);
-  EXPECT_THAT(sheet.Equations(model).equations[0].nonzeros, ElementsAre("P_ENDS2", "X_ENDS2(1)", "X_ENDS2(2)", "P_ENDS1"));
+  EXPECT_THAT(sheet.Equations(model).equations[0].nonzeros,
+              ElementsAre("P_ENDS2", "X_ENDS2(1)", "X_ENDS2(2)", "P_ENDS1"));
 }

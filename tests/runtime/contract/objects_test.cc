@@ -96,8 +96,8 @@ TEST(Objects, PartsOutliveTheirReferences) {
     QV_Value value(two);
     SetFromValue(model.PLACES, value, Origin::kUser);
   });
-  const std::initializer_list<QV_Containable*> parts = {&model.R,    &*model.EPS,         &model.A,     &model.A(1),
-                                                        &model.SUB, &model.ComponentList, &model.SUB.P};
+  const std::initializer_list<QV_Containable*> parts = {
+      &model.R, &*model.EPS, &model.A, &model.A(1), &model.SUB, &model.ComponentList, &model.SUB.P};
   for (QV_Containable* part : parts) {
     void* face = nullptr;
     ASSERT_EQ(part->QueryInterface(&kQvUnknownId, &face), kQvOk);
@@ -132,7 +132,9 @@ TEST(Objects, NamesLeadToValues) {
   const auto logical = [](bool v) { return QV_Variant{QV_Variant::kLogical, {.logical = v}}; };
   const auto text = [](const char* v) { return QV_Variant{QV_Variant::kText, {.text = v}}; };
   QV_Variant value;
-  EXPECT_EQ(put(1, real(1e-5)) | put(2, integer(3)) | put(3, real(4.0)) | put(4, logical(true)) | put(5, text("no")), kQvOk);
+  EXPECT_EQ(put(1, real(1e-5)) | put(2, integer(3)) | put(3, real(4.0)) | put(4, logical(true)) |
+                put(5, text("no")),
+            kQvOk);
   EXPECT_EQ(get(1, &value), kQvOk);
   EXPECT_EQ(value.kind == QV_Variant::kReal ? value.real : 0, 1e-5);
   EXPECT_EQ(get(2, &value), kQvOk);

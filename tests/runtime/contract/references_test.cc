@@ -50,7 +50,8 @@ struct QV_OWNER : QV_GENERICMODEL {
     set.range(PLACES, N.IntegerValue());
   }
   void Equations(Equate& eq) {
-    eq("total", (*OTHER).Q == sigma(*PLACES, [&](int i) -> auto& { return SUB(i).P; }));
+    eq("total", (*OTHER).Q == sigma(
+                                  *PLACES, [&](int i) -> auto& { return SUB(i).P; }));
   }
 };
 struct QV_OUTER : QV_GENERICMODEL {
@@ -101,7 +102,8 @@ TEST(SubModels, ThatGoAreForgotten) {
   TestSheet::Give(owner.N, 3);
   sheet.Size();
   owner.SUB(1).P.SetCurrentValue(9.0);
-  const int gone = HostAccess::Number(owner.SUB(3).P), gone_element = HostAccess::Number(owner.SUB(3).X("water"));
+  const int gone = HostAccess::Number(owner.SUB(3).P),
+            gone_element = HostAccess::Number(owner.SUB(3).X("water"));
   TestSheet::Give(owner.N, 1);
   sheet.Size();
   EXPECT_EQ(sheet.sheet.scope().Holder(gone), nullptr);
@@ -145,7 +147,8 @@ TEST(Structures, AreSharedBuiltAndDriven) {
   EXPECT_EQ((*a.CHEMISTRY).RATE.Count(), 2);
   EXPECT_EQ(a.TOTAL.RealValue(), 8.0);
   EXPECT_EQ(QualifiedName((*a.CHEMISTRY).RATE("P")), "CHEMISTRY.RATE(P)");
-  EXPECT_THAT(sheet.Equations(b).equations[0].nonzeros, ElementsAre("X", "CHEMISTRY.RATE(P)", "CHEMISTRY.ORDER"));
+  EXPECT_THAT(sheet.Equations(b).equations[0].nonzeros,
+              ElementsAre("X", "CHEMISTRY.RATE(P)", "CHEMISTRY.ORDER"));
 }
 
 // A reference whose name stands for something else in the owner must not be read as what it is not.
@@ -165,7 +168,8 @@ TEST(References, OfAnotherKindAreAFault) {
   auto& owner = sheet.Add<QV_WRONG_OWNER>("m");
   ASSERT_EQ(sheet.faults().size(), 2u);
   EXPECT_THAT(sheet.faults()[0], testing::AllOf(HasSubstr("m.SUB"), HasSubstr("OPT"), HasSubstr("QV_YESNO")));
-  EXPECT_THAT(sheet.faults()[1], testing::AllOf(HasSubstr("m.SUB"), HasSubstr("P"), HasSubstr("QV_PRESSURE")));
+  EXPECT_THAT(sheet.faults()[1],
+              testing::AllOf(HasSubstr("m.SUB"), HasSubstr("P"), HasSubstr("QV_PRESSURE")));
   EXPECT_EQ((*owner.SUB.P).Count(), 0);
 }
 

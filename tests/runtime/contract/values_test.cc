@@ -133,7 +133,8 @@ TEST_F(Values, ConvertWhatFits) {
 
 TEST_F(Values, RefuseWhatDoesNotFitAndKeepWhatTheyHave) {
   EXPECT_EQ(Refusal(m.I, 5) + Refusal(m.T, "a") + Refusal(m.OPT, "No") + Refusal(m.CHOICE, 2), "");
-  EXPECT_THAT(Refusal(m.R, "six"), testing::AllOf(HasSubstr("m.R"), HasSubstr("number"), HasSubstr("\"six\"")));
+  EXPECT_THAT(Refusal(m.R, "six"),
+              testing::AllOf(HasSubstr("m.R"), HasSubstr("number"), HasSubstr("\"six\"")));
   EXPECT_THAT(Refusal(m.R, true), HasSubstr("number"));
   EXPECT_THAT(Refusal(m.R, std::nan("")), HasSubstr("m.R"));
   EXPECT_THAT(Refusal(m.I, 5.5), HasSubstr("whole number"));
@@ -180,7 +181,8 @@ TEST_F(Values, AnArrayTakesAValueForEveryElementThatIsFree) {
   m.A.SetDim(*m.PLACES);
   TestSheet::Give(m.A(2), 0.9);
   EXPECT_EQ(Assign(m.A, 0.1), 0);
-  EXPECT_THAT((std::vector{m.A(1).RealValue(), m.A(2).RealValue(), m.A(3).RealValue()}), ElementsAre(0.1, 0.9, 0.1));
+  EXPECT_THAT((std::vector{m.A(1).RealValue(), m.A(2).RealValue(), m.A(3).RealValue()}),
+              ElementsAre(0.1, 0.9, 0.1));
 }
 
 // ---- Globals of two models.
@@ -236,7 +238,8 @@ TEST(Globals, AreSharedByNameAndKeepTheFirstDefault) {
   sheet.Size();
   EXPECT_EQ((*first.SHARED).RealValue(), 5000.0);
   ASSERT_EQ(sheet.sheet.scope().notes.size(), 1u) << "one note, in however many rounds";
-  EXPECT_THAT(sheet.sheet.scope().notes[0], testing::AllOf(HasSubstr("SHARED"), HasSubstr("5000"), HasSubstr("4000")));
+  EXPECT_THAT(sheet.sheet.scope().notes[0],
+              testing::AllOf(HasSubstr("SHARED"), HasSubstr("5000"), HasSubstr("4000")));
   EXPECT_EQ(sheet.faults().size(), 0u);
 }
 
@@ -245,7 +248,8 @@ TEST(Globals, OfTwoTypesAreAFaultThatNamesBoth) {
   sheet.Add<QV_FIRST_USER>("a");
   auto& third = sheet.Add<QV_THIRD_USER>("c");
   ASSERT_EQ(sheet.faults().size(), 1u);
-  EXPECT_THAT(sheet.faults()[0], testing::AllOf(HasSubstr("CLASH"), HasSubstr("QV_REALPARAMETER"), HasSubstr("QV_INTEGERPARAMETER")));
+  EXPECT_THAT(sheet.faults()[0], testing::AllOf(HasSubstr("CLASH"), HasSubstr("QV_REALPARAMETER"),
+                                                HasSubstr("QV_INTEGERPARAMETER")));
   sheet.Size();
   EXPECT_EQ((*third.CLASH).IntegerValue(), 2);
 }

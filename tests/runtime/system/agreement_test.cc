@@ -45,7 +45,9 @@ struct QV_LIAR : QV_GENERICMODEL {
   int SetUpLine(int count = 1) { return SetUp({&X, &Y}, count); }
   void Open(int in_group = 0) { AddEquation("line", counter, in_group ? in_group : group); }
   void Op(int code) { AddOp(static_cast<EOp>(code), counter - 1); }
-  void Term(QV_VarParam& v, int equation = -1) { AddTerm(v, *pattern, *end, equation < 0 ? counter - 1 : equation); }
+  void Term(QV_VarParam& v, int equation = -1) {
+    AddTerm(v, *pattern, *end, equation < 0 ? counter - 1 : equation);
+  }
   int Emit(std::initializer_list<QV_VarParam*> terms) {
     Open();
     for (size_t k = 1; k < terms.size(); ++k) Op(20);
@@ -67,6 +69,7 @@ struct Lie {
   const char* finding;
 };
 
+// clang-format off
 const Lie kLies[] = {
     {"one equation too many counted", [](QV_LIAR& m) { return m.SetUpLine(2); }, {}, "2 equations were set up, 1 emitted"},
     {"another result", {}, [](QV_LIAR& m) { return m.EmitLine() + 1; }, "1 equations were set up, 2 emitted"},
@@ -109,6 +112,7 @@ const Lie kLies[] = {
     {"a condition of another equation", {}, [](QV_LIAR& m) { m.EmitLine(); m.AddCondExpress(1, "If", 3); m.EndCondExpress(3); return 1; }, "equation 3"},
     {"a call to nothing", {}, [](QV_LIAR& m) { m.EmitLine(); m.AddProcExpression(nullptr, 0, 4, nullptr); return 1; }, "equation 4"},
 };
+// clang-format on
 
 std::string FindingsOf(const Lie& lie) {
   TestSheet sheet;
@@ -129,7 +133,8 @@ std::string FindingsOf(const Lie& lie) {
 TEST(Agreement, AnHonestModelHasNoFindings) { EXPECT_EQ(FindingsOf({"", {}, {}, ""}), ""); }
 
 TEST(Agreement, EveryLieIsFoundAndNamed) {
-  for (const Lie& lie : kLies) EXPECT_THAT(FindingsOf(lie), AllOf(testing::StartsWith("m"), HasSubstr(lie.finding))) << lie.what;
+  for (const Lie& lie : kLies)
+    EXPECT_THAT(FindingsOf(lie), AllOf(testing::StartsWith("m"), HasSubstr(lie.finding))) << lie.what;
 }
 
 // The listing of such a model is refused or printed, never worse.

@@ -31,8 +31,9 @@ struct QV_SWITCHED : QV_GENERICMODEL {
   }
   void Equations(Equate& eq) {
     eq.given("Weir", H <= 1.5, [&] { eq("flow", Q == K * H * sqrt(H)); }).otherwise([&] {
-      eq.given("Lossy", same(LOSSES, "Yes") && H > 2, [&] { eq("flow", Q == K * sqrt(H) - tanh(H)); })
-          .otherwise([&] { eq("flow", sqr(Q / K) == max(H, abs(Q))); });
+      eq.given("Lossy", same(LOSSES, "Yes") && H > 2, [&] {
+          eq("flow", Q == K * sqrt(H) - tanh(H));
+        }).otherwise([&] { eq("flow", sqr(Q / K) == max(H, abs(Q))); });
     });
     eq.each(PLACES, [&](int i) { eq("part", PART(i) * exp(S) == pow(Q, 2) + i * cos(S) * ln(H + 1)); });
     eq("sum", 10.0 == sigma(PART) + sin(S) * S);
@@ -62,7 +63,8 @@ class Systems : public testing::Test {
         ASSERT_TRUE(system.Evaluate(one, x.data(), &below, nullptr));
         value = at;
         const double difference = (above - below) / (2 * step);
-        EXPECT_NEAR(gradient[k], difference, 1e-6 * std::max({1.0, std::abs(gradient[k]), std::abs(residual)}))
+        EXPECT_NEAR(gradient[k], difference,
+                    1e-6 * std::max({1.0, std::abs(gradient[k]), std::abs(residual)}))
             << system.EquationName(e) << " by " << system.VariableName(variables[k]);
       }
     }
@@ -141,11 +143,13 @@ TEST_F(Systems, AlternativesAreDecidedWhereTheSolutionLies) {
     EquationSystem system(sheet.sheet);
     std::vector<double> x = system.StartValues();
     const SolveSummary summary = Solve(system, SolveOptions(), x);
-    ASSERT_EQ(summary.outcome, SolveOutcome::kConverged) << row.h << row.losses << (summary.failures.empty() ? "" : summary.failures[0].reason);
+    ASSERT_EQ(summary.outcome, SolveOutcome::kConverged)
+        << row.h << row.losses << (summary.failures.empty() ? "" : summary.failures[0].reason);
     system.Store(x);
     EXPECT_NEAR(model.Q.RealValue(), row.q, 1e-8) << row.h << row.losses;
     EXPECT_NEAR(model.PART(1).RealValue() + model.PART(2).RealValue() + model.PART(3).RealValue() +
-                    std::sin(model.S.RealValue()) * model.S.RealValue(), 10, 1e-8);
+                    std::sin(model.S.RealValue()) * model.S.RealValue(),
+                10, 1e-8);
     EXPECT_FALSE(model.Q.HoldsDefault());
     EXPECT_THAT(system.AlternativeName(0, system.CurrentAlternative(0)), HasSubstr(row.alternative));
   }
@@ -189,7 +193,8 @@ TEST_F(Systems, WhatHasNoValueIsNamed) {
     EquationSystem system(sheet.sheet);
     FAIL();
   } catch (const Error& error) {
-    for (const char* name : {"line.ELBOWNO", "line.STRTEENO", "line.BRCHTEENO", "line.GATVALNO", "line.BUTVALNO", "line.LDIAM"})
+    for (const char* name :
+         {"line.ELBOWNO", "line.STRTEENO", "line.BRCHTEENO", "line.GATVALNO", "line.BUTVALNO", "line.LDIAM"})
       EXPECT_THAT(error.what(), HasSubstr(std::string(name) + " has no value")) << name;
   }
 }
@@ -232,7 +237,10 @@ struct QV_COLUMN : QV_GENERICMODEL {
     set(FEED, 8.0);
     set.spec(FEED, QV_SPEC_GIVEN);
   }
-  void Equations(Equate& eq) { eq("total", TOTAL == sigma(*PLACES, [&](int i) -> auto& { return PART(i).P; })); }
+  void Equations(Equate& eq) {
+    eq("total", TOTAL == sigma(
+                             *PLACES, [&](int i) -> auto& { return PART(i).P; }));
+  }
 };
 TEST_F(Systems, FollowSubModelsThatComeAndGo) {
   TestSheet sheet;
