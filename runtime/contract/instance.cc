@@ -260,7 +260,11 @@ std::string InstanceName(const Instance& instance) {
   std::string name;
   if (instance.parent->parent || *instance.parent->name) name = InstanceName(*instance.parent) + ".";
   if (instance.parent_property >= 0) {
-    name += instance.parent->type().properties[static_cast<size_t>(instance.parent_property)].name;
+    const char* property = instance.parent->type().properties[static_cast<size_t>(instance.parent_property)].name;
+    if (*property)
+      name += property;
+    else if (!name.empty())
+      name.pop_back();  // the point
     if (instance.parent_element >= 0) {
       auto& array = static_cast<QV_ArrayBase&>(*instance.parent->Object(instance.parent_property));
       name += ElementSuffix(array, instance.parent_element);

@@ -99,6 +99,9 @@ std::string HolderName(QV_VarParam& holder, const Instance* within = nullptr);
 std::string QualifiedName(QV_VarParam& holder);
 std::string ElementSuffix(const QV_ArrayBase& array, long long position);  // "(i,j)"
 
+// An array that is declared under this name is the container's own indexing: its elements are PORT(1), not PORT.NAME(1).
+inline constexpr const char* kUnnamedArray = "";
+
 // Values.
 int SetFromValue(QV_VarParam& holder, const QV_Value& value, Origin origin);
 void GiveTypeDefault(QV_VarParam& holder);
