@@ -289,7 +289,7 @@ std::string Path(const Instance& instance, const Instance* within) {
 std::string HolderName(QV_VarParam& holder, const Instance* within) {
   QV_Type* parent = HostAccess::Parent(holder);
   if (HostAccess::HasFlag(holder, HostAccess::kGlobalFlag)) {
-    const Scope* scope = ThisThread().scope;
+    const Scope* scope = within ? &within->scope() : ThisThread().scope;
     return scope ? scope->globals()[static_cast<size_t>(HostAccess::PropertyIndex(holder))]->name
                  : "a global";
   }

@@ -228,6 +228,7 @@ TEST(Globals, AreSharedByNameAndKeepTheFirstDefault) {
   auto& second = sheet.Add<QV_SECOND_USER>("b");
   EXPECT_EQ(&*first.SHARED, &*second.Shared);
   EXPECT_NE(static_cast<QV_VarParam*>(&*first.OWN), &second.OWN);
+  EXPECT_EQ(HolderName(*second.Shared, &InstanceOf(second)), "SHARED");
   EXPECT_STREQ((*first.MODE).StringValue(), HostAccess::Text(*QV_YESNO(true).QV_DefaultVALUE()));
   sheet.Size();
   EXPECT_THAT(sheet.sheet.scope().notes, testing::IsEmpty());  // equal re-assignment
