@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdlib>
+#include <filesystem>
 
 #if defined(_WIN32)
 #include <io.h>
@@ -43,6 +44,19 @@ CaseFile DirectModel::Case() const {
     start = end + 1;
   }
   return description;
+}
+
+namespace {
+bool LooksLikeFile(const std::string& target) {
+  const std::string extension = std::filesystem::path(target).extension().string();
+  return extension == ".yaml" || extension == ".yml" || extension == ".json" ||
+         std::filesystem::exists(target);
+}
+}  // namespace
+
+CaseRun DirectModel::FileOrModel(const ModelLibrary& library) const {
+  const bool from_file = !library.Find(model) && LooksLikeFile(model);
+  return CaseRun(library, from_file ? ReadCaseFile(model) : Case(), from_file);
 }
 
 void AddDirectOptions(CLI::App& command, DirectModel& direct, bool solving) {

@@ -32,6 +32,7 @@ using Run = std::function<int()>;
 void AddListCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 void AddShowCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 void AddEquationsCommand(CLI::App& program, const ProgramOptions& options, Run& run);
+void AddMapCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 void AddPropsCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 void AddSolveCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 
@@ -43,6 +44,8 @@ struct DirectModel {
 
   // A case of one block. Throws CaseError for values that cannot be read.
   CaseFile Case() const;
+  // `model` may also name a case file.
+  CaseRun FileOrModel(const ModelLibrary& library) const;
 };
 void AddDirectOptions(CLI::App& command, DirectModel& direct, bool solving);
 

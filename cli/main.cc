@@ -21,6 +21,7 @@ int main(int argc, char** argv) {
   quiver::AddShowCommand(program, options, run);
   quiver::AddEquationsCommand(program, options, run);
   quiver::AddSolveCommand(program, options, run);
+  quiver::AddMapCommand(program, options, run);
   quiver::AddPropsCommand(program, options, run);
   try {
     program.parse(argc, argv);

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
-#include <filesystem>
 
 #include "cli/command.h"
 #include "cli/json_output.h"
@@ -62,16 +61,8 @@ void PrintResult(CaseRun& run, const SolveSummary& summary, bool converged) {
     fmt::print("\n{} more variables take no part in any equation of this case.\n", all.size() - rows.size());
 }
 
-bool LooksLikeFile(const std::string& target) {
-  const std::string extension = std::filesystem::path(target).extension().string();
-  return extension == ".yaml" || extension == ".yml" || extension == ".json" ||
-         std::filesystem::exists(target);
-}
-
 int Solve(const ProgramOptions& options, const DirectModel& direct, bool json) {
-  const ModelLibrary& library = options.Libraries();
-  const bool from_file = !library.Find(direct.model) && LooksLikeFile(direct.model);
-  CaseRun run(library, from_file ? ReadCaseFile(direct.model) : direct.Case(), from_file);
+  CaseRun run = direct.FileOrModel(options.Libraries());
   const SolveSummary summary = run.Solve();
   const bool converged = summary.outcome == SolveOutcome::kConverged;
   if (json)

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: Apache-2.0
+// The curves of a performance map as its own procedure reads them, and the point at which the case stands.
+//
+//   run.Solve();
+//   for (const PerformanceMap& map : ReadPerformanceMaps(run)) Draw(map);
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "runtime/cases/case_run.h"
+
+namespace quiver {
+
+struct PerformanceMap {
+  struct Curve {
+    double speed;  // rpm
+    std::vector<double> flow, value;
+  };
+  std::string block;  // the instance with the map
+  std::string flow_name, flow_unit, value_name, value_unit;
+  std::vector<Curve> curves;  // by the map's own speeds, from surge to stonewall
+  double speed, flow,
+      value;  // of the case, in the map's coordinates: at the reference speed where similarity laws are on
+};
+
+// One map per call of PPCURVE or PPUMPCURVE in the case, in the order of the equations. Call it after Solve; the
+// case cannot be solved again afterwards, since its equations are emitted anew.
+std::vector<PerformanceMap> ReadPerformanceMaps(CaseRun& run);
+
+}  // namespace quiver
