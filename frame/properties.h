@@ -4,6 +4,7 @@
 //
 //   GLOBAL(DPMAX, "Pressure drop upper limit (bar)")              a value shared by all models of a simulation
 //   EXTERNAL(QV_CONSTANT, FL)                                     an object of the owner
+//   EXTERNAL_ARRAY(QV_MOLEFRACTION, Z, OVER(ComponentList))       an array of the owner; without an owner, one over these sets
 //   VIRTUAL(QV_PVAP, PVAP)                                        a sub-model that the user may substitute
 //   STRUCTURE_REFERENCE(QV_FRGLOBAL, CHEMISTRY)                   a global structure
 //   PARAMETER(QV_YESNO, POLYMERPROP)   VARIABLE(QV_PRESSURE, P, "Inlet pressure")   SET(QV_INTEGERSET, NPOINTS)
@@ -130,6 +131,13 @@ class PropertyReader {
     else
       (*array).SetDim(SetOf(sets)...);
   }
+  template <class Array, class... Sets>
+  void ExternalArray(QV_External<Array>& holder, const char* name, const char* description, Sets&... sets) const {
+    if (purpose_ == kDeclare)
+      External(holder, name, description);
+    else if ((*holder).Rank() == 0)
+      (*holder).SetDim(SetOf(sets)...);
+  }
   template <class T, int n, class... Sets>
   void RowOf(Row<T, n>& row, const RowNames<n>& names, const char* description, Sets&... sets) const {
     for (int i = 0; i < n; ++i) {
@@ -200,3 +208,6 @@ void ReadPropertyLines(Model& model, const PropertyReader& reader) {
     static const quiver::frame::RowNames<COUNT> names(#NAME);                     \
     reader.RowOf(NAME, names, quiver::frame::Description(__VA_ARGS__), SETS);     \
   }
+#define EXTERNAL_ARRAY(TYPE, NAME, SETS, ...)                                                             \
+  QV_External<decltype(quiver::frame::ShapeOver<TYPE>(SETS))> NAME;                                       \
+  void PropertyLine(QV_LINE) { reader.ExternalArray(NAME, #NAME, quiver::frame::Description(__VA_ARGS__), SETS); }
