@@ -10,6 +10,7 @@
 #include <initializer_list>
 
 #include "frame/model.h"
+#include "models/rotating/labels.h"
 
 namespace quiver::rotating {
 
@@ -63,16 +64,6 @@ constexpr CallNumbers Calls(Flow flow, Result result, Kind kind) {
     if (row.result == result && (row.kind == kAnyKind || kind == kAnyKind || row.kind == kind)) return row;
   }
   return {flow, result, kind, {first->compressor[0], first->compressor[0]}, {first->pump[0], first->pump[0]}};
-}
-
-// "QV_Eqn" and the number.
-inline const char* Label(int number) {
-  static const auto labels = [] {
-    std::array<std::string, 122> all;
-    for (size_t n = 0; n < all.size(); ++n) all[n] = "QV_Eqn" + std::to_string(n);
-    return all;
-  }();
-  return labels[static_cast<size_t>(number)].c_str();
 }
 
 // One value of FLOWVAR: the flow at the operating and at the reference speed (flows that hold for every speed are their own
