@@ -1,0 +1,363 @@
+// SPDX-License-Identifier: Apache-2.0
+// Performance maps: their equations under every choice of options, and what they say of machines.
+#include <array>
+#include <cmath>
+#include <map>
+#include <memory>
+#include <set>
+
+#include "runtime/cases/case_run.h"
+#include "runtime/cases/installation.h"
+#include "runtime/solve/structure_report.h"
+#include "tests/support/test_sheet.h"
+
+namespace quiver::tests {
+namespace {
+
+using Options = std::map<std::string, std::string>;
+
+struct Built {
+  Flowsheet sheet{UseLibraries()};
+  Instance* map = nullptr;
+
+  QV_VarParam& operator[](const std::string& name) {
+    return dynamic_cast<QV_VarParam&>(*map->Object(map->type().Find(name)));
+  }
+};
+
+std::unique_ptr<Built> Build(const char* model, const Options& options) {
+  auto built = std::make_unique<Built>();
+  built->map = &built->sheet.AddBlock("map", model);
+  built->sheet.SizeAndAssign([&] {
+    for (const auto& [name, text] : options) {
+      const QV_Value value = text == "true" ? QV_Value(true) : QV_Value(text.c_str());
+      SetFromValue((*built)[name], value, Origin::kUser);
+    }
+  });
+  return built;
+}
+
+int NumberOf(const std::string& label) { return std::stoi(label.substr(std::string("QV_Eqn").size())); }
+
+constexpr const char* kResults[] = {"Head", "Power", "Dis-Pressure", "Pres-Ratio", "Pres-Change", "Head-Coef", "None"};
+constexpr const char* kFlows[] = {"Vol-Flow", "Mass-Flow", "Vol-Flow/N", "Flow-Coef"};
+bool IsPressure(const std::string& result) { return result.starts_with("Pres-") || result == "Dis-Pressure"; }
+
+// First numbers of all calls, counted out: flow, result or efficiency, kind, laws.
+using CallKey = std::tuple<std::string, std::string, std::string, bool>;
+std::map<CallKey, int> CountOut(int number, int per_result, const std::vector<std::string>& kinds, bool kinds_of_head) {
+  std::map<CallKey, int> numbers;
+  for (size_t f = 0; f < 4; ++f) {
+    const int first = number;
+    for (size_t r = f < 2 ? 0 : 5; r < (f < 2 ? 5 : 6); ++r) {
+      const bool doubled = kinds_of_head && r == 0;
+      for (size_t k = 0; k < (doubled ? kinds.size() : 1); ++k)
+        for (const bool laws : {true, false}) {
+          for (const std::string& kind : kinds)
+            if (!doubled || kind == kinds[k]) numbers[{kFlows[f], kResults[r], kind, laws}] = number;
+          if (!IsPressure(kResults[r]) || !laws) number += per_result;
+        }
+    }
+    for (const std::string& kind : kinds)
+      for (const bool laws : {true, false}) {
+        numbers[{kFlows[f], "efficiency", kind, laws}] = number;
+        number += 2;
+      }
+    for (const char* result : kResults)
+      for (const std::string& kind : kinds)
+        for (const bool laws : {true, false}) numbers.try_emplace({kFlows[f], result, kind, laws}, first);
+  }
+  numbers[{"", "end", "", false}] = number;
+  return numbers;
+}
+
+// What every choice of options must show; collects the numbers that were seen.
+class Sweep {
+ public:
+  void Check(const char* model, const Options& options, const std::set<int>& calls, std::pair<int, int> range,
+             std::vector<std::string> from_owner, bool has_own_row) {
+    const auto built = Build(model, options);
+    std::string what = model;
+    for (const auto& [name, value] : options) what += " " + name + "=" + value;
+    SCOPED_TRACE(what);
+    const EquationsDescription all = DescribeEquations(*built->map);
+    ASSERT_EQ(built->sheet.scope().faults, std::vector<std::string>());
+    std::set<int> found;
+    int before = 0;
+    for (const EquationDescription& equation : all.equations) {
+      const int number = NumberOf(equation.name);
+      EXPECT_LE(before, number) << "blocks stand in the order of their numbers";
+      before = number;
+      const bool call = number >= range.first && number <= range.second;
+      if (call) found.insert(number);
+      if (!call || has_own_row) {
+        // A number means the same in every choice.
+        const std::string meaning = equation.procedure.empty() ? FormulaOf(equation) : equation.procedure + FormulaOf(equation);
+        const auto key = std::make_pair(number, equation.output);
+        EXPECT_EQ(meanings_.try_emplace(key, meaning).first->second, meaning);
+      }
+    }
+    EXPECT_EQ(found, calls);
+    for (const EquationDescription& equation : all.equations) seen.insert(NumberOf(equation.name));
+
+    for (const std::string& name : from_owner) HostAccess::SetSpec((*built)[name], QV_SPEC_GIVEN);
+    EquationSystem system(built->sheet);
+    const StructureReport structure = AnalyseStructure(system);
+    const auto reads_none = all.count == 0;
+    EXPECT_TRUE(reads_none || structure.is_well_posed) << fmt::format("{}", fmt::join(structure.messages, "\n"));
+    ++count;
+  }
+  std::set<int> seen;
+  int count = 0;
+
+ private:
+  std::map<std::pair<int, std::string>, std::string> meanings_;
+};
+
+std::set<int> Range(int first, int last) {
+  std::set<int> all;
+  for (int n = first; n <= last; ++n) all.insert(n);
+  return all;
+}
+
+TEST(Maps, compressor_under_every_choice) {
+  const std::vector<std::string> kinds = {"Polytropic", "Isentropic"};
+  auto numbers = CountOut(9, 1, kinds, true);
+  ASSERT_EQ((numbers[{"", "end", "", false}]), 63);
+  Sweep sweep;
+  for (const char* format : {"Tabular data", "polynomials", "Extended Polynomials"})
+    for (const char* flow : kFlows)
+      for (const char* result : kResults)
+        for (const char* head : {"Polytropic", "Isentropic", "None"})
+          for (const char* efficiency : {"Polytropic", "Isentropic", "None"})
+            for (const bool laws : {true, false})
+              for (const char* extrapolate : {"Yes", "No"}) {
+                std::set<int> calls;
+                const bool curve = result != std::string("None") && !(result == std::string("Head") && head == std::string("None"));
+                const std::string kind = head == std::string("None") ? "Polytropic" : head;
+                if (curve) calls.insert(numbers[{flow, result, kind, laws}]);
+                if (efficiency != std::string("None"))
+                  for (int k : {0, 1}) calls.insert(numbers[{flow, "efficiency", efficiency, laws}] + k);
+                const std::string spelled = flow == std::string("Flow-Coef") ? "Flow-Coeff" : flow;
+                const bool own_row = (flow == kFlows[0] || flow == kFlows[1]) != (result == std::string("Head-Coef"));
+                sweep.Check("COMPRPERFCURVE",
+                            {{"CURVEFORMAT", format}, {"FLOWVAR", spelled}, {"PERFVAR", result}, {"HEADCALC", head},
+                             {"EFFVAR", efficiency}, {"EXTRAPOLATEFANL", laws ? "Yes" : "No"}, {"EXTRAPOLATESS", extrapolate},
+                             {"EXTRAPOLATEESS", extrapolate}},
+                            calls, {9, 62}, {"F_IN", "FV_IN", "MW_IN"}, own_row);
+                if (HasFatalFailure() || HasNonfatalFailure()) return;
+              }
+  EXPECT_EQ(sweep.seen, Range(1, 74));
+  EXPECT_EQ(sweep.count, 3024);
+}
+
+TEST(Maps, pump_under_every_choice) {
+  auto numbers = CountOut(8, 5, {""}, false);
+  ASSERT_EQ((numbers[{"", "end", "", false}]), 114);
+  Sweep sweep;
+  for (const char* format : {"Tabular data", "Polynomials"})
+    for (const char* flow : kFlows)
+      for (const char* result : kResults)
+        for (const char* efficiency : {"Calculated", "None"})
+          for (const bool laws : {true, false})
+            for (const bool pressure_driven : {true, false}) {
+              std::set<int> calls;
+              const int first = numbers[{flow, result, "", laws}];
+              if (result != std::string("None")) calls = {first, first + (pressure_driven ? 2 : 1), first + (pressure_driven ? 3 : 4)};
+              if (efficiency != std::string("None"))
+                for (int k : {0, 1}) calls.insert(numbers[{flow, "efficiency", "", laws}] + k);
+              Options options = {{"CURVEFORMAT", format}, {"FLOWVAR", flow}, {"PERFVAR", result}, {"EFFVAR", efficiency},
+                                 {"EXTRAPOLATEAFFL", laws ? "YES" : "No"}};
+              if (pressure_driven) options["PDRIVEN"] = "true";
+              std::vector<std::string> from_owner = {"F_IN", "FV_IN", "MW_IN"};
+              const bool coefficient = result == std::string("Head-Coef");
+              if (flow == kFlows[3] && !coefficient) from_owner.push_back("TIPSPEED");
+              const bool own_row = (flow == kFlows[0] || flow == kFlows[1]) != coefficient;
+              sweep.Check("PUMPPERFCURVE", options, calls, {8, 113}, from_owner, own_row);
+              if (HasFatalFailure() || HasNonfatalFailure()) return;
+            }
+  EXPECT_EQ(sweep.seen, Range(1, 121));
+  EXPECT_EQ(sweep.count, 448);
+}
+
+// Token by token: brackets, order and kind of literals are part of an equation.
+TEST(Maps, streams_of_their_own_equations) {
+  struct Row {
+    const char* model;
+    Options options;
+    std::map<std::string, std::string> streams;
+  };
+  const Row rows[] = {
+      {"COMPRPERFCURVE",
+       {{"FLOWVAR", "Flow-Coeff"}, {"PERFVAR", "Head-Coef"}, {"CURVEFORMAT", "Extended Polynomials"}},
+       {{"QV_Eqn3", "20 FV_IN 21 21 FLOWCOEF 21 i60 ACTSHAFTSPEED 24 IMPDIAM i3"},
+        {"QV_Eqn4", "20 21 i60 TIPSPEED 21 21 ACTSHAFTSPEED PI IMPDIAM"},
+        {"QV_Eqn6", "20 ISENHEAD 21 21 0.001 HEADCOEF 40 TIPSPEED"},
+        {"QV_Eqn7", "20 SURGEP(1) 19 19 COEFSURGE(1) 21 COEFSURGE(2) ACTSHAFTSPEED 21 21 COEFSURGE(3) ACTSHAFTSPEED ACTSHAFTSPEED"},
+        {"QV_Eqn70", "20 ISENHEADREF 21 21 0.001 HEADCOEFREF 40 TIPSPEEDREF"},
+        {"QV_Eqn71", "20 ISENHEAD 21 ISENHEADREF 24 22 ACTSHAFTSPEED REFSHAFTSPEED FANEH"},
+        {"QV_Eqn74", "20 IEFF 21 IEFFREF 24 22 ACTSHAFTSPEED REFSHAFTSPEED FANEE"}}},
+      {"COMPRPERFCURVE",
+       {{"PERFVAR", "Power"}, {"EFFVAR", "Polytropic"}},
+       {{"QV_Eqn63", "20 21 FV_IN REFSHAFTSPEED 21 FV_INREF ACTSHAFTSPEED"},
+        {"QV_Eqn72", "20 BPOWER 21 BPOWERREF 24 22 ACTSHAFTSPEED REFSHAFTSPEED FANEP"}}},
+      {"PUMPPERFCURVE",
+       {{"FLOWVAR", "Flow-Coef"}, {"PERFVAR", "Head-Coef"}, {"EXTRAPOLATEAFFL", "Yes"}},
+       {{"QV_Eqn3", "20 22 FV_IN UCF1 21 21 FLOWCOEF TIPSPEED DISTHROATAREA"},
+        {"QV_Eqn4", "20 DISTHROATAREA 21 21 21 0.25 PI DISTHROATDIAM DISTHROATDIAM"},
+        {"QV_Eqn5", "20 21 i5500 DISTHROATDIAM 21 IMPDIAM NS_BEP"},
+        {"QV_Eqn7", "20 HEAD 21 21 0.001 HEADCOEF 40 TIPSPEED"},
+        {"QV_Eqn119", "20 HEAD 21 24 22 ACTSHAFTSPEED REFSHAFTSPEED AFFEH HEADREF"}}},
+      {"PUMPPERFCURVE",
+       {{"EXTRAPOLATEAFFL", "Yes"}},
+       {{"QV_Eqn12", "20 FV_INREF FV_INU"}, {"QV_Eqn114", "20 FV_INREF 21 REFSHAFTSPEED 22 FV_IN ACTSHAFTSPEED"}}},
+      {"PUMPPERFCURVE", {{"EXTRAPOLATEAFFL", "Yes"}, {"PDRIVEN", "true"}}, {{"QV_Eqn10", "20 HEADREF HEADU"}}},
+      {"PUMPPERFCURVE", {{"PDRIVEN", "true"}}, {{"QV_Eqn15", "20 HEAD HEADU"}}},
+      {"PUMPPERFCURVE", {}, {{"QV_Eqn17", "20 FV_IN FV_INU"}}},
+  };
+  for (const Row& row : rows) {
+    const auto built = Build(row.model, row.options);
+    std::map<std::string, std::string> found;
+    for (const EquationDescription& equation : DescribeEquations(*built->map).equations)
+      if (equation.procedure.empty()) found.try_emplace(equation.name, Tokens(equation.tokens));
+    for (const auto& [label, stream] : row.streams) EXPECT_EQ(found[label], stream) << row.model << " " << label;
+  }
+}
+
+// ---- Solutions.
+
+using Values = std::map<std::string, double>;
+Values Solve(const std::string& model, const std::string& set, const std::string& fix) {
+  CaseRun run(UseLibraries(), ReadCaseText("blocks:\n  b:\n    model: " + model + "\n    set: {" + set + "}\n    fix: {" + fix + "}\n",
+                                           "test"),
+              false);
+  const SolveSummary summary = run.Solve();
+  EXPECT_TRUE(summary.failures.empty()) << set << " / " << fix << ": " << (summary.failures.empty() ? "" : summary.failures[0].reason);
+  Values values = {{"equations", run.System().EquationCount()}};
+  for (const NamedValue& value : run.Values()) values[value.name] = value.value;
+  return values;
+}
+constexpr auto kCompressor = "COMPRPERFCURVE";
+constexpr auto kPump = "PUMPPERFCURVE";
+
+TEST(Maps, defaults_are_a_whole_map) {
+  Values at = Solve(kCompressor, "", "FV_IN: 10000");
+  EXPECT_EQ(at["equations"], 10);
+  EXPECT_NEAR(at["ISENHEAD"], 50, 1e-9);
+  EXPECT_NEAR(at["IEFF"], 0.8, 1e-9);
+  EXPECT_LE(1.04 * at["IEFF"], 1.0);
+  at = Solve(kPump, "", "FV_IN: 0");
+  EXPECT_EQ(at["equations"], 5);
+  EXPECT_NEAR(at["HEAD"], 1.25 * 0.5, 1e-9);
+  EXPECT_NEAR(at["EFF"], 0.2 * 0.75, 1e-9);
+  EXPECT_NEAR(Solve(kPump, "", "FV_IN: 141.67")["HEAD"], 0.0, 1e-9);
+}
+
+TEST(Maps, sizes_follow_the_counts) {
+  for (const char* model : {kCompressor, kPump})
+    for (const bool tabular : {true, false}) {
+      CaseRun run(UseLibraries(), ReadCaseText(fmt::format("blocks: {{b: {{model: {}, set: {{NCURVE: 3, NPOINT: 4, CURVEFORMAT: {}}}}}}}",
+                                                           model, tabular ? "Tabular data" : "Polynomials"), "test"), false);
+      std::map<std::string, std::vector<long long>> dims;
+      for (const PropertyDescription& p : DescribeProperties(*run.flowsheet().FindBlock("b")))
+        if (p.array) dims[p.name] = p.dims;
+      using Dims = std::vector<long long>;
+      EXPECT_EQ(dims["VOLFLOWTAB"], tabular ? (Dims{3, 4}) : (Dims{1, 1}));
+      EXPECT_EQ(dims["MASSFLOWTABE"], tabular ? (Dims{3, 10}) : (Dims{1, 1}));
+      EXPECT_EQ(dims["COEFP"], tabular ? (Dims{1, 6}) : (Dims{3, 6}));
+      EXPECT_EQ(dims["CSPEED"], (Dims{3}));
+    }
+  // Three curves of the first four points of the default map; 3300 rpm lies midway between two speeds whose curves are alike.
+  const Values at = Solve(kCompressor, "NCURVE: 3, NPOINT: 4, EXTRAPOLATEFANL: 'No'", "CSPEED: [3000, 3600, 4000], ACTSHAFTSPEED: 3300, FV_IN: 3200");
+  EXPECT_NEAR(at.at("ISENHEAD"), 0.79 * 50, 1e-9);
+  EXPECT_NEAR(at.at("BLWSWL"), 100 * (4300 - 3200) / 4300.0, 1e-9);
+}
+
+// DOE-HDBK-1012/3-92, Fluid Flow, HT-03 page 50: 400 gpm, 48 ft and 45 kW at 1800 rpm are 800 gpm, 192 ft and 360 kW at 3600.
+TEST(Maps, pump_laws_of_the_doe_handbook) {
+  const double gpm = 0.2271247, foot = 9.80665e-3 * 0.3048;  // m3/hr, kJ/kg
+  const std::string speeds = "REFSHAFTSPEED: 1800, CSPEED: [1800], ACTSHAFTSPEED: 3600, ";
+  const std::string tables = fmt::format("VOLFLOWTAB: [[{}, {}, {}]], ", 300 * gpm, 400 * gpm, 500 * gpm);
+  const std::string flow = fmt::format("FV_IN: {}", 800 * gpm);
+  const std::string set = "EXTRAPOLATEAFFL: 'Yes', NPOINT: 3, EFFVAR: None";
+  Values at = Solve(kPump, set, speeds + tables + fmt::format("HEADTAB: [[{}, {}, {}]], ", 52 * foot, 48 * foot, 41 * foot) + flow);
+  EXPECT_NEAR(at["HEAD"] / foot, 192, 1e-9);
+  at = Solve(kPump, set + ", PERFVAR: Power", speeds + tables + "POWERTAB: [[40, 45, 49]], " + flow);
+  EXPECT_NEAR(at["BPOWER"], 360, 1e-9);
+}
+
+// At N the map is that at Nref, with the flow stretched by N / Nref, the head by its square and the power by its cube.
+TEST(Maps, fan_laws_stretch_the_map) {
+  const double ratio = 1.1;
+  for (const double flow : {4000.0, 9000.0, 20000.0}) {
+    const std::string fast = fmt::format("ACTSHAFTSPEED: {}, FV_IN: {}", 3600 * ratio, flow * ratio), slow = fmt::format("FV_IN: {}", flow);
+    Values there = Solve(kCompressor, "", fast), here = Solve(kCompressor, "EXTRAPOLATEFANL: 'No'", slow);
+    EXPECT_NEAR(there["ISENHEAD"], ratio * ratio * here["ISENHEAD"], 1e-9);
+    EXPECT_NEAR(there["IEFF"], here["IEFF"], 1e-12);
+    EXPECT_NEAR(there["ABVSRG"], here["ABVSRG"], 1e-9);
+    const std::string power = "PERFVAR: Power, EFFVAR: None, NPOINT: 4", table = ", POWERTAB: [[100, 180, 260, 300]], VOLFLOWTAB: [[3000, 8000, 15000, 25000]]";
+    there = Solve(kCompressor, power, fast + table);
+    here = Solve(kCompressor, power + ", EXTRAPOLATEFANL: 'No'", slow + table);
+    EXPECT_NEAR(there["BPOWER"], std::pow(ratio, 3) * here["BPOWER"], 1e-9);
+  }
+  // The head coefficient is that of the tip speed: psi u^2 at both speeds, so head goes with the square of the speed by itself.
+  const std::string table = "HEADCOEFTAB: [[0.6, 0.55, 0.4]], FLOWCOEFTAB: [[0.01, 0.02, 0.04]], IMPDIAM: 0.5, ";
+  for (const char* head : {"Isentropic", "Polytropic"}) {
+    const std::string set = fmt::format("FLOWVAR: Flow-Coeff, PERFVAR: Head-Coef, HEADCALC: {}, EFFVAR: None, NPOINT: 3, EXTRAPOLATEFANL: ", head);
+    const Values on = Solve(kCompressor, set + "'Yes'", table + "ACTSHAFTSPEED: 3000, FV_IN: 450");
+    const Values off = Solve(kCompressor, set + "'No'", table + "ACTSHAFTSPEED: 3000, FV_IN: 450");
+    const double tip_speed = 3000 * 3.141593 * 0.5 / 60;
+    const std::string name = head == std::string("Isentropic") ? "ISENHEAD" : "POLYHEAD";
+    EXPECT_NEAR(off.at(name), 0.55e-3 * tip_speed * tip_speed, 1e-9);  // 450 m3/hr is a flow coefficient of 0.02
+    EXPECT_NEAR(on.at(name), off.at(name), 1e-9);
+  }
+}
+
+// A cubic is the same curve as four of its points under the spline, whatever the map is read as.
+TEST(Maps, polynomial_and_its_points_are_one_curve) {
+  const auto cubic = [](double x) { return 60 + 0.4 * x - 0.02 * x * x + 1e-4 * x * x * x; };
+  const std::string coefficients = "COEFP: [[60, 0.4, -0.02, 0.0001, 0, 0]]";
+  const std::string table = fmt::format("MASSFLOWTAB: [[20, 40, 70, 90]], HEADTAB: [[{}, {}, {}, {}]]", cubic(20), cubic(40), cubic(70), cubic(90));
+  for (const char* model : {kCompressor, kPump}) {
+    const std::string set = "FLOWVAR: Mass-Flow, EFFVAR: None, NPOINT: 4, CURVEFORMAT: ";
+    const std::string flow = ", MW_IN: 20, F_IN: 2.75, ACTSHAFTSPEED: 3600";
+    const std::string ends = model == kCompressor ? ", SURGEP: [20], SWALLP: [90]" : "";
+    const Values points = Solve(model, set + "Tabular data", table + flow), polynomial = Solve(model, set + "Polynomials", coefficients + ends + flow);
+    const char* head = model == kCompressor ? "ISENHEAD" : "HEAD";
+    EXPECT_NEAR(points.at(head), cubic(55), 1e-9);
+    EXPECT_NEAR(polynomial.at(head), points.at(head), 1e-9);
+    if (model == kCompressor) {
+      EXPECT_NEAR(polynomial.at("ABVSRG"), points.at("ABVSRG"), 1e-9);
+    }
+  }
+  // Extended: surge 5 + 0.01 N - 1e-6 N^2 of the operating speed, for both curves.
+  const Values extended = Solve(kCompressor, "FLOWVAR: Mass-Flow, CURVEFORMAT: Extended Polynomials",
+                                "COEFP: [[60, 0, 0, 0, 0, 0]], COEFE: [[0.7, 0, 0, 0, 0, 0]], COEFSURGE: [5, 0.01, -0.000001], SWALLP: [90], "
+                                "SWALLE: [90], MW_IN: 20, F_IN: 2.804, ACTSHAFTSPEED: 3600");
+  const double surge = 5 + 36 - 12.96;
+  EXPECT_NEAR(extended.at("SURGEE(1)"), surge, 1e-9);
+  EXPECT_NEAR(extended.at("ABVSRG"), 100 * (56.08 / surge - 1), 1e-9);
+}
+
+TEST(Maps, held_between_surge_and_stonewall_and_within_bounds) {
+  const std::string table = ", VOLFLOWTAB: [[5000, 8000, 12000]], HEADTAB: [[60, 55, 40]], VOLFLOWTABE: [[5000, 8000, 12000]], IEFFTAB: [[0.6, 0.8, 0.5]]";
+  const std::string set = "NPOINT: 3, NPOINTE: 3, INTERPOLATIONMETH: Linear";
+  Values at = Solve(kCompressor, set, "FV_IN: 4000" + table);
+  EXPECT_NEAR(at["ISENHEAD"], 60, 1e-9);
+  EXPECT_NEAR(at["ABVSRG"], -20, 1e-9);
+  EXPECT_NEAR(Solve(kCompressor, set + ", EXTRAPOLATESS: 'Yes'", "FV_IN: 4000" + table)["ISENHEAD"], 60 + 5000.0 / 3000, 1e-9);
+  at = Solve(kCompressor, set, "FV_IN: 20000" + table);
+  EXPECT_NEAR(at["ISENHEAD"], 40, 1e-9);
+  EXPECT_LT(at["BLWSWL"], 0);
+  EXPECT_LT(at["EFFU"], 0);
+  EXPECT_EQ(at["IEFF"], 1e-5);
+
+  // A pump beyond its run-out gives no head, and one that is asked for more than its shut-off head no flow.
+  EXPECT_EQ(Solve(kPump, "", "FV_IN: 160")["HEAD"], 0);
+  at = Solve(kPump, "PDRIVEN: true", "HEAD: 0.4");
+  EXPECT_NEAR(Solve(kPump, "", fmt::format("FV_IN: {}", at["FV_IN"]))["HEAD"], 0.4, 1e-9);
+  EXPECT_EQ(Solve(kPump, "PDRIVEN: true", "HEAD: 0.7")["FV_IN"], 1e-5);
+}
+
+}  // namespace
+}  // namespace quiver::tests
