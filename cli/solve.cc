@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <cmath>
 
 #include "cli/command.h"
 #include "cli/json_output.h"
@@ -15,6 +16,25 @@ Json FailureJson(const SolveFailure& failure, EquationSystem& system) {
   return {{"equation", failure.equation >= 0 ? Json(system.EquationName(failure.equation)) : Json(nullptr)},
           {"variable", failure.variable >= 0 ? Json(system.VariableName(failure.variable)) : Json(nullptr)},
           {"reason", failure.reason}};
+}
+
+Json StreamsJson(CaseRun& run) {
+  Json streams = Json::array();
+  for (const StreamState& stream : run.Streams()) {
+    Json fractions = Json::object();
+    for (size_t i = 0; i < stream.Z.size(); ++i) fractions[stream.components[i]] = NumberOrNull(stream.Z[i]);
+    streams.push_back({{"name", stream.name},
+                       {"from", TextOrNull(stream.from.empty() ? nullptr : stream.from.c_str())},
+                       {"to", TextOrNull(stream.to.empty() ? nullptr : stream.to.c_str())},
+                       {"reversed", stream.reversed},
+                       {"F", NumberOrNull(stream.F)},
+                       {"T", NumberOrNull(stream.T)},
+                       {"P", NumberOrNull(stream.P)},
+                       {"H", NumberOrNull(stream.H)},
+                       {"V", NumberOrNull(stream.V)},
+                       {"Z", fractions}});
+  }
+  return streams;
 }
 
 Json ResultJson(CaseRun& run, const SolveSummary& summary, bool converged) {
@@ -37,7 +57,25 @@ Json ResultJson(CaseRun& run, const SolveSummary& summary, bool converged) {
   for (const std::string& note : run.flowsheet().scope().notes) notes.push_back(note);
   for (const SolveFailure& note : summary.notes) notes.push_back(note.reason);
   document["notes"] = notes;
+  document["streams"] = StreamsJson(run);
   return document;
+}
+
+// A stream a row; what is not known of it stays empty.
+void PrintStreams(CaseRun& run) {
+  const std::vector<StreamState> streams = run.Streams();
+  if (streams.empty()) return;
+  std::vector<std::vector<std::string>> rows = {{"Stream", "F kmol/hr", "T C", "P bar", "H GJ/kmol"}};
+  rows[0].insert(rows[0].end(), streams[0].components.begin(), streams[0].components.end());
+  const auto cell = [](double value) { return std::isnan(value) ? "" : Number(value); };
+  for (const StreamState& stream : streams) {
+    rows.push_back({stream.name, cell(stream.F), cell(stream.T), cell(stream.P), cell(stream.H)});
+    for (const double fraction : stream.Z) rows.back().push_back(cell(fraction));
+    rows.back().resize(rows[0].size());
+  }
+  std::vector<bool> right(rows[0].size(), true);
+  right[0] = false;
+  fmt::print("\n{}", Table(rows, right));
 }
 
 void PrintResult(CaseRun& run, const SolveSummary& summary, bool converged) {
@@ -55,6 +93,7 @@ void PrintResult(CaseRun& run, const SolveSummary& summary, bool converged) {
     rows.push_back(
         {value.name, Number(value.value), value.unit, value.given ? "given" : "", value.description});
   fmt::print("{}", Table(rows, {false, true, false, false, false}));
+  PrintStreams(run);
   if (!run.description().report.empty()) return;
   const std::vector<NamedValue> all = run.Values();
   if (all.size() > rows.size())

@@ -68,6 +68,6 @@ class QV_API QV_MATERIALPORTSRPREV : public QV_MATERIALPORTRPREV {
   void Construct() override;
   void SetDims() override;
 
-  int Count() const;                            // of streams, at least 1
-  QV_MATERIALPORTRPREV* Stream(int i) const;    // from 1; null where there is none
+  int Count() const;                          // of streams, at least 1
+  QV_MATERIALPORTRPREV* Stream(int i) const;  // from 1; null where there is none
 };

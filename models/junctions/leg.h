@@ -203,10 +203,6 @@ void LegContents(Model& m, Equate& eq, const char* condition, QV_MATERIALPORTRPR
   });
 }
 
-// One property of one outlet stream in four equations: molar, volume, mass and standard liquid volume flow.
-struct OutletLabels {
-  const char *moles, *volume, *mass, *standard_volume, *standard_density;
-};
 
 template <class Model>
 void TeeDefaults(Model& m, Assigner& set) {

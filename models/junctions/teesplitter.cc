@@ -32,6 +32,10 @@ struct QV_EXPORT QV_TEESPLITTER : QV_GENERICMODEL {
     quiver::junctions::TeeDefaults(*this, set);
     set.range(OUTLETS, 2);
     if (!quiver::junctions::IsPressureDriven(*this)) set.spec(P_DROP, QV_SPEC_GIVEN);
+    if (quiver::junctions::IsReversible(*this)) {  // a product that comes back makes the other more than the feed
+      set.lower(SF, -1e30);
+      set.upper(SF, 1e30);
+    }
   }
 
   void Equations(Equate& eq) {

@@ -3,10 +3,13 @@
 
 #include <fmt/format.h>
 
+#include <cmath>
+
 #include "host/extensions.h"
 #include "runtime/cases/value_giver.h"
 #include "runtime/contract/error.h"
 #include "runtime/contract/names.h"
+#include "runtime/contract/set_storage.h"
 #include "runtime/io/suggest.h"
 #include "runtime/system/describe.h"
 
@@ -29,6 +32,7 @@ CaseRun::CaseRun(const ModelLibrary& library, CaseFile description, bool qualifi
     givers.emplace_back(instance, block.name, block.guess, ValueGiver::kGuess);
   }
   if (!faults.empty()) Fail(std::move(faults));
+  NumberStreams(flowsheet_, description_.connect);
   flowsheet_.SizeAndAssign([&] {
     if (!faults.empty()) return;  // told once is enough
     GiveGlobals(flowsheet_.scope(), description_.globals, faults);
@@ -68,12 +72,18 @@ std::vector<Tie> CaseRun::Connect() {
     QV_Type* left = find(connection.left, connection.location);
     QV_Type* right = find(connection.right, connection.location);
     if (!left || !right) continue;
+    auto* left_port = dynamic_cast<QV_MATERIALPORTRPREV*>(left);
+    auto* right_port = dynamic_cast<QV_MATERIALPORTRPREV*>(right);
+    if (left_port && right_port) {
+      streams_.Connect(connection, *left_port, *right_port, ties, faults);
+      continue;
+    }
     auto* a = dynamic_cast<QV_VarParam*>(left);
     auto* b = dynamic_cast<QV_VarParam*>(right);
     const std::string text = fmt::format("{} = {}", connection.left.Text(), connection.right.Text());
     if (!a || !b || HostAccess::KindOf(*a) != HostAccess::kReal || HostAccess::KindOf(*b) != HostAccess::kReal) {
       AddFault(faults, connection.location, fmt::format("cannot connect {}", text),
-               "both sides must be single real values of a block; streams between ports are not available.");
+               "both sides must be single real values of a block, or material ports.");
       continue;
     }
     if (!a->IsVariable()) {  // a parameter takes the other side's value, which must be known
@@ -136,6 +146,30 @@ std::vector<NamedValue> CaseRun::Values() {
   std::vector<NamedValue> values;
   for (Instance* block : flowsheet_.blocks()) CollectValues(*block, values);
   return values;
+}
+
+std::vector<StreamState> CaseRun::Streams() {
+  const EquationSystem& system = System();
+  const double absent = std::nan("");
+  const auto value = [&](QV_VarParam& holder) {
+    const bool known = HostAccess::SpecOf(holder) == QV_SPEC_GIVEN ||
+                       (HostAccess::Number(holder) < system.VariableCount() && system.TakesPart(HostAccess::Number(holder)));
+    return known ? holder.RealValue() : absent;
+  };
+  std::vector<StreamState> states;
+  for (const Stream& stream : FindStreams(flowsheet_, streams_.connected())) {
+    QV_MATERIALPORTRPREV& port = *stream.port;
+    const double flow = value(port.F);
+    if (std::isnan(flow)) continue;
+    const bool reversed = flow < 0;
+    QV_ArrayBase& fractions = reversed ? port.ZREV : port.Z;
+    StreamState state{stream.Name(), stream.from, stream.to, reversed, flow, value(reversed ? port.TREV : port.T), value(port.P),
+                      value(reversed ? port.HREV : port.H), reversed ? absent : value(port.V), {}, {}};
+    state.components = ElementsOf(*port.ComponentList).texts;
+    for (long long i = 0; i < fractions.Count(); ++i) state.Z.push_back(value(static_cast<QV_VarParam&>(fractions.At(i))));
+    states.push_back(std::move(state));
+  }
+  return states;
 }
 
 std::vector<NamedValue> CaseRun::Report() {

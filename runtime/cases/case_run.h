@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "runtime/cases/streams.h"
 #include "runtime/io/case_file.h"
 #include "runtime/solve/block_solver.h"
 #include "runtime/system/equation_system.h"
@@ -24,6 +25,15 @@ struct NamedValue {
   std::string description;  // empty where the model gives none
   bool given;               // not computed
   bool takes_part;          // in some equation; else it has its start value still
+};
+
+// A stream as the solution has it. Members of which no equation speaks, and that are not given, are absent (NaN).
+struct StreamState {
+  std::string name, from, to;
+  bool reversed;           // it flows against its connection, F < 0: the rest is of what comes back
+  double F, T, P, H, V;    // kmol/hr, C, bar, GJ/kmol, m3/kmol
+  std::vector<double> Z;   // in the order of `components`
+  std::vector<std::string> components;
 };
 
 class CaseRun {
@@ -41,6 +51,8 @@ class CaseRun {
   std::vector<NamedValue> Values();
   // Those that the case asks for; when it asks for none, those that are given or take part in an equation.
   std::vector<NamedValue> Report();
+  // Of all material ports that have a flow.
+  std::vector<StreamState> Streams();
 
  private:
   std::vector<Tie> Connect();
@@ -50,6 +62,7 @@ class CaseRun {
   CaseFile description_;
   bool qualified_;
   Flowsheet flowsheet_;
+  StreamConnector streams_;
   std::unique_ptr<EquationSystem> system_;
 };
 

@@ -5,6 +5,7 @@
 
 #include <cmath>
 
+#include "host/modeller/ports.h"
 #include "runtime/contract/array_storage.h"
 #include "runtime/contract/names.h"
 #include "runtime/contract/scope.h"
@@ -71,7 +72,15 @@ NamedObject FindNamed(const Instance& instance, const PropertyPath& path, size_t
       return named;
     }
     QV_Type* object = within->Object(property);
-    if (!part.indices.empty()) {
+    auto* several = part.indices.empty() ? nullptr : dynamic_cast<QV_MATERIALPORTSRPREV*>(object);
+    if (several) {
+      const auto* index = part.indices.size() == 1 ? std::get_if<std::int64_t>(&part.indices[0]) : nullptr;
+      object = index && *index == static_cast<int>(*index) ? several->Stream(static_cast<int>(*index)) : nullptr;
+      if (!object) {
+        named.missing_element = ElementText(part);
+        return named;
+      }
+    } else if (!part.indices.empty()) {
       auto* array = dynamic_cast<QV_ArrayBase*>(object);
       if (!array) {
         AddFault(faults, location, fmt::format("{} of block {} is no array", part.name, block), "write it without brackets.");

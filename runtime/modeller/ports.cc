@@ -62,7 +62,8 @@ QV_Value* QV_CONNECTIONCOUNT::QV_DefaultVALUE() {
   return &value;
 }
 
-QV_MATERIALPORTSRPREV::QV_MATERIALPORTSRPREV(bool, QV_Container* owner) : QV_MATERIALPORTRPREV(false, owner) {}
+QV_MATERIALPORTSRPREV::QV_MATERIALPORTSRPREV(bool, QV_Container* owner)
+    : QV_MATERIALPORTRPREV(false, owner) {}
 QV_MATERIALPORTSRPREV::~QV_MATERIALPORTSRPREV() = default;
 
 void QV_MATERIALPORTSRPREV::Construct() {
@@ -77,7 +78,8 @@ void QV_MATERIALPORTSRPREV::SetDims() {
   const int count = Count();
   if (const int given = connections.IntegerValue(); given != count)
     if (quiver::Scope* scope = quiver::ThisThread().scope)
-      scope->Fault(fmt::format("{} is {}; it can be from 1 to {}.", quiver::QualifiedName(connections), given, kMostStreams));
+      scope->Fault(fmt::format("{} is {}; it can be from 1 to {}.", quiver::QualifiedName(connections), given,
+                               kMostStreams));
   QV_IntSetValue streams(count > 1 ? ("1\":" + std::to_string(count) + "\"").c_str() : "");
   QV_Value value(streams);
   STREAMS.Assign(&value);

@@ -33,7 +33,14 @@ EquationSystem::EquationSystem(Flowsheet& flowsheet, const std::vector<Tie>& tie
     ReadEquations(*instance, record);
     if (record.result >= 0) AddInstance(*instance, record);
   }
-  for (const Tie& tie : ties_) AddTie(tie);
+  const std::vector<unsigned char> named = NamedVariables();
+  for (const Tie& tie : ties_) {
+    const auto matters = [&](QV_VarParam& holder) {
+      const auto number = static_cast<size_t>(HostAccess::Number(holder));
+      return HostAccess::SpecOf(holder) == QV_SPEC_GIVEN || (number < named.size() && named[number]);
+    };
+    if (!tie.only_if_used || matters(*tie.left) || matters(*tie.right)) AddTie(tie);
+  }
   flowsheet.ThrowFaults();
   MakeRows();
   ReadVariables();
@@ -166,6 +173,14 @@ void EquationSystem::AddInstance(Instance& instance, const InstanceRecord& recor
     if (At(e).alternative_count == 0)
       instance.scope().Fault(fmt::format("{}: equation {} of {} was counted but not emitted. The model library is at fault.",
                                          InstanceName(instance), e - base, count));
+}
+
+std::vector<unsigned char> EquationSystem::NamedVariables() const {
+  std::vector<unsigned char> named(static_cast<size_t>(flowsheet_->scope().Count()), 0);
+  for (const int variable : gather_) named[static_cast<size_t>(variable)] = 1;
+  for (const Call& call : calls_)
+    for (const int variable : call.elements) named[static_cast<size_t>(variable)] = 1;
+  return named;
 }
 
 void EquationSystem::AddTie(const Tie& tie) {

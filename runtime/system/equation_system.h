@@ -25,6 +25,7 @@ struct Tie {
   QV_VarParam* left;
   QV_VarParam* right;
   std::string name;  // "fire.HEATLOAD = vessel.Q"
+  bool only_if_used = false;  // none is made where no equation names either of them and neither is given
 };
 
 class EquationSystem final : public NonlinearProblem {
@@ -101,6 +102,7 @@ class EquationSystem final : public NonlinearProblem {
   const Equation& At(int equation) const { return equations_[static_cast<size_t>(equation)]; }
   void AddInstance(Instance& instance, const InstanceRecord& record);
   void AddTie(const Tie& tie);
+  std::vector<unsigned char> NamedVariables() const;  // by any equation so far, by number
   int AddAlternative(int equation, const Alternative& alternative);
   void AppendStream(const EmissionRecord& record, TokenRange range, std::vector<Token>& stream);
   int AddCall(QV_ProcedureType* procedure);
