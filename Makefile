@@ -23,7 +23,7 @@ run: products
 
 products: dependencies
 	@$(CONFIGURE) release >/dev/null
-	@cmake --build --preset release --parallel $(JOBS) --target quiver
+	@cmake --build --preset release --parallel $(JOBS) --target products
 
 test: dependencies
 	@$(CONFIGURE) release >/dev/null
