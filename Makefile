@@ -42,7 +42,8 @@ format:
 	@$(FORMATTED) | xargs -0 clang-format -i
 
 check-format:
-	@$(FORMATTED) | xargs -0 clang-format --dry-run -Werror
+	@wrong=$$($(FORMATTED) | xargs -0 clang-format --dry-run 2>&1 | sed -n 's/:[0-9]*:[0-9]*: warning:.*//p' | sort -u); \
+	test -z "$$wrong" || { printf 'Not formatted (make format does it):\n%s\n' "$$wrong"; exit 1; }
 
 lint: dependencies
 	@$(CONFIGURE) release >/dev/null
