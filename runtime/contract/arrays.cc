@@ -50,6 +50,10 @@ using quiver::ArrayStorage;
 using quiver::HostAccess;
 
 QV_ArrayBase::QV_ArrayBase() : QV_VarParam(kArray, false) {}
+QV_ArrayBase& QV_ArrayBase::operator=(const QV_ArrayBase& other) {
+  if (this != &other) CopyElements(other);
+  return *this;
+}
 QV_ArrayBase::~QV_ArrayBase() {
   if (!storage_) return;
   for (auto element = storage_->elements.rbegin(); element != storage_->elements.rend(); ++element)

@@ -47,10 +47,11 @@ QV_ModelType* ModelLibrary::Create(std::string_view model) const {
   if (!row) throw Error(fmt::format("unknown model {}: {}", model, Suggest(model, ModelNames())));
   const std::string name = row->name;
   const auto* block = static_cast<const QV_CompatibilityBlock*>(library_.Find(("_Compatibility" + name).c_str()));
-  if (!block || block->version != kQvCompatibilityVersion)
+  if (!block) throw Error(fmt::format("{} lists model {} but does not export its compatibility block.", path().string(), name));
+  if (block->version != kQvCompatibilityVersion)
     throw Error(fmt::format("model {} of {} was built for version {} of the contract, this host has version {}. Build the "
                             "library against this host.",
-                            name, path().string(), block ? block->version : 0, kQvCompatibilityVersion));
+                            name, path().string(), block->version, kQvCompatibilityVersion));
   const auto factory = reinterpret_cast<QV_FactoryFunction>(library_.Find((name + "Factory").c_str()));
   if (!factory) throw Error(fmt::format("{} lists model {} but exports no {}Factory.", path().string(), name, name));
   QV_Containable* object = factory();

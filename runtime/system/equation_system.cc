@@ -184,6 +184,14 @@ std::vector<unsigned char> EquationSystem::NamedVariables() const {
 }
 
 void EquationSystem::AddTie(const Tie& tie) {
+  for (QV_VarParam* side : {tie.left, tie.right}) {
+    if (HostAccess::KindOf(*side) == HostAccess::kReal) {
+      flowsheet_->scope().Number(*side);
+      continue;
+    }
+    flowsheet_->scope().Fault(fmt::format("{}: only single real values can be made equal.", tie.name));
+    return;
+  }
   const std::vector<Token> stream = {Token::Code(20), TokenOf(*tie.left), TokenOf(*tie.right)};
 
   Alternative alternative;
