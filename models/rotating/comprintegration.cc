@@ -1,10 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
-// Polytropic head of a compression, found along its path: from suction to discharge in steps of equal pressure difference or
-// equal pressure ratio, with the fluid's state at every point between them. Part of a compressor, which supplies the states at
-// both ends and takes the head. Pressures in bar, temperatures in C, enthalpies in GJ/kmol, densities in kmol/m3, heads in kJ/kg.
+// Polytropic head of a compression, found along its path: from suction to discharge in steps of equal
+// pressure difference or equal pressure ratio, with the fluid's state at every point between them. Part of a
+// compressor, which supplies the states at both ends and takes the head. Pressures in bar, temperatures in C,
+// enthalpies in GJ/kmol, densities in kmol/m3, heads in kJ/kg.
 //
-// Given the efficiency and the discharge pressure, each step has two statements of its head: the integral of v dp, and the
-// efficiency times the enthalpy rise. They fix its end. The owner relates T_OUT, H_OUT and RHO_OUT, or leaves PEFF free.
+// Given the efficiency and the discharge pressure, each step has two statements of its head: the integral of
+// v dp, and the efficiency times the enthalpy rise. They fix its end. The owner relates T_OUT, H_OUT and
+// RHO_OUT, or leaves PEFF free.
+#include <cmath>
+#include <string>
+#include <vector>
+
 #include "frame/model.h"
 #include "host/modeller/phase_models.h"
 #include "models/rotating/labels.h"
@@ -117,7 +123,8 @@ struct QV_EXPORT QV_COMPRINTEGRATION : QV_GENERICMODEL {
   VARIABLE(QV_FRACTION, LF2_IN)
   VARIABLE(QV_FRACTION, LF2_OUT)
 
-  // Phase properties of the points between the ends: of the kind that VALIDPHASES selects; the others have no point.
+  // Phase properties of the points between the ends: of the kind that VALIDPHASES selects; the others have no
+  // point.
   SET(QV_INTEGERSET, QV_PVAP_SET1)
   ARRAY(QV_PVAP, PVAP, OVER(QV_PVAP_SET1))
   SET(QV_INTEGERSET, QV_PFLASH2_SET1)
@@ -148,6 +155,7 @@ struct QV_EXPORT QV_COMPRINTEGRATION : QV_GENERICMODEL {
     PointsBetween(set, QV_PFLASH2_SET1, "Vapor-Liquid");
     PointsBetween(set, QV_PFLASH2W_SET1, "Vapor-Liquid-FreeWater");
     PointsBetween(set, QV_PFLASH3_SET1, "Vapor-Liquid-Liquid");
+    Starts(set);
   }
 
   void Equations(Equate& eq) {
@@ -158,8 +166,11 @@ struct QV_EXPORT QV_COMPRINTEGRATION : QV_GENERICMODEL {
     eq("QV_Eqn2", TEMP(1) == T_IN);
     eq("QV_Eqn3", RHO(1) == RHO_IN);
     eq("QV_Eqn4", H(1) == H_IN);
-    if (two_phases) TwoPhases([&, k = 5](auto& at, auto& in, auto&, auto) mutable { Same(eq, Label(k++), at, 1, in); });
-    if (three_phases) ThreePhases([&, k = 15](auto& at, auto& in, auto&, auto) mutable { Same(eq, Label(k++), at, 1, in); });
+    const auto at_suction = [&](int k) {
+      return [&, k](auto& along, auto& in, auto&, auto) mutable { Same(eq, Label(k++), along, 1, in); };
+    };
+    if (two_phases) TwoPhases(at_suction(5));
+    if (three_phases) ThreePhases(at_suction(15));
 
     eq.when(is(INTEGRATIONSTEP, "Equal DelP"), [&] {
         eq.each(NINTVL, [&](int a) { eq("QV_Eqn30", PRES(a + 1) == PRES(a) + DELP); });
@@ -169,14 +180,18 @@ struct QV_EXPORT QV_COMPRINTEGRATION : QV_GENERICMODEL {
         });
         eq("QV_Eqn32", PRES(Last()) == PRES(Last() - 1) * PRATIOLASTSTEP);
       });
-    eq.each(NPOINTS, [&](int i) { eq("QV_Eqn33", ZC(i) * RHO(i) * (UEC4 * UCF15) * (TEMP(i) + UCF12) == PRES(i) * UCF3); });
+    eq.each(NPOINTS, [&](int i) {
+      eq("QV_Eqn33", ZC(i) * RHO(i) * (UEC4 * UCF15) * (TEMP(i) + UCF12) == PRES(i) * UCF3);
+    });
 
     Between(eq, QV_PVAP_SET1, PVAP, 34);
     eq.each(QV_PVAP_SET1, [&](int i) { eq("QV_Eqn37", H(i) == PVAP(i).H); });
     eq.each(QV_PVAP_SET1, [&](int i) { eq("QV_Eqn38", RHO(i) == PVAP(i).RHO); });
 
     Between(eq, QV_PFLASH2_SET1, PFLASH2, 39);
-    eq.each(QV_PFLASH2_SET1, [&](int i) { eq("QV_Eqn52", RHOV(i) * RHOL(i) == RHO(i) * (RHOL(i) * VF(i) + RHOV(i) * (1 - VF(i)))); });
+    eq.each(QV_PFLASH2_SET1, [&](int i) {
+      eq("QV_Eqn52", RHOV(i) * RHOL(i) == RHO(i) * (RHOL(i) * VF(i) + RHOV(i) * (1 - VF(i))));
+    });
     eq.each(QV_PFLASH2_SET1, [&](int i) { eq("QV_Eqn53", H(i) == VF(i) * HV(i) + LF(i) * HL(i)); });
 
     Between(eq, QV_PFLASH2W_SET1, PFLASH2W, 54);
@@ -185,11 +200,14 @@ struct QV_EXPORT QV_COMPRINTEGRATION : QV_GENERICMODEL {
     MixtureOfThree(eq, QV_PFLASH3_SET1, "QV_Eqn92", "QV_Eqn93");
 
     // EPS keeps the logarithms apart from zero where an interval has no pressure rise or no compression.
-    eq.each(NINTVL, [&](int a) { eq("QV_Eqn94", N(a) == ln(PRES(a + 1) / PRES(a) + EPS) / ln(RHO(a + 1) / RHO(a) + EPS)); });
+    eq.each(NINTVL, [&](int a) {
+      eq("QV_Eqn94", N(a) == ln(PRES(a + 1) / PRES(a) + EPS) / ln(RHO(a + 1) / RHO(a) + EPS));
+    });
     eq.each(NINTVL, [&](int a) { eq("QV_Eqn95", NR(a) * N(a) == N(a) - 1); });
     eq.when(is(INTEGRATIONMETHOD, "N Method"), [&] {
         eq.each(NINTVL, [&](int a) {
-          eq("QV_Eqn96", HEAD(a) * NR(a) == UEC4 / MW * ZC(a) * (TEMP(a) + UCF12) * (pow(PRES(a + 1) / PRES(a), NR(a)) - 1));
+          const int b = a + 1;
+          eq("QV_Eqn96", HEAD(a) * NR(a) == UEC4 / MW * ZC(a) * (TEMP(a) + UCF12) * (pow(PRES(b) / PRES(a), NR(a)) - 1));
         });
       }).orWhen(is(INTEGRATIONMETHOD, "Direct Method"), [&] {
         eq.each(NINTVL, [&](int a) {
@@ -204,8 +222,11 @@ struct QV_EXPORT QV_COMPRINTEGRATION : QV_GENERICMODEL {
     eq("QV_Eqn100", TEMP(Last()) == T_OUT);
     eq("QV_Eqn101", RHO(Last()) == RHO_OUT);
     eq("QV_Eqn102", H(Last()) == H_OUT);
-    if (two_phases) TwoPhases([&, k = 103](auto& at, auto&, auto& out, auto) mutable { Same(eq, Label(k++), at, Last(), out); });
-    if (three_phases) ThreePhases([&, k = 113](auto& at, auto&, auto& out, auto) mutable { Same(eq, Label(k++), at, Last(), out); });
+    const auto at_discharge = [&](int k) {
+      return [&, k](auto& along, auto&, auto& out, auto) mutable { Same(eq, Label(k++), along, Last(), out); };
+    };
+    if (two_phases) TwoPhases(at_discharge(103));
+    if (three_phases) ThreePhases(at_discharge(113));
     eq("QV_Eqn128", POLYHEAD == sigma(HEAD));
   }
 
@@ -219,7 +240,73 @@ struct QV_EXPORT QV_COMPRINTEGRATION : QV_GENERICMODEL {
     set(points, QV_IntSetValue(text.c_str()));
   }
 
-  // The phase properties in the order of their equations: use(along the path, at suction, at discharge, of the sub-model).
+  // The path to start from: pressures as the steps have them, and everything else in proportion to their
+  // logarithm. An end that nobody has told yet is that of a gas whose temperature goes with the pressure to
+  // the 0.35. The n-method needs this start: at NR = 0 its equation holds for any head.
+  void Starts(Assigner& set) {
+    const double kelvin = 273.15, r = 8.31446261815324;
+    const double p1 = (*P_IN).RealValue(), p2 = (*P_OUT).RealValue(), mw = (*MW).RealValue();
+    const double t1 = (*T_IN).RealValue(), rho1 = (*RHO_IN).RealValue(), h1 = (*H_IN).RealValue();
+    if (!(p1 > 0 && p2 > 0 && p1 != p2 && rho1 > 0 && mw > 0 && t1 > -kelvin) || PRES.Count() != Last()) return;
+    const auto told = [](const QV_VarParam& end, double otherwise) {
+      return end.HoldsDefault() ? otherwise : end.RealValue();
+    };
+    const double t2 = told(*T_OUT, (t1 + kelvin) * std::pow(p2 / p1, 0.35) - kelvin);
+    const double rho2 = told(*RHO_OUT, rho1 * p2 / p1 * (t1 + kelvin) / (t2 + kelvin));
+    const double h2 = told(*H_OUT, h1 + 3.5e-6 * r * (t2 - t1));
+    if (!(t2 > -kelvin && rho2 > 0)) return;
+
+    const bool by_ratio = is(INTEGRATIONSTEP, "Equal PRatio");
+    const double intervals = NINTERVALS.IntegerValue();
+    const double ratio = PRATIOSTEP.RealValue() > 0 ? PRATIOSTEP.RealValue() : std::pow(p2 / p1, 1 / intervals);
+    std::vector<double> share;  // of the logarithm, by point
+    for (int i = 1; i <= Last(); ++i) {
+      const double p = i == Last() ? p2 : by_ratio ? p1 * std::pow(ratio, i - 1) : p1 + (p2 - p1) * (i - 1) / intervals;
+      share.push_back(std::log(p / p1) / std::log(p2 / p1));
+    }
+    const auto line = [&](auto& along, double first, double last) {
+      for (int i = 1; i <= Last(); ++i) set(along(i), std::lerp(first, last, share[static_cast<size_t>(i - 1)]));
+    };
+    const auto power = [&](auto& along, double first, double last) {
+      for (int i = 1; i <= Last(); ++i)
+        set(along(i), first * std::pow(last / first, share[static_cast<size_t>(i - 1)]));
+    };
+    power(PRES, p1, p2);
+    line(TEMP, t1, t2);
+    power(RHO, rho1, rho2);
+    line(H, h1, h2);
+    line(ZC, 100 * p1 / (rho1 * r * (t1 + kelvin)), 100 * p2 / (rho2 * r * (t2 + kelvin)));  // 1 bar is 100 kJ/m3
+    const double n = std::log(p2 / p1) / std::log(rho2 / rho1);
+    if (std::isfinite(n)) set(N, n);
+    if (n != 0) set(NR, (n - 1) / n);
+    for (int a = 1; a < Last(); ++a)
+      set(HEAD(a), 100 * (PRES(a + 1).RealValue() - PRES(a).RealValue()) / (RHO(a).RealValue() * mw));
+
+    const auto phase = [&](auto& along, auto& in, auto& out, auto) {
+      if constexpr (std::derived_from<std::remove_cvref_t<decltype(along)>, QV_BASE_IS>)
+        ForEach(*ComponentList, [&](const char* c) {
+          for (int i = 1; i <= Last(); ++i)
+            set(along(i, c), std::lerp(in(c).RealValue(), out(c).RealValue(), share[static_cast<size_t>(i - 1)]));
+        });
+      else
+        line(along, in.RealValue(), out.RealValue());
+    };
+    if (is(VALIDPHASES, "Vapor-Liquid")) TwoPhases(phase);
+    if (PFLASH2W.Count() + PFLASH3.Count() > 0) ThreePhases(phase);
+    const auto between = [&](auto& states) {
+      for (int i = 2; i < Last() && states.Count() == Last() - 2; ++i) {
+        set(states(i).T, TEMP(i));
+        set(states(i).P, PRES(i));
+      }
+    };
+    between(PVAP);
+    between(PFLASH2);
+    between(PFLASH2W);
+    between(PFLASH3);
+  }
+
+  // The phase properties in the order of their equations: use(along the path, at suction, at discharge, of
+  // the sub-model).
   template <class Use>
   void TwoPhases(Use use) {
     use(RHOL, RHOL_IN, RHOL_OUT, &QV_PFLASH2::RHOL);
@@ -252,7 +339,8 @@ struct QV_EXPORT QV_COMPRINTEGRATION : QV_GENERICMODEL {
     use(LF2, LF2_IN, LF2_OUT, &QV_PFLASH3::LF2);
   }
 
-  // A phase property at a point, or all its components there, has the value of one that belongs to that point.
+  // A phase property at a point, or all its components there, has the value of one that belongs to that
+  // point.
   template <class Along, class Value>
   void Same(Equate& eq, const char* label, Along& along, int point, Value& value) {
     if constexpr (std::derived_from<Along, QV_BASE_IS>)
@@ -261,7 +349,8 @@ struct QV_EXPORT QV_COMPRINTEGRATION : QV_GENERICMODEL {
       eq(label, along(point) == value);
   }
 
-  // Temperature, pressure and composition given to the sub-models, and the phase properties they find, numbered from `number`.
+  // Temperature, pressure and composition given to the sub-models, and the phase properties they find,
+  // numbered from `number`.
   template <class State>
   void Between(Equate& eq, QV_INTEGERSET& points, QV_ARRAY_I<State>& states, int number) {
     eq.each(points, [&](int i) { eq(Label(number), states(i).T == TEMP(i)); });
@@ -279,7 +368,8 @@ struct QV_EXPORT QV_COMPRINTEGRATION : QV_GENERICMODEL {
       TwoPhases(found);
   }
 
-  // Volumes and enthalpies of a mole of mixture are those of its phases; the first multiplied by all densities.
+  // Volumes and enthalpies of a mole of mixture are those of its phases; the first multiplied by all
+  // densities.
   void MixtureOfThree(Equate& eq, QV_INTEGERSET& points, const char* density, const char* enthalpy) {
     eq.each(points, [&](int i) {
       eq(density, RHOV(i) * RHOL1(i) * RHOL2(i) == RHO(i) * (RHOL1(i) * RHOL2(i) * VF(i) + RHOV(i) * RHOL2(i) * LF1(i) +

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Performance map of a compressor: head, head coefficient, power or a pressure over a flow, the efficiency over the same flow,
-// and how far the operating point is from surge and stonewall. Part of a compressor, which supplies suction flow and pressures.
-// Flows in m3/hr and kg/hr, speeds in rpm, heads in kJ/kg.
+// Performance map of a compressor: head, head coefficient, power or a pressure over a flow, the efficiency
+// over the same flow, and how far the operating point is from surge and stonewall. Part of a compressor,
+// which supplies suction flow and pressures. Flows in m3/hr and kg/hr, speeds in rpm, heads in kJ/kg.
 //
 //   quiver solve COMPRPERFCURVE --fix FV_IN=9000 --fix ACTSHAFTSPEED=3300
 #include "models/rotating/curves.h"
@@ -149,8 +149,8 @@ struct QV_EXPORT QV_COMPRPERFCURVE : QV_GENERICMODEL {
     set(EFFMAX, 1.0);
     set(NPOINTD, 10);
     set(CSPEED, 3600.0);
-    // At similar points of geometrically similar machines head goes with the square of the speed, power with its cube, and
-    // the efficiency stays.
+    // At similar points of geometrically similar machines head goes with the square of the speed, power with
+    // its cube, and the efficiency stays.
     set(FANEE, 0.0);
     set(FANEH, 2.0);
     set(FANEP, 3.0);
@@ -177,7 +177,9 @@ struct QV_EXPORT QV_COMPRPERFCURVE : QV_GENERICMODEL {
   void Equations(Equate& eq) {
     eq.when(is(FLOWVAR, "Mass-Flow"), [&] { eq("QV_Eqn1", FM_IN == F_IN * MW_IN); })
         .orWhen(is(FLOWVAR, "Vol-Flow/N"), [&] { eq("QV_Eqn2", FV_IN == FV_N * ACTSHAFTSPEED); })
-        .orWhen(is(FLOWVAR, "Flow-Coeff"), [&] { eq("QV_Eqn3", FV_IN == FLOWCOEF * (60 * ACTSHAFTSPEED) * pow(IMPDIAM, 3)); });
+        .orWhen(is(FLOWVAR, "Flow-Coeff"), [&] {
+          eq("QV_Eqn3", FV_IN == FLOWCOEF * (60 * ACTSHAFTSPEED) * pow(IMPDIAM, 3));
+        });
 
     // In kJ/kg: the square of the tip speed is in J/kg.
     if (is(PERFVAR, "Head-Coef")) {
@@ -186,8 +188,9 @@ struct QV_EXPORT QV_COMPRPERFCURVE : QV_GENERICMODEL {
           .orWhen(is(HEADCALC, "Isentropic"), [&] { eq("QV_Eqn6", ISENHEAD == 0.001 * HEADCOEF * sqr(TIPSPEED)); });
     }
     if (is(CURVEFORMAT, "Extended Polynomials")) {
+      const auto& speed = ACTSHAFTSPEED;
       eq.each(QV_SURGEP_SET1, [&](int i) {
-        eq("QV_Eqn7", SURGEP(i) == COEFSURGE(1) + COEFSURGE(2) * ACTSHAFTSPEED + COEFSURGE(3) * ACTSHAFTSPEED * ACTSHAFTSPEED);
+        eq("QV_Eqn7", SURGEP(i) == COEFSURGE(1) + COEFSURGE(2) * speed + COEFSURGE(3) * speed * speed);
       });
       eq.each(QV_SURGEP_SET1, [&](int i) { eq("QV_Eqn8", SURGEP(i) == SURGEE(i)); });
     }
@@ -197,7 +200,9 @@ struct QV_EXPORT QV_COMPRPERFCURVE : QV_GENERICMODEL {
 
  private:
   bool FanLaws() const { return is(EXTRAPOLATEFANL, "Yes"); }
-  Kind HeadKind() const { return is(HEADCALC, "Polytropic") ? kPolytropic : is(HEADCALC, "Isentropic") ? kIsentropic : kAnyKind; }
+  Kind HeadKind() const {
+    return is(HEADCALC, "Polytropic") ? kPolytropic : is(HEADCALC, "Isentropic") ? kIsentropic : kAnyKind;
+  }
 
   std::array<FlowChoice, 4> Flows() {
     return {{{"Vol-Flow", kVolumeFlow, FV_IN, FV_INREF, VOLFLOWTAB, VOLFLOWTABE},
@@ -218,7 +223,8 @@ struct QV_EXPORT QV_COMPRPERFCURVE : QV_GENERICMODEL {
     return {{{"Polytropic", kEfficiency, PEFF, PEFFREF, PEFFTAB}, {"Isentropic", kEfficiency, IEFF, IEFFREF, IEFFTAB}}};
   }
 
-  // With the fan laws a curve is read at the reference speed, where it was measured, and carried over; else at the operating one.
+  // With the fan laws a curve is read at the reference speed, where it was measured, and carried over; else
+  // at the operating one.
   void Curves(Equate& eq) {
     const auto flows = Flows();
     const auto results = Results();
@@ -230,11 +236,11 @@ struct QV_EXPORT QV_COMPRPERFCURVE : QV_GENERICMODEL {
     if (result && result->result == kHead && HeadKind() == kAnyKind) result = nullptr;  // no head to read
     if (result) {
       const bool at_reference = FanLaws() && result->HasReference();
+      const auto& speed = at_reference ? REFSHAFTSPEED : ACTSHAFTSPEED;
       eq(Label(Calls(flow->flow, result->result, HeadKind()).compressor[FanLaws() ? 0 : 1]),
          outputs(at_reference ? result->reference : result->actual, ABVSRG, BLWSWL) ==
-             PPCURVE(CURVEFORMAT, NCURVE, NPOINT, NPOINTS, EXTRAPOLATESS, at_reference ? REFSHAFTSPEED : ACTSHAFTSPEED, CSPEED,
-                     result->table, flow->table, COEFP, SURGEP, SWALLP, at_reference ? flow->reference : flow->actual,
-                     INTERPOLATIONMETH));
+             PPCURVE(CURVEFORMAT, NCURVE, NPOINT, NPOINTS, EXTRAPOLATESS, speed, CSPEED, result->table, flow->table, COEFP,
+                     SURGEP, SWALLP, at_reference ? flow->reference : flow->actual, INTERPOLATIONMETH));
     }
     if (const ResultChoice* efficiency = Chosen(EFFVAR, efficiencies)) {
       const Kind kind = is(EFFVAR, "Polytropic") ? kPolytropic : kIsentropic;
@@ -273,11 +279,11 @@ struct QV_EXPORT QV_COMPRPERFCURVE : QV_GENERICMODEL {
         .orWhen(is(EFFVAR, "Isentropic"), [&] { eq("QV_Eqn74", IEFF == IEFFREF * pow(ratio, FANEE)); });
   }
 
-  // A centrifugal machine, as parts of its design point (the sixth). Its best efficiency, 1.04 times that of the design point,
-  // must not pass 1.
-  static constexpr ReducedPoint kReduced[] = {{0.0, 0.49, 0.0},  {0.09, 0.64, 0.31}, {0.32, 0.79, 0.64}, {0.43, 0.84, 0.76},
-                                              {0.77, 0.96, 0.94}, {1.0, 1.0, 1.0},    {1.45, 1.07, 1.04}, {1.91, 1.14, 0.97},
-                                              {2.36, 1.18, 0.63}, {2.82, 1.19, 0.17}};
+  // A centrifugal machine, as parts of its design point (the sixth). Its best efficiency, 1.04 times that of
+  // the design point, must not pass 1.
+  static constexpr ReducedPoint kReduced[] = {
+      {0.0, 0.49, 0.0}, {0.09, 0.64, 0.31}, {0.32, 0.79, 0.64}, {0.43, 0.84, 0.76}, {0.77, 0.96, 0.94},
+      {1.0, 1.0, 1.0},  {1.45, 1.07, 1.04}, {1.91, 1.14, 0.97}, {2.36, 1.18, 0.63}, {2.82, 1.19, 0.17}};
   static constexpr DesignPoint kDesign = {10000.0, 50.0, 0.8};
 
   void DefaultMap(Assigner& set) {
@@ -294,7 +300,8 @@ struct QV_EXPORT QV_COMPRPERFCURVE : QV_GENERICMODEL {
       FillCurves(set, table, VOLFLOWR, kDesign.volume_flow_m3_per_h);
       FillCurves(set, efficiency_table, VOLFLOWR, kDesign.volume_flow_m3_per_h);
     };
-    // No value of FLOWVAR is "Flow-Coef": flow coefficients, which are far smaller numbers, get no default column.
+    // No value of FLOWVAR is "Flow-Coef": flow coefficients, which are far smaller numbers, get no default
+    // column.
     if (is(FLOWVAR, "Flow-Coef"))
       flow(FLOWCOEFTAB, FLOWCOEFTABE);
     else if (is(FLOWVAR, "Vol-Flow/N"))

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the performance maps of compressors and pumps share: which flow is the abscissa, which result the ordinate, the number
-// of each procedure call, the sizes of the tables, and the default map.
+// What the performance maps of compressors and pumps share: which flow is the abscissa, which result the
+// ordinate, the number of each procedure call, the sizes of the tables, and the default map.
 //
 //   const auto flows = Flows();   const FlowChoice* flow = Chosen(FLOWVAR, flows);
 //   eq(Label(Calls(flow->flow, kHead, kPolytropic).compressor[laws ? 0 : 1]), outputs(...) == PPCURVE(...));
@@ -15,20 +15,30 @@
 namespace quiver::rotating {
 
 enum Flow { kVolumeFlow, kMassFlow, kFlowPerSpeed, kFlowCoefficient };
-enum Result { kHead, kPower, kDischargePressure, kPressureRatio, kPressureChange, kHeadCoefficient, kEfficiency };
+enum Result {
+  kHead,
+  kPower,
+  kDischargePressure,
+  kPressureRatio,
+  kPressureChange,
+  kHeadCoefficient,
+  kEfficiency
+};
 enum Kind { kAnyKind, kPolytropic, kIsentropic };
 
-// The number in "QV_Eqn..." of every procedure call, first with the laws of similarity on, then with them off. The rule: a
-// section per flow; in it the results one after another, each on before off, a compressor's polytropic before its isentropic
-// ones; a pressure has no value at the reference speed, so one call serves both. A compressor's performance call takes one
-// number. A pump's takes five: the curve, limit and tie of the ordinate, limit and tie of the abscissa. An efficiency takes
-// two: curve and limit. So a compressor fills 9 to 62 and a pump 8 to 113 without a gap.
+// The number in "QV_Eqn..." of every procedure call, first with the laws of similarity on, then with them
+// off. The rule: a section per flow; in it the results one after another, each on before off, a compressor's
+// polytropic before its isentropic ones; a pressure has no value at the reference speed, so one call serves
+// both. A compressor's performance call takes one number. A pump's takes five: the curve, limit and tie of
+// the ordinate, limit and tie of the abscissa. An efficiency takes two: curve and limit. So a compressor
+// fills 9 to 62 and a pump 8 to 113 without a gap.
 struct CallNumbers {
   Flow flow;
   Result result;
   Kind kind;
   int compressor[2], pump[2];
 };
+// clang-format off
 inline constexpr CallNumbers kCalls[] = {
     // abscissa        ordinate            of a compressor  compressor    pump
     {kVolumeFlow,      kHead,              kPolytropic,     {9, 10},      {8, 13}},
@@ -54,8 +64,10 @@ inline constexpr CallNumbers kCalls[] = {
     {kFlowCoefficient, kEfficiency,        kPolytropic,     {55, 57},     {110, 112}},
     {kFlowCoefficient, kEfficiency,        kIsentropic,     {59, 61},     {110, 112}},
 };
+// clang-format on
 
-// A pair that has no row of its own is a valid choice all the same: its call takes the first number of the flow's section.
+// A pair that has no row of its own is a valid choice all the same: its call takes the first number of the
+// flow's section.
 constexpr CallNumbers Calls(Flow flow, Result result, Kind kind) {
   const CallNumbers* first = nullptr;
   for (const CallNumbers& row : kCalls) {
@@ -66,8 +78,8 @@ constexpr CallNumbers Calls(Flow flow, Result result, Kind kind) {
   return {flow, result, kind, {first->compressor[0], first->compressor[0]}, {first->pump[0], first->pump[0]}};
 }
 
-// One value of FLOWVAR: the flow at the operating and at the reference speed (flows that hold for every speed are their own
-// reference), and its tables.
+// One value of FLOWVAR: the flow at the operating and at the reference speed (flows that hold for every speed
+// are their own reference), and its tables.
 struct FlowChoice {
   const char* option;
   Flow flow;
@@ -75,8 +87,8 @@ struct FlowChoice {
   QV_BASE_II &table, &efficiency_table;
 };
 
-// One value of PERFVAR or EFFVAR: what is read at the operating and at the reference speed, and its table. A pressure has no
-// reference and is read at the operating speed always.
+// One value of PERFVAR or EFFVAR: what is read at the operating and at the reference speed, and its table. A
+// pressure has no reference and is read at the operating speed always.
 struct ResultChoice {
   const char* option;
   Result result;
@@ -107,10 +119,12 @@ inline void Ranges(Assigner& set, std::initializer_list<QV_INTEGERSET*> sets, in
   for (QV_INTEGERSET* each : sets) set.range(*each, n);
 }
 
-// A polynomial has this many coefficients unless the user says otherwise: up to the fifth power. Those not given are 0.
+// A polynomial has this many coefficients unless the user says otherwise: up to the fifth power. Those not
+// given are 0.
 inline constexpr int kCoefficients = 6;
 
-// Numbers of curves and points: of the tables or of the polynomials, as the format says; the others have one row.
+// Numbers of curves and points: of the tables or of the polynomials, as the format says; the others have one
+// row.
 template <class Map>
 void SizeMap(Map& m, Assigner& set) {
   const bool tabular = is(m.CURVEFORMAT, "Tabular data");
@@ -118,14 +132,19 @@ void SizeMap(Map& m, Assigner& set) {
   set(m.NPT, tabular ? m.NPOINT.IntegerValue() : 1);
   set(m.NPTE, tabular ? m.NPOINTE.IntegerValue() : 1);
   set(m.NCP, tabular ? 1 : m.NCURVE.IntegerValue());
-  Ranges(set, {&m.QV_VOLFLOWTAB_SET1, &m.QV_MASSFLOWTAB_SET1, &m.QV_VOLFLOWNTAB_SET1, &m.QV_FLOWCOEFTAB_SET1, &m.QV_HEADTAB_SET1,
-               &m.QV_HEADCOEFTAB_SET1, &m.QV_POWERTAB_SET1, &m.QV_PRESTAB_SET1, &m.QV_PRESRATIOTAB_SET1, &m.QV_PRESDIFFTAB_SET1,
-               &m.QV_VOLFLOWTABE_SET1, &m.QV_MASSFLOWTABE_SET1, &m.QV_VOLFLOWNTABE_SET1, &m.QV_FLOWCOEFTABE_SET1},
+  Ranges(set,
+         {&m.QV_VOLFLOWTAB_SET1, &m.QV_MASSFLOWTAB_SET1, &m.QV_VOLFLOWNTAB_SET1, &m.QV_FLOWCOEFTAB_SET1,
+          &m.QV_HEADTAB_SET1, &m.QV_HEADCOEFTAB_SET1, &m.QV_POWERTAB_SET1, &m.QV_PRESTAB_SET1,
+          &m.QV_PRESRATIOTAB_SET1, &m.QV_PRESDIFFTAB_SET1, &m.QV_VOLFLOWTABE_SET1, &m.QV_MASSFLOWTABE_SET1,
+          &m.QV_VOLFLOWNTABE_SET1, &m.QV_FLOWCOEFTABE_SET1},
          m.NCT.IntegerValue());
-  Ranges(set, {&m.QV_VOLFLOWTAB_SET2, &m.QV_MASSFLOWTAB_SET2, &m.QV_VOLFLOWNTAB_SET2, &m.QV_FLOWCOEFTAB_SET2, &m.QV_HEADTAB_SET2,
-               &m.QV_HEADCOEFTAB_SET2, &m.QV_POWERTAB_SET2, &m.QV_PRESTAB_SET2, &m.QV_PRESRATIOTAB_SET2, &m.QV_PRESDIFFTAB_SET2},
+  Ranges(set,
+         {&m.QV_VOLFLOWTAB_SET2, &m.QV_MASSFLOWTAB_SET2, &m.QV_VOLFLOWNTAB_SET2, &m.QV_FLOWCOEFTAB_SET2,
+          &m.QV_HEADTAB_SET2, &m.QV_HEADCOEFTAB_SET2, &m.QV_POWERTAB_SET2, &m.QV_PRESTAB_SET2,
+          &m.QV_PRESRATIOTAB_SET2, &m.QV_PRESDIFFTAB_SET2},
          m.NPT.IntegerValue());
-  Ranges(set, {&m.QV_VOLFLOWTABE_SET2, &m.QV_MASSFLOWTABE_SET2, &m.QV_VOLFLOWNTABE_SET2, &m.QV_FLOWCOEFTABE_SET2},
+  Ranges(set,
+         {&m.QV_VOLFLOWTABE_SET2, &m.QV_MASSFLOWTABE_SET2, &m.QV_VOLFLOWNTABE_SET2, &m.QV_FLOWCOEFTABE_SET2},
          m.NPTE.IntegerValue());
   Ranges(set, {&m.QV_COEFP_SET1, &m.QV_COEFE_SET1}, m.NCP.IntegerValue());
   set(m.COEFP, 0.0);
@@ -134,7 +153,8 @@ void SizeMap(Map& m, Assigner& set) {
 }
 
 // The tables in use are given. Of the others nothing is asked, nor are they shown with the results.
-inline void GivenTables(Assigner& set, const FlowChoice* flow, const ResultChoice* result, const ResultChoice* efficiency) {
+inline void GivenTables(Assigner& set, const FlowChoice* flow, const ResultChoice* result,
+                        const ResultChoice* efficiency) {
   if (flow) Given(set, flow->table, flow->efficiency_table);
   if (result) Given(set, result->table);
   if (efficiency) Given(set, efficiency->table);
@@ -157,23 +177,24 @@ void ReducedCurve(Map& m, Assigner& set, const ReducedPoint (&points)[n]) {
   }
 }
 
-// Every curve of a table: the reduced column times the value at the design point. Points that the table or the column does
-// not have are left out.
+// Every curve of a table: the reduced column times the value at the design point. Points that the table or
+// the column does not have are left out.
 inline void FillCurves(Assigner& set, const QV_BASE_II& table, const QV_BASE_I& reduced, double design) {
   if (table.Rank() != 2) return;  // not sized yet
   const long long points = table.Size(1);
   for (long long curve = 0; curve < table.Size(0); ++curve)
     for (long long k = 0; k < points && k < reduced.Count(); ++k)
-      set(static_cast<QV_VarParam&>(table.At(curve * points + k)), design * static_cast<QV_VarParam&>(reduced.At(k)).RealValue());
+      set(static_cast<QV_VarParam&>(table.At(curve * points + k)),
+          design * static_cast<QV_VarParam&>(reduced.At(k)).RealValue());
 }
 
 }  // namespace quiver::rotating
 
 // A table over curves and points, or a row over points, with index sets of its own.
-#define CURVE_TABLE(TYPE, NAME, ...)            \
-  SET(QV_INTEGERSET, QV_##NAME##_SET1)          \
-  SET(QV_INTEGERSET, QV_##NAME##_SET2)          \
+#define CURVE_TABLE(TYPE, NAME, ...)   \
+  SET(QV_INTEGERSET, QV_##NAME##_SET1) \
+  SET(QV_INTEGERSET, QV_##NAME##_SET2) \
   ARRAY(TYPE, NAME, OVER(QV_##NAME##_SET1, QV_##NAME##_SET2), __VA_ARGS__)
-#define CURVE_ROW(TYPE, NAME, ...)              \
-  SET(QV_INTEGERSET, QV_##NAME##_SET1)          \
+#define CURVE_ROW(TYPE, NAME, ...)     \
+  SET(QV_INTEGERSET, QV_##NAME##_SET1) \
   ARRAY(TYPE, NAME, OVER(QV_##NAME##_SET1), __VA_ARGS__)

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Performance map of a pump: head, head coefficient, power or a pressure over a flow, and the efficiency over the same flow, each
-// within bounds. Part of a pump, which supplies flow, power and pressures. Flows in m3/hr and kg/hr, speeds in rpm, heads in kJ/kg.
+// Performance map of a pump: head, head coefficient, power or a pressure over a flow, and the efficiency over
+// the same flow, each within bounds. Part of a pump, which supplies flow, power and pressures. Flows in m3/hr
+// and kg/hr, speeds in rpm, heads in kJ/kg.
 //
 //   quiver solve PUMPPERFCURVE --fix FV_IN=80
 #include "models/rotating/curves.h"
@@ -46,7 +47,7 @@ struct QV_EXPORT QV_PUMPPERFCURVE : QV_GENERICMODEL {
   PARAMETER(QV_INTEGERPARAMETER, NPTE, "Number of points per efficiency curve")
   PARAMETER(QV_INTEGERPARAMETER, NCP, "Number of polynomial curves")
   PARAMETER(QV_YESNO, EXTRAPOLATEAFFL, "Extrapolate using affinity laws")
-  PARAMETER(QV_INTERPOLATIONTYPE_PUMPPERFCURVE, INTERPOLATIONMETH, "Interpolation method ")  // the blank is part of the text
+  PARAMETER(QV_INTERPOLATIONTYPE_PUMPPERFCURVE, INTERPOLATIONMETH, "Interpolation method ")  // with the blank
   VARIABLE(QV_VEL_ANGULAR, ACTSHAFTSPEED, "Operating shaft speed")
   VARIABLE(QV_VEL_ANGULAR, REFSHAFTSPEED, "Reference shaft speed")
   VARIABLE(QV_POS_SMALL, AFFEE, "Affinity law exponent for efficiency")
@@ -135,7 +136,8 @@ struct QV_EXPORT QV_PUMPPERFCURVE : QV_GENERICMODEL {
     all(1e30, FVMAX, FMMAX, FLOWCOEFMAX, FV_NMAX, HEADMAX, HEADCOEFMAX, BPOWERMAX, PRESSMAX, PRATIOMAX, PDIFFMAX);
     set(EFFMIN, 1e-5);
     set(EFFMAX, 1.0);
-    // At similar points head goes with the square of the speed, power with its cube, and the efficiency stays.
+    // At similar points head goes with the square of the speed, power with its cube, and the efficiency
+    // stays.
     set(AFFEE, 0.0);
     set(AFFEH, 2.0);
     set(AFFEP, 3.0);
@@ -156,8 +158,8 @@ struct QV_EXPORT QV_PUMPPERFCURVE : QV_GENERICMODEL {
     eq.when(is(FLOWVAR, "Mass-Flow"), [&] { eq("QV_Eqn1", FM_IN == F_IN * MW_IN); })
         .orWhen(is(FLOWVAR, "Vol-Flow/N"), [&] { eq("QV_Eqn2", FV_IN == FV_N * ACTSHAFTSPEED); })
         .orWhen(is(FLOWVAR, "Flow-Coef"), [&] {
-          // The flow coefficient belongs to the discharge throat. Without the head coefficient its tip speed has no equation
-          // and is the user's to give.
+          // The flow coefficient belongs to the discharge throat. Without the head coefficient its tip speed
+          // has no equation and is the user's to give.
           eq("QV_Eqn3", FV_IN / UCF1 == FLOWCOEF * TIPSPEED * DISTHROATAREA);
           eq("QV_Eqn4", DISTHROATAREA == 0.25 * PI * DISTHROATDIAM * DISTHROATDIAM);
           // 5500 is the specific speed at which throat and impeller are of one diameter.
@@ -193,16 +195,18 @@ struct QV_EXPORT QV_PUMPPERFCURVE : QV_GENERICMODEL {
   }
   std::array<LimitedResult, 6> Results() {
     return {{{{"Head", kHead, HEAD, HEADREF, HEADTAB}, {HEADU, HEADMIN, HEADMAX}},
-             {{"Head-Coef", kHeadCoefficient, HEADCOEF, HEADCOEFREF, HEADCOEFTAB}, {HEADCOEFU, HEADCOEFMIN, HEADCOEFMAX}},
+             {{"Head-Coef", kHeadCoefficient, HEADCOEF, HEADCOEFREF, HEADCOEFTAB},
+              {HEADCOEFU, HEADCOEFMIN, HEADCOEFMAX}},
              {{"Power", kPower, *BPOWER, BPOWERREF, POWERTAB}, {BPOWERU, BPOWERMIN, BPOWERMAX}},
              {{"Dis-Pressure", kDischargePressure, *P, *P, PRESTAB}, {PU, PRESSMIN, PRESSMAX}},
              {{"Pres-Ratio", kPressureRatio, *PRATIO, *PRATIO, PRESRATIOTAB}, {PRATIOU, PRATIOMIN, PRATIOMAX}},
              {{"Pres-Change", kPressureChange, *PDIFF, *PDIFF, PRESDIFFTAB}, {PDIFFU, PDIFFMIN, PDIFFMAX}}}};
   }
 
-  // With the affinity laws a curve is read at the reference speed, where it was measured, and carried over; else at the operating
-  // one. The curve relates raw values. One of the two variables is held within its bounds, the other is its raw value: the flow
-  // is what a pressure-driven simulation finds, the result what a flow-driven one finds.
+  // With the affinity laws a curve is read at the reference speed, where it was measured, and carried over;
+  // else at the operating one. The curve relates raw values. One of the two variables is held within its
+  // bounds, the other is its raw value: the flow is what a pressure-driven simulation finds, the result what
+  // a flow-driven one finds.
   void Curves(Equate& eq) {
     const auto flows = Flows();
     const auto results = Results();
@@ -215,8 +219,9 @@ struct QV_EXPORT QV_PUMPPERFCURVE : QV_GENERICMODEL {
       QV_VarParam& abscissa = at_reference ? flow->reference : flow->actual;
       const Limited &y = result->limited, &x = flow->limited;
       const int number = Calls(flow->flow, result->result, kAnyKind).pump[AffinityLaws() ? 0 : 1];
-      eq(Label(number), y.raw == PPUMPCURVE(CURVEFORMAT, NCURVE, NPOINT, NPOINTS, at_reference ? REFSHAFTSPEED : ACTSHAFTSPEED,
-                                            CSPEED, result->table, flow->table, COEFP, x.raw, INTERPOLATIONMETH));
+      const auto& speed = at_reference ? REFSHAFTSPEED : ACTSHAFTSPEED;
+      eq(Label(number), y.raw == PPUMPCURVE(CURVEFORMAT, NCURVE, NPOINT, NPOINTS, speed, CSPEED, result->table,
+                                            flow->table, COEFP, x.raw, INTERPOLATIONMETH));
       eq.when(PDRIVEN.LogicalValue(), [&] {
           eq(Label(number + 2), ordinate == y.raw);
           eq(Label(number + 3), abscissa == PLIMIT(x.raw, x.lowest, x.highest));
@@ -227,16 +232,19 @@ struct QV_EXPORT QV_PUMPPERFCURVE : QV_GENERICMODEL {
     }
     if (is(EFFVAR, "Calculated")) {
       const int number = Calls(flow->flow, kEfficiency, kAnyKind).pump[AffinityLaws() ? 0 : 1];
-      eq(Label(number), EFFU == PPUMPCURVE(CURVEFORMAT, NCURVE, NPOINTE, NPOINTSE, AffinityLaws() ? REFSHAFTSPEED : ACTSHAFTSPEED,
-                                           CSPEED, EFFTAB, flow->efficiency_table, COEFE,
-                                           AffinityLaws() ? flow->reference : flow->actual, INTERPOLATIONMETH));
+      const auto& speed = AffinityLaws() ? REFSHAFTSPEED : ACTSHAFTSPEED;
+      const auto& abscissa = AffinityLaws() ? flow->reference : flow->actual;
+      eq(Label(number), EFFU == PPUMPCURVE(CURVEFORMAT, NCURVE, NPOINTE, NPOINTSE, speed, CSPEED, EFFTAB,
+                                           flow->efficiency_table, COEFE, abscissa, INTERPOLATIONMETH));
       eq(Label(number + 1), (AffinityLaws() ? EFFREF : EFF) == PLIMIT(EFFU, EFFMIN, EFFMAX));
     }
   }
 
   void LawsOfSpeed(Equate& eq) {
     eq.when(is(FLOWVAR, "Vol-Flow"), [&] { eq("QV_Eqn114", FV_INREF == REFSHAFTSPEED * (FV_IN / ACTSHAFTSPEED)); })
-        .orWhen(is(FLOWVAR, "Mass-Flow"), [&] { eq("QV_Eqn115", FM_INREF == REFSHAFTSPEED * (FM_IN / ACTSHAFTSPEED)); });
+        .orWhen(is(FLOWVAR, "Mass-Flow"), [&] {
+          eq("QV_Eqn115", FM_INREF == REFSHAFTSPEED * (FM_IN / ACTSHAFTSPEED));
+        });
 
     const auto ratio = ACTSHAFTSPEED / REFSHAFTSPEED;
     if (is(PERFVAR, "Head")) eq("QV_Eqn116", HEAD == pow(ratio, AFFEH) * HEADREF);
@@ -249,11 +257,11 @@ struct QV_EXPORT QV_PUMPPERFCURVE : QV_GENERICMODEL {
     if (is(EFFVAR, "Calculated")) eq("QV_Eqn121", EFF == pow(ratio, AFFEE) * EFFREF);
   }
 
-  // A centrifugal pump, as parts of its rated point (the seventh). At no flow the efficiency column has 0.2, not zero, as
-  // published.
-  static constexpr ReducedPoint kReduced[] = {{0.0, 1.25, 0.2},     {0.1667, 1.24, 0.4},  {0.3333, 1.23, 0.595}, {0.5, 1.21, 0.765},
-                                              {0.6667, 1.17, 0.893}, {0.8333, 1.11, 0.975}, {1.0, 1.0, 1.0},      {1.1667, 0.82, 0.93},
-                                              {1.3333, 0.49, 0.6},   {1.4167, 0.0, 0.2}};
+  // A centrifugal pump, as parts of its rated point (the seventh). At no flow the efficiency column has 0.2,
+  // not zero, as published.
+  static constexpr ReducedPoint kReduced[] = {
+      {0.0, 1.25, 0.2},     {0.1667, 1.24, 0.4}, {0.3333, 1.23, 0.595}, {0.5, 1.21, 0.765},  {0.6667, 1.17, 0.893},
+      {0.8333, 1.11, 0.975}, {1.0, 1.0, 1.0},    {1.1667, 0.82, 0.93},  {1.3333, 0.49, 0.6}, {1.4167, 0.0, 0.2}};
   static constexpr DesignPoint kRated = {100.0, 0.5, 0.75};
 
   void DefaultMap(Assigner& set) {

@@ -39,13 +39,15 @@ std::unique_ptr<Built> Build(const char* model, const Options& options) {
 
 int NumberOf(const std::string& label) { return std::stoi(label.substr(std::string("QV_Eqn").size())); }
 
-constexpr const char* kResults[] = {"Head", "Power", "Dis-Pressure", "Pres-Ratio", "Pres-Change", "Head-Coef", "None"};
+constexpr const char* kResults[] = {"Head",        "Power",     "Dis-Pressure", "Pres-Ratio",
+                                    "Pres-Change", "Head-Coef", "None"};
 constexpr const char* kFlows[] = {"Vol-Flow", "Mass-Flow", "Vol-Flow/N", "Flow-Coef"};
 bool IsPressure(const std::string& result) { return result.starts_with("Pres-") || result == "Dis-Pressure"; }
 
 // First numbers of all calls, counted out: flow, result or efficiency, kind, laws.
 using CallKey = std::tuple<std::string, std::string, std::string, bool>;
-std::map<CallKey, int> CountOut(int number, int per_result, const std::vector<std::string>& kinds, bool kinds_of_head) {
+std::map<CallKey, int> CountOut(int number, int per_result, const std::vector<std::string>& kinds,
+                                bool kinds_of_head) {
   std::map<CallKey, int> numbers;
   for (size_t f = 0; f < 4; ++f) {
     const int first = number;
@@ -92,7 +94,8 @@ class Sweep {
       if (call) found.insert(number);
       if (!call || has_own_row) {
         // A number means the same in every choice.
-        const std::string meaning = equation.procedure.empty() ? FormulaOf(equation) : equation.procedure + FormulaOf(equation);
+        const std::string meaning =
+            equation.procedure.empty() ? FormulaOf(equation) : equation.procedure + FormulaOf(equation);
         const auto key = std::make_pair(number, equation.output);
         EXPECT_EQ(meanings_.try_emplace(key, meaning).first->second, meaning);
       }
@@ -104,7 +107,8 @@ class Sweep {
     EquationSystem system(built->sheet);
     const StructureReport structure = AnalyseStructure(system);
     const auto reads_none = all.count == 0;
-    EXPECT_TRUE(reads_none || structure.is_well_posed) << fmt::format("{}", fmt::join(structure.messages, "\n"));
+    EXPECT_TRUE(reads_none || structure.is_well_posed)
+        << fmt::format("{}", fmt::join(structure.messages, "\n"));
     ++count;
   }
   std::set<int> seen;
@@ -133,16 +137,23 @@ TEST(Maps, compressor_under_every_choice) {
             for (const bool laws : {true, false})
               for (const char* extrapolate : {"Yes", "No"}) {
                 std::set<int> calls;
-                const bool curve = result != std::string("None") && !(result == std::string("Head") && head == std::string("None"));
+                const bool curve = result != std::string("None") &&
+                                   !(result == std::string("Head") && head == std::string("None"));
                 const std::string kind = head == std::string("None") ? "Polytropic" : head;
                 if (curve) calls.insert(numbers[{flow, result, kind, laws}]);
                 if (efficiency != std::string("None"))
                   for (int k : {0, 1}) calls.insert(numbers[{flow, "efficiency", efficiency, laws}] + k);
                 const std::string spelled = flow == std::string("Flow-Coef") ? "Flow-Coeff" : flow;
-                const bool own_row = (flow == kFlows[0] || flow == kFlows[1]) != (result == std::string("Head-Coef"));
+                const bool own_row =
+                    (flow == kFlows[0] || flow == kFlows[1]) != (result == std::string("Head-Coef"));
                 sweep.Check("COMPRPERFCURVE",
-                            {{"CURVEFORMAT", format}, {"FLOWVAR", spelled}, {"PERFVAR", result}, {"HEADCALC", head},
-                             {"EFFVAR", efficiency}, {"EXTRAPOLATEFANL", laws ? "Yes" : "No"}, {"EXTRAPOLATESS", extrapolate},
+                            {{"CURVEFORMAT", format},
+                             {"FLOWVAR", spelled},
+                             {"PERFVAR", result},
+                             {"HEADCALC", head},
+                             {"EFFVAR", efficiency},
+                             {"EXTRAPOLATEFANL", laws ? "Yes" : "No"},
+                             {"EXTRAPOLATESS", extrapolate},
                              {"EXTRAPOLATEESS", extrapolate}},
                             calls, {9, 62}, {"F_IN", "FV_IN", "MW_IN"}, own_row);
                 if (HasFatalFailure() || HasNonfatalFailure()) return;
@@ -163,10 +174,14 @@ TEST(Maps, pump_under_every_choice) {
             for (const bool pressure_driven : {true, false}) {
               std::set<int> calls;
               const int first = numbers[{flow, result, "", laws}];
-              if (result != std::string("None")) calls = {first, first + (pressure_driven ? 2 : 1), first + (pressure_driven ? 3 : 4)};
+              if (result != std::string("None"))
+                calls = {first, first + (pressure_driven ? 2 : 1), first + (pressure_driven ? 3 : 4)};
               if (efficiency != std::string("None"))
                 for (int k : {0, 1}) calls.insert(numbers[{flow, "efficiency", "", laws}] + k);
-              Options options = {{"CURVEFORMAT", format}, {"FLOWVAR", flow}, {"PERFVAR", result}, {"EFFVAR", efficiency},
+              Options options = {{"CURVEFORMAT", format},
+                                 {"FLOWVAR", flow},
+                                 {"PERFVAR", result},
+                                 {"EFFVAR", efficiency},
                                  {"EXTRAPOLATEAFFL", laws ? "YES" : "No"}};
               if (pressure_driven) options["PDRIVEN"] = "true";
               std::vector<std::string> from_owner = {"F_IN", "FV_IN", "MW_IN"};
@@ -193,7 +208,9 @@ TEST(Maps, streams_of_their_own_equations) {
        {{"QV_Eqn3", "20 FV_IN 21 21 FLOWCOEF 21 i60 ACTSHAFTSPEED 24 IMPDIAM i3"},
         {"QV_Eqn4", "20 21 i60 TIPSPEED 21 21 ACTSHAFTSPEED PI IMPDIAM"},
         {"QV_Eqn6", "20 ISENHEAD 21 21 0.001 HEADCOEF 40 TIPSPEED"},
-        {"QV_Eqn7", "20 SURGEP(1) 19 19 COEFSURGE(1) 21 COEFSURGE(2) ACTSHAFTSPEED 21 21 COEFSURGE(3) ACTSHAFTSPEED ACTSHAFTSPEED"},
+        {"QV_Eqn7",
+         "20 SURGEP(1) 19 19 COEFSURGE(1) 21 COEFSURGE(2) ACTSHAFTSPEED 21 21 COEFSURGE(3) ACTSHAFTSPEED "
+         "ACTSHAFTSPEED"},
         {"QV_Eqn70", "20 ISENHEADREF 21 21 0.001 HEADCOEFREF 40 TIPSPEEDREF"},
         {"QV_Eqn71", "20 ISENHEAD 21 ISENHEADREF 24 22 ACTSHAFTSPEED REFSHAFTSPEED FANEH"},
         {"QV_Eqn74", "20 IEFF 21 IEFFREF 24 22 ACTSHAFTSPEED REFSHAFTSPEED FANEE"}}},
@@ -210,8 +227,11 @@ TEST(Maps, streams_of_their_own_equations) {
         {"QV_Eqn119", "20 HEAD 21 24 22 ACTSHAFTSPEED REFSHAFTSPEED AFFEH HEADREF"}}},
       {"PUMPPERFCURVE",
        {{"EXTRAPOLATEAFFL", "Yes"}},
-       {{"QV_Eqn12", "20 FV_INREF FV_INU"}, {"QV_Eqn114", "20 FV_INREF 21 REFSHAFTSPEED 22 FV_IN ACTSHAFTSPEED"}}},
-      {"PUMPPERFCURVE", {{"EXTRAPOLATEAFFL", "Yes"}, {"PDRIVEN", "true"}}, {{"QV_Eqn10", "20 HEADREF HEADU"}}},
+       {{"QV_Eqn12", "20 FV_INREF FV_INU"},
+        {"QV_Eqn114", "20 FV_INREF 21 REFSHAFTSPEED 22 FV_IN ACTSHAFTSPEED"}}},
+      {"PUMPPERFCURVE",
+       {{"EXTRAPOLATEAFFL", "Yes"}, {"PDRIVEN", "true"}},
+       {{"QV_Eqn10", "20 HEADREF HEADU"}}},
       {"PUMPPERFCURVE", {{"PDRIVEN", "true"}}, {{"QV_Eqn15", "20 HEAD HEADU"}}},
       {"PUMPPERFCURVE", {}, {{"QV_Eqn17", "20 FV_IN FV_INU"}}},
   };
@@ -220,7 +240,8 @@ TEST(Maps, streams_of_their_own_equations) {
     std::map<std::string, std::string> found;
     for (const EquationDescription& equation : DescribeEquations(*built->map).equations)
       if (equation.procedure.empty()) found.try_emplace(equation.name, Tokens(equation.tokens));
-    for (const auto& [label, stream] : row.streams) EXPECT_EQ(found[label], stream) << row.model << " " << label;
+    for (const auto& [label, stream] : row.streams)
+      EXPECT_EQ(found[label], stream) << row.model << " " << label;
   }
 }
 
@@ -228,11 +249,14 @@ TEST(Maps, streams_of_their_own_equations) {
 
 using Values = std::map<std::string, double>;
 Values Solve(const std::string& model, const std::string& set, const std::string& fix) {
-  CaseRun run(UseLibraries(), ReadCaseText("blocks:\n  b:\n    model: " + model + "\n    set: {" + set + "}\n    fix: {" + fix + "}\n",
-                                           "test"),
+  CaseRun run(UseLibraries(),
+              ReadCaseText(
+                  "blocks:\n  b:\n    model: " + model + "\n    set: {" + set + "}\n    fix: {" + fix + "}\n",
+                  "test"),
               false);
   const SolveSummary summary = run.Solve();
-  EXPECT_TRUE(summary.failures.empty()) << set << " / " << fix << ": " << (summary.failures.empty() ? "" : summary.failures[0].reason);
+  EXPECT_TRUE(summary.failures.empty())
+      << set << " / " << fix << ": " << (summary.failures.empty() ? "" : summary.failures[0].reason);
   Values values = {{"equations", run.System().EquationCount()}};
   for (const NamedValue& value : run.Values()) values[value.name] = value.value;
   return values;
@@ -256,8 +280,13 @@ TEST(Maps, defaults_are_a_whole_map) {
 TEST(Maps, sizes_follow_the_counts) {
   for (const char* model : {kCompressor, kPump})
     for (const bool tabular : {true, false}) {
-      CaseRun run(UseLibraries(), ReadCaseText(fmt::format("blocks: {{b: {{model: {}, set: {{NCURVE: 3, NPOINT: 4, CURVEFORMAT: {}}}}}}}",
-                                                           model, tabular ? "Tabular data" : "Polynomials"), "test"), false);
+      CaseRun run(
+          UseLibraries(),
+          ReadCaseText(
+              fmt::format("blocks: {{b: {{model: {}, set: {{NCURVE: 3, NPOINT: 4, CURVEFORMAT: {}}}}}}}",
+                          model, tabular ? "Tabular data" : "Polynomials"),
+              "test"),
+          false);
       std::map<std::string, std::vector<long long>> dims;
       for (const PropertyDescription& p : DescribeProperties(*run.flowsheet().FindBlock("b")))
         if (p.array) dims[p.name] = p.dims;
@@ -268,7 +297,8 @@ TEST(Maps, sizes_follow_the_counts) {
       EXPECT_EQ(dims["CSPEED"], (Dims{3}));
     }
   // Three curves of the first four points of the default map; 3300 rpm lies midway between two speeds whose curves are alike.
-  const Values at = Solve(kCompressor, "NCURVE: 3, NPOINT: 4, EXTRAPOLATEFANL: 'No'", "CSPEED: [3000, 3600, 4000], ACTSHAFTSPEED: 3300, FV_IN: 3200");
+  const Values at = Solve(kCompressor, "NCURVE: 3, NPOINT: 4, EXTRAPOLATEFANL: 'No'",
+                          "CSPEED: [3000, 3600, 4000], ACTSHAFTSPEED: 3300, FV_IN: 3200");
   EXPECT_NEAR(at.at("ISENHEAD"), 0.79 * 50, 1e-9);
   EXPECT_NEAR(at.at("BLWSWL"), 100 * (4300 - 3200) / 4300.0, 1e-9);
 }
@@ -280,7 +310,9 @@ TEST(Maps, pump_laws_of_the_doe_handbook) {
   const std::string tables = fmt::format("VOLFLOWTAB: [[{}, {}, {}]], ", 300 * gpm, 400 * gpm, 500 * gpm);
   const std::string flow = fmt::format("FV_IN: {}", 800 * gpm);
   const std::string set = "EXTRAPOLATEAFFL: 'Yes', NPOINT: 3, EFFVAR: None";
-  Values at = Solve(kPump, set, speeds + tables + fmt::format("HEADTAB: [[{}, {}, {}]], ", 52 * foot, 48 * foot, 41 * foot) + flow);
+  Values at = Solve(
+      kPump, set,
+      speeds + tables + fmt::format("HEADTAB: [[{}, {}, {}]], ", 52 * foot, 48 * foot, 41 * foot) + flow);
   EXPECT_NEAR(at["HEAD"] / foot, 192, 1e-9);
   at = Solve(kPump, set + ", PERFVAR: Power", speeds + tables + "POWERTAB: [[40, 45, 49]], " + flow);
   EXPECT_NEAR(at["BPOWER"], 360, 1e-9);
@@ -290,25 +322,31 @@ TEST(Maps, pump_laws_of_the_doe_handbook) {
 TEST(Maps, fan_laws_stretch_the_map) {
   const double ratio = 1.1;
   for (const double flow : {4000.0, 9000.0, 20000.0}) {
-    const std::string fast = fmt::format("ACTSHAFTSPEED: {}, FV_IN: {}", 3600 * ratio, flow * ratio), slow = fmt::format("FV_IN: {}", flow);
+    const std::string fast = fmt::format("ACTSHAFTSPEED: {}, FV_IN: {}", 3600 * ratio, flow * ratio),
+                      slow = fmt::format("FV_IN: {}", flow);
     Values there = Solve(kCompressor, "", fast), here = Solve(kCompressor, "EXTRAPOLATEFANL: 'No'", slow);
     EXPECT_NEAR(there["ISENHEAD"], ratio * ratio * here["ISENHEAD"], 1e-9);
     EXPECT_NEAR(there["IEFF"], here["IEFF"], 1e-12);
     EXPECT_NEAR(there["ABVSRG"], here["ABVSRG"], 1e-9);
-    const std::string power = "PERFVAR: Power, EFFVAR: None, NPOINT: 4", table = ", POWERTAB: [[100, 180, 260, 300]], VOLFLOWTAB: [[3000, 8000, 15000, 25000]]";
+    const std::string power = "PERFVAR: Power, EFFVAR: None, NPOINT: 4",
+                      table = ", POWERTAB: [[100, 180, 260, 300]], VOLFLOWTAB: [[3000, 8000, 15000, 25000]]";
     there = Solve(kCompressor, power, fast + table);
     here = Solve(kCompressor, power + ", EXTRAPOLATEFANL: 'No'", slow + table);
     EXPECT_NEAR(there["BPOWER"], std::pow(ratio, 3) * here["BPOWER"], 1e-9);
   }
   // The head coefficient is that of the tip speed: psi u^2 at both speeds, so head goes with the square of the speed by itself.
-  const std::string table = "HEADCOEFTAB: [[0.6, 0.55, 0.4]], FLOWCOEFTAB: [[0.01, 0.02, 0.04]], IMPDIAM: 0.5, ";
+  const std::string table =
+      "HEADCOEFTAB: [[0.6, 0.55, 0.4]], FLOWCOEFTAB: [[0.01, 0.02, 0.04]], IMPDIAM: 0.5, ";
   for (const char* head : {"Isentropic", "Polytropic"}) {
-    const std::string set = fmt::format("FLOWVAR: Flow-Coeff, PERFVAR: Head-Coef, HEADCALC: {}, EFFVAR: None, NPOINT: 3, EXTRAPOLATEFANL: ", head);
+    const std::string set = fmt::format(
+        "FLOWVAR: Flow-Coeff, PERFVAR: Head-Coef, HEADCALC: {}, EFFVAR: None, NPOINT: 3, EXTRAPOLATEFANL: ",
+        head);
     const Values on = Solve(kCompressor, set + "'Yes'", table + "ACTSHAFTSPEED: 3000, FV_IN: 450");
     const Values off = Solve(kCompressor, set + "'No'", table + "ACTSHAFTSPEED: 3000, FV_IN: 450");
     const double tip_speed = 3000 * 3.141593 * 0.5 / 60;
     const std::string name = head == std::string("Isentropic") ? "ISENHEAD" : "POLYHEAD";
-    EXPECT_NEAR(off.at(name), 0.55e-3 * tip_speed * tip_speed, 1e-9);  // 450 m3/hr is a flow coefficient of 0.02
+    EXPECT_NEAR(off.at(name), 0.55e-3 * tip_speed * tip_speed,
+                1e-9);  // 450 m3/hr is a flow coefficient of 0.02
     EXPECT_NEAR(on.at(name), off.at(name), 1e-9);
   }
 }
@@ -317,12 +355,14 @@ TEST(Maps, fan_laws_stretch_the_map) {
 TEST(Maps, polynomial_and_its_points_are_one_curve) {
   const auto cubic = [](double x) { return 60 + 0.4 * x - 0.02 * x * x + 1e-4 * x * x * x; };
   const std::string coefficients = "COEFP: [[60, 0.4, -0.02, 0.0001, 0, 0]]";
-  const std::string table = fmt::format("MASSFLOWTAB: [[20, 40, 70, 90]], HEADTAB: [[{}, {}, {}, {}]]", cubic(20), cubic(40), cubic(70), cubic(90));
+  const std::string table = fmt::format("MASSFLOWTAB: [[20, 40, 70, 90]], HEADTAB: [[{}, {}, {}, {}]]",
+                                        cubic(20), cubic(40), cubic(70), cubic(90));
   for (const char* model : {kCompressor, kPump}) {
     const std::string set = "FLOWVAR: Mass-Flow, EFFVAR: None, NPOINT: 4, CURVEFORMAT: ";
     const std::string flow = ", MW_IN: 20, F_IN: 2.75, ACTSHAFTSPEED: 3600";
     const std::string ends = model == kCompressor ? ", SURGEP: [20], SWALLP: [90]" : "";
-    const Values points = Solve(model, set + "Tabular data", table + flow), polynomial = Solve(model, set + "Polynomials", coefficients + ends + flow);
+    const Values points = Solve(model, set + "Tabular data", table + flow),
+                 polynomial = Solve(model, set + "Polynomials", coefficients + ends + flow);
     const char* head = model == kCompressor ? "ISENHEAD" : "HEAD";
     EXPECT_NEAR(points.at(head), cubic(55), 1e-9);
     EXPECT_NEAR(polynomial.at(head), points.at(head), 1e-9);
@@ -332,7 +372,8 @@ TEST(Maps, polynomial_and_its_points_are_one_curve) {
   }
   // Extended: surge 5 + 0.01 N - 1e-6 N^2 of the operating speed, for both curves.
   const Values extended = Solve(kCompressor, "FLOWVAR: Mass-Flow, CURVEFORMAT: Extended Polynomials",
-                                "COEFP: [[60, 0, 0, 0, 0, 0]], COEFE: [[0.7, 0, 0, 0, 0, 0]], COEFSURGE: [5, 0.01, -0.000001], SWALLP: [90], "
+                                "COEFP: [[60, 0, 0, 0, 0, 0]], COEFE: [[0.7, 0, 0, 0, 0, 0]], COEFSURGE: [5, "
+                                "0.01, -0.000001], SWALLP: [90], "
                                 "SWALLE: [90], MW_IN: 20, F_IN: 2.804, ACTSHAFTSPEED: 3600");
   const double surge = 5 + 36 - 12.96;
   EXPECT_NEAR(extended.at("SURGEE(1)"), surge, 1e-9);
@@ -340,12 +381,15 @@ TEST(Maps, polynomial_and_its_points_are_one_curve) {
 }
 
 TEST(Maps, held_between_surge_and_stonewall_and_within_bounds) {
-  const std::string table = ", VOLFLOWTAB: [[5000, 8000, 12000]], HEADTAB: [[60, 55, 40]], VOLFLOWTABE: [[5000, 8000, 12000]], IEFFTAB: [[0.6, 0.8, 0.5]]";
+  const std::string table =
+      ", VOLFLOWTAB: [[5000, 8000, 12000]], HEADTAB: [[60, 55, 40]], VOLFLOWTABE: [[5000, 8000, 12000]], "
+      "IEFFTAB: [[0.6, 0.8, 0.5]]";
   const std::string set = "NPOINT: 3, NPOINTE: 3, INTERPOLATIONMETH: Linear";
   Values at = Solve(kCompressor, set, "FV_IN: 4000" + table);
   EXPECT_NEAR(at["ISENHEAD"], 60, 1e-9);
   EXPECT_NEAR(at["ABVSRG"], -20, 1e-9);
-  EXPECT_NEAR(Solve(kCompressor, set + ", EXTRAPOLATESS: 'Yes'", "FV_IN: 4000" + table)["ISENHEAD"], 60 + 5000.0 / 3000, 1e-9);
+  EXPECT_NEAR(Solve(kCompressor, set + ", EXTRAPOLATESS: 'Yes'", "FV_IN: 4000" + table)["ISENHEAD"],
+              60 + 5000.0 / 3000, 1e-9);
   at = Solve(kCompressor, set, "FV_IN: 20000" + table);
   EXPECT_NEAR(at["ISENHEAD"], 40, 1e-9);
   EXPECT_LT(at["BLWSWL"], 0);
