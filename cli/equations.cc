@@ -63,9 +63,15 @@ Json EquationJson(const EquationDescription& e) {
   return one;
 }
 
+// "FLOW(1)" of a sub-model, as its owner names it.
+std::string PartName(const Instance& part) {
+  const std::string name = InstanceName(part);
+  return name.substr(name.rfind('.') + 1);
+}
+
 // Branches indented below their conditions.
-void PrintFormulas(const QV_ModelRow& model, const EquationsDescription& all) {
-  fmt::print("{}: {} equation{}\n\n", Bold(model.name), all.count, all.count == 1 ? "" : "s");
+void PrintFormulas(const std::string& title, const EquationsDescription& all) {
+  fmt::print("{}: {} equation{}\n\n", Bold(title), all.count, all.count == 1 ? "" : "s");
   size_t name_width = 0;
   for (const EquationDescription& e : all.equations) name_width = std::max(name_width, e.name.size());
   std::vector<std::string> open;  // conditions under which the last equation stood, outermost first
@@ -89,19 +95,52 @@ void PrintFormulas(const QV_ModelRow& model, const EquationsDescription& all) {
   }
 }
 
+// Of the sub-models that exist under the options chosen, behind their owner's.
+void PrintFormulasOfSubModels(const std::string& title, const Instance& owner) {
+  for (Instance* part : SubInstances(owner)) {
+    const EquationsDescription all = DescribeEquations(*part);
+    const std::string name = fmt::format("{}.{}", title, PartName(*part));
+    if (all.count > 0) {
+      fmt::print("\n");
+      PrintFormulas(name, all);
+    }
+    PrintFormulasOfSubModels(name, *part);
+  }
+}
+
+Json EquationsJson(Instance& instance) {
+  const EquationsDescription all = DescribeEquations(instance);
+  Json document = {{"count", all.count}, {"equations", Json::array()}};
+  for (const EquationDescription& equation : all.equations)
+    document["equations"].push_back(EquationJson(equation));
+  return document;
+}
+
+void AddSubModels(Json& list, const std::string& path, const Instance& owner) {
+  for (Instance* part : SubInstances(owner)) {
+    const std::string name = path + PartName(*part);
+    Json one = EquationsJson(*part);
+    one["name"] = name;
+    list.push_back(std::move(one));
+    AddSubModels(list, name + ".", *part);
+  }
+}
+
 }  // namespace
 
 void AddEquationsCommand(CLI::App& program, const ProgramOptions& options, Run& run) {
   AddModelCommand(program, options, run, "equations", "A model's equations, as set up and emitted",
                   [](CaseRun& built, const QV_ModelRow& model, bool json) {
-                    const EquationsDescription all = DescribeEquations(*built.flowsheet().blocks().front());
-                    if (!json) return PrintFormulas(model, all);
-                    Json document = {{"model", model.name},
-                                     {"identity", model.identity},
-                                     {"count", all.count},
-                                     {"equations", Json::array()}};
-                    for (const EquationDescription& equation : all.equations)
-                      document["equations"].push_back(EquationJson(equation));
+                    Instance& instance = *built.flowsheet().blocks().front();
+                    if (!json) {
+                      PrintFormulas(model.name, DescribeEquations(instance));
+                      return PrintFormulasOfSubModels(model.name, instance);
+                    }
+                    Json document = {{"model", model.name}, {"identity", model.identity}};
+                    document.update(EquationsJson(instance));
+                    Json parts = Json::array();
+                    AddSubModels(parts, "", instance);
+                    if (!parts.empty()) document["submodels"] = std::move(parts);
                     Print(document);
                   });
 }
