@@ -7,6 +7,7 @@
 
 #include "runtime/solve/block_system.h"
 #include "runtime/solve/newton.h"
+#include "runtime/solve/part_by_part.h"
 #include "runtime/solve/scalar_newton.h"
 
 namespace quiver {
@@ -63,6 +64,7 @@ std::vector<std::unique_ptr<BlockMethod>> DefaultBlockMethods() {
   std::vector<std::unique_ptr<BlockMethod>> methods;
   methods.push_back(std::make_unique<ScalarNewton>());
   methods.push_back(std::make_unique<DampedNewton>());
+  methods.push_back(std::make_unique<PartByPart>());
   return methods;
 }
 
