@@ -58,6 +58,8 @@ class QV_API QV_PHASEPROPERTIES : public QV_GENERICMODEL {
   QV_PHASEPROPERTIES& operator=(const QV_PHASEPROPERTIES&) { return *this; }
   void Construct() override;
   void SetDims() override;
+  // Start values: those of a mixture of equal parts at the start values of T and P.
+  int ExecuteAssignments(int a, int b) override;
   int SetUpEquations() override;
   int JacPattern(long long*& pattern, long long*& pattern_end, QV_EquationType** equations) override;
   const char* QV_DefaultDESCRIPTION() override;

@@ -5,6 +5,7 @@
 #include <span>
 
 #include "procedures/procedure_class.h"
+#include "runtime/contract/host_access.h"
 #include "runtime/contract/procedure_fault.h"
 #include "runtime/contract/scope.h"
 #include "runtime/modeller/phase_models.h"
@@ -208,6 +209,36 @@ void QV_PHASEPROPERTIES::SetDims() {
   for (const auto& row : quiver::kArrays) row.holder(*this).SetDim(*ComponentList);
   if (phases_ != kVapourLiquidLiquid) return;
   for (const auto& row : quiver::kArrays3) row.holder(*this).SetDim(*ComponentList);
+}
+
+// So that a flash at given enthalpy starts from an enthalpy that the mixture can have, not from 0.
+int QV_PHASEPROPERTIES::ExecuteAssignments(int a, int b) {
+  const int result = QV_GENERICMODEL::ExecuteAssignments(a, b);
+  if (result < 0 || Z.Count() == 0) return result;
+  const auto start = [&](QV_VarParam& holder, double value) {
+    const QV_Value* type_start = holder.QV_DefaultVALUE();
+    if (!type_start || holder.RealValue() != quiver::HostAccess::Real(*type_start))
+      return;  // the owner's stays
+    QV_Value assigned(value, b, a);
+    holder.Assign(&assigned);
+  };
+  try {
+    const std::vector<double> equal(static_cast<size_t>(Z.Count()), 1.0 / static_cast<double>(Z.Count()));
+    const quiver::PhaseState state(*quiver::PackageOf(ComponentList), quiver::kSets[phases_],
+                                   quiver::FlashKind::kTP, T.RealValue(), P.RealValue(), equal);
+    quiver::ForEachOutput(
+        quiver::FlashKind::kTP, phases_ == kVapourLiquidLiquid,
+        [&](const auto& row) { start(row.holder(*this), state[row.what].value); },
+        [&](const auto& row) {
+          auto& fractions = row.holder(*this);
+          for (long long i = 0; i < fractions.Count(); ++i)
+            start(static_cast<QV_VarParam&>(fractions.At(i)), state[row.what][static_cast<size_t>(i)].value);
+        });
+    for (long long i = 0; i < Z.Count(); ++i) start(static_cast<QV_VarParam&>(Z.At(i)), equal[0]);
+  } catch (const std::exception&) {
+    // No start: what is wrong with components or range is told when the equations are evaluated.
+  }
+  return result;
 }
 
 int QV_PHASEPROPERTIES::SetUpEquations() {
