@@ -9,6 +9,15 @@
 // FLASHTYPE tells what is given of the inlet beside Z: TP, PH, PS, PV (P and VF) or TV. VALIDPHASES says which phases are looked
 // for. Only the chosen method exists as a sub-model, FSIMPLE(1) for example; the states that it needs are elements of the phase
 // sub-models PVAP, PLIQ, PFLASH2, PFLASH2W or PFLASH3, numbered by FluidState below.
+//
+// Which method for which inlet: liquid far below boiling: Incompressible Fluid, Schmidt-Westphal, Ideal HEM (Simpson); subcooled:
+// the last two and Leung-Grolmes (back pressure below the saturation pressure); boiling: those, Ideal HEM (DIERS) and, where boiling
+// is delayed, Diener; two phases in short nozzles: also Henry-Fauske Frozen; gas (VALIDPHASES Vapor-Only above the critical
+// temperature): Compressible Fluid and the equilibrium methods, near the critical point the latter only. DIERS fits one line from the
+// inlet to HEM_ETA times its pressure: for a subcooled inlet HEM_ETA must lie below the saturation pressure.
+//
+// STAGCALC "Ideal HEM (Simpson)" brings a moving inlet to rest first, by AREA_RATIO; under "Shortcut" only Incompressible and
+// Compressible Fluid correct for AREA_RATIO, the others take the inlet for a state at rest. HEATINPUT "Yes" asks for both phases.
 #include "models/relief/method_inputs.h"
 #include "models/relief/orifices.h"
 
