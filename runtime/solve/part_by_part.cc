@@ -12,6 +12,7 @@ namespace quiver {
 namespace {
 
 constexpr int kMostPasses = 10;
+constexpr int kMostSweeps = 10;
 
 // Which unknowns move which residual at x. An equation that cannot be evaluated there counts with all its unknowns.
 Incidence MovingUnknowns(BlockSystem& system, std::span<const double> x) {
@@ -34,9 +35,68 @@ Incidence MovingUnknowns(BlockSystem& system, std::span<const double> x) {
   return incidence;
 }
 
+// Pairs equations as they are written, "x = ...", with x; the others with what is left. Solved one by one in that sense,
+// equations hand values on the way the model's author thought of. Any other perfect matching where that leaves some over.
+Matching NaturalMatching(BlockSystem& system, const Incidence& incidence) {
+  const NonlinearProblem& problem = system.Problem();
+  const auto n = static_cast<std::size_t>(system.Size());
+  std::vector<int> column_of_row(n, -1), row_of_column(n, -1);
+  for (std::size_t i = 0; i < n; ++i) {
+    const std::span<const int> row = incidence.Row(static_cast<int>(i));
+    if (row.empty()) continue;
+    for (const int column : {row.front(), row.back()}) {  // a call's own output stands last
+      if (row_of_column[static_cast<std::size_t>(column)] >= 0) continue;
+      if (!problem.IsLeftSide(system.Unknowns()[static_cast<std::size_t>(column)])) continue;
+      column_of_row[i] = column;
+      row_of_column[static_cast<std::size_t>(column)] = static_cast<int>(i);
+      break;
+    }
+  }
+  Incidence left(system.Size());
+  std::vector<int> columns;
+  for (std::size_t i = 0; i < n; ++i) {
+    columns.clear();
+    for (const int column : incidence.Row(static_cast<int>(i)))
+      if (column_of_row[i] == column ||
+          (column_of_row[i] < 0 && row_of_column[static_cast<std::size_t>(column)] < 0))
+        columns.push_back(column);
+    left.AddRow(columns);
+  }
+  const Matching natural = MaximumMatching(left);
+  return natural.size == system.Size() ? natural : MaximumMatching(incidence);
+}
+
+// Each equation in turn for its own unknown, with the latest values of the others.
+void Sweep(BlockSystem& inner, std::span<const int> equations, std::span<const int> unknowns,
+           const SolveOptions& options, std::span<double> x) {
+  ScalarNewton scalar;
+  for (std::size_t k = 0; k < equations.size(); ++k) {
+    const double before = x[static_cast<std::size_t>(unknowns[k])];
+    inner.Select(equations.subspan(k, 1), unknowns.subspan(k, 1));
+    if (scalar.Solve(inner, options, x).outcome != SolveOutcome::kConverged)
+      x[static_cast<std::size_t>(unknowns[k])] = before;
+  }
+}
+
+// Newton; where it fails, Newton again from where some sweeps lead.
+int SolveTogether(BlockSystem& inner, std::span<const int> equations, std::span<const int> unknowns,
+                  const SolveOptions& options, std::span<double> x) {
+  std::vector<double> start;
+  for (const int unknown : unknowns) start.push_back(x[static_cast<std::size_t>(unknown)]);
+  DampedNewton newton;
+  inner.Select(equations, unknowns);
+  BlockResult result = newton.Solve(inner, options, x);
+  if (result.outcome == SolveOutcome::kConverged) return result.iterations;
+  for (std::size_t k = 0; k < unknowns.size(); ++k) x[static_cast<std::size_t>(unknowns[k])] = start[k];
+  for (int sweep = 0; sweep < kMostSweeps; ++sweep) Sweep(inner, equations, unknowns, options, x);
+  inner.Select(equations, unknowns);
+  return result.iterations + newton.Solve(inner, options, x).iterations;
+}
+
 std::vector<int> AlternativesOf(BlockSystem& system) {
   std::vector<int> assignment;
-  for (const int equation : system.Conditional()) assignment.push_back(system.Problem().CurrentAlternative(equation));
+  for (const int equation : system.Conditional())
+    assignment.push_back(system.Problem().CurrentAlternative(equation));
   return assignment;
 }
 
@@ -46,25 +106,26 @@ BlockResult PartByPart::Solve(BlockSystem& system, const SolveOptions& options, 
   system.MoveIntoBounds(x);
   NonlinearProblem& problem = system.Problem();
   BlockSystem inner(problem);
-  ScalarNewton scalar;
   DampedNewton newton;
   int iterations = 0;
   for (int pass = 0; pass < kMostPasses; ++pass) {
     problem.DecideAlternatives(system.Conditional(), x.data());
     const std::vector<int> before = AlternativesOf(system);
     const Incidence incidence = MovingUnknowns(system, x);
-    const Matching matching = MaximumMatching(incidence);
+    const Matching matching = NaturalMatching(system, incidence);
     if (matching.size < system.Size()) break;
     const BlockOrder order = OrderBlocks(incidence, matching);
-    if (order.Count() == 1) break;
     for (int part = 0; part < order.Count(); ++part) {
       std::vector<int> equations, unknowns;
-      for (const int row : order.Rows(part)) equations.push_back(system.Equations()[static_cast<std::size_t>(row)]);
-      for (const int column : order.Columns(part)) unknowns.push_back(system.Unknowns()[static_cast<std::size_t>(column)]);
-      inner.Select(equations, unknowns);
-      BlockMethod& method = inner.Size() == 1 ? static_cast<BlockMethod&>(scalar) : newton;
-      iterations += method.Solve(inner, options, x).iterations;
-      inner.Select({}, {});
+      for (const int row : order.Rows(part))
+        equations.push_back(system.Equations()[static_cast<std::size_t>(row)]);
+      for (const int column : order.Columns(part))
+        unknowns.push_back(system.Unknowns()[static_cast<std::size_t>(column)]);
+      if (equations.size() == 1)
+        Sweep(inner, equations, unknowns, options, x);
+      else
+        iterations += SolveTogether(inner, equations, unknowns, options, x);
+      inner.Select({}, {});  // the spans end here
     }
     problem.DecideAlternatives(system.Conditional(), x.data());
     int worst = 0;

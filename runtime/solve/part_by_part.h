@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // For a block that falls apart where it stands: a switch or max(0, F) keeps equations together although at any point only
 // one side of it counts. The parts are found from the slopes at the point, solved one after another, and found anew where
-// a side changed; damped Newton over the whole block finishes from there. Meant for starts too far off for Newton alone.
+// a side changed. A part that Newton does not solve from where it stands is first swept, equation by equation. Damped Newton
+// over the whole block finishes. Meant for starts too far off for Newton alone.
 //
 //   BlockResult result = PartByPart().Solve(system, options, x);
 #ifndef QUIVER_RUNTIME_SOLVE_PART_BY_PART_H_
