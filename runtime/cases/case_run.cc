@@ -161,7 +161,7 @@ std::vector<StreamState> CaseRun::Streams() {
     QV_MATERIALPORTRPREV& port = *stream.port;
     const double flow = value(port.F);
     if (std::isnan(flow)) continue;
-    const bool reversed = flow < 0;
+    const bool reversed = flow < 0 && !std::isnan(value(port.HREV));
     QV_ArrayBase& fractions = reversed ? port.ZREV : port.Z;
     StreamState state{stream.Name(), stream.from, stream.to, reversed, flow, value(reversed ? port.TREV : port.T), value(port.P),
                       value(reversed ? port.HREV : port.H), reversed ? absent : value(port.V), {}, {}};

@@ -26,10 +26,14 @@ enum class Direction { kInlet, kOutlet, kEither };
 // By the name of the port, IN... or OUT...
 Direction DirectionOf(const PropertyPath& path) {
   const std::string name = UpperCase(path.parts.back().name);
-  return name.starts_with("IN") ? Direction::kInlet : name.starts_with("OUT") ? Direction::kOutlet : Direction::kEither;
+  return name.starts_with("IN")    ? Direction::kInlet
+         : name.starts_with("OUT") ? Direction::kOutlet
+                                   : Direction::kEither;
 }
 
-const std::vector<std::string>& ComponentsOf(QV_MATERIALPORTRPREV& port) { return ElementsOf(*port.ComponentList).texts; }
+const std::vector<std::string>& ComponentsOf(QV_MATERIALPORTRPREV& port) {
+  return ElementsOf(*port.ComponentList).texts;
+}
 
 struct Member {
   QV_VarParam* from;
@@ -45,9 +49,10 @@ void AddArray(QV_ArrayBase& from, QV_ArrayBase& to, const char* name, std::vecto
 }
 
 std::vector<Member> MembersOf(QV_MATERIALPORTRPREV& from, QV_MATERIALPORTRPREV& to) {
-  std::vector<Member> members = {{&from.F, &to.F, "F"},          {&from.H, &to.H, "H"},          {&from.P, &to.P, "P"},
-                                 {&from.T, &to.T, "T"},          {&from.V, &to.V, "V"},          {&from.AV, &to.AV, "AV"},
-                                 {&from.HREV, &to.HREV, "HREV"}, {&from.TREV, &to.TREV, "TREV"}, {&from.AVREV, &to.AVREV, "AVREV"}};
+  std::vector<Member> members = {
+      {&from.F, &to.F, "F"},          {&from.H, &to.H, "H"},          {&from.P, &to.P, "P"},
+      {&from.T, &to.T, "T"},          {&from.V, &to.V, "V"},          {&from.AV, &to.AV, "AV"},
+      {&from.HREV, &to.HREV, "HREV"}, {&from.TREV, &to.TREV, "TREV"}, {&from.AVREV, &to.AVREV, "AVREV"}};
   AddArray(from.Z, to.Z, "Z", members);
   AddArray(from.ZREV, to.ZREV, "ZREV", members);
   AddArray(from.CATSCALAR, to.CATSCALAR, "CATSCALAR", members);
@@ -69,7 +74,8 @@ void NumberStreams(const Flowsheet& flowsheet, std::vector<Connection>& connecti
       if (part->indices.size() == 1 && std::holds_alternative<std::int64_t>(part->indices[0]))
         taken.insert(std::get<std::int64_t>(part->indices[0]));
     if (!taken.empty()) most = std::max(most, *taken.rbegin());
-    SetFromValue(port->connections, QV_Value(static_cast<int>(std::min<std::int64_t>(most, INT32_MAX))), Origin::kUser);
+    SetFromValue(port->connections, QV_Value(static_cast<int>(std::min<std::int64_t>(most, INT32_MAX))),
+                 Origin::kUser);
     if (most == 1) continue;
     std::int64_t next = 1;
     for (PropertyPart* part : parts) {
@@ -81,25 +87,30 @@ void NumberStreams(const Flowsheet& flowsheet, std::vector<Connection>& connecti
   }
 }
 
-bool StreamConnector::Connect(const Connection& connection, QV_MATERIALPORTRPREV& left, QV_MATERIALPORTRPREV& right,
-                              std::vector<Tie>& ties, std::vector<CaseFault>& faults) {
+bool StreamConnector::Connect(const Connection& connection, QV_MATERIALPORTRPREV& left,
+                              QV_MATERIALPORTRPREV& right, std::vector<Tie>& ties,
+                              std::vector<CaseFault>& faults) {
   const size_t known_faults = faults.size();
   const std::string left_name = connection.left.Text(), right_name = connection.right.Text();
   const std::string text = fmt::format("{} {} {}", left_name, connection.directed ? "->" : "=", right_name);
   const auto fault = [&](const std::string& message, const std::string& remedy) {
     AddFault(faults, connection.location, message, remedy);
   };
-  const Direction left_direction = DirectionOf(connection.left), right_direction = DirectionOf(connection.right);
+  const Direction left_direction = DirectionOf(connection.left),
+                  right_direction = DirectionOf(connection.right);
   const bool turned = left_direction == Direction::kInlet || right_direction == Direction::kOutlet;
   if (left_direction == right_direction && left_direction != Direction::kEither)
-    fault(fmt::format("cannot connect {}: both are {}", text, left_direction == Direction::kInlet ? "inlets" : "outlets"),
+    fault(fmt::format("cannot connect {}: both are {}", text,
+                      left_direction == Direction::kInlet ? "inlets" : "outlets"),
           "a stream leads from an outlet (OUT...) to an inlet (IN...).");
   else if (connection.directed && turned)
-    fault(fmt::format("{} points the wrong way", text), fmt::format("write {} -> {}.", right_name, left_name));
+    fault(fmt::format("{} points the wrong way", text),
+          fmt::format("write {} -> {}.", right_name, left_name));
 
   const auto& left_components = ComponentsOf(left);
   const auto& right_components = ComponentsOf(right);
-  if (!std::equal(left_components.begin(), left_components.end(), right_components.begin(), right_components.end(),
+  if (!std::equal(left_components.begin(), left_components.end(), right_components.begin(),
+                  right_components.end(),
                   [](const std::string& a, const std::string& b) { return EqualIgnoringCase(a, b); }))
     fault(fmt::format("cannot connect {}: the components of {} are {}; those of {} are {}", text, left_name,
                       fmt::join(left_components, ", "), right_name, fmt::join(right_components, ", ")),
@@ -116,11 +127,14 @@ bool StreamConnector::Connect(const Connection& connection, QV_MATERIALPORTRPREV
   const std::string& from_name = turned ? right_name : left_name;
   const std::string& to_name = turned ? left_name : right_name;
   for (const Member& member : MembersOf(from, to)) {
-    const bool both_given = HostAccess::SpecOf(*member.from) == QV_SPEC_GIVEN && HostAccess::SpecOf(*member.to) == QV_SPEC_GIVEN;
+    const bool both_given =
+        HostAccess::SpecOf(*member.from) == QV_SPEC_GIVEN && HostAccess::SpecOf(*member.to) == QV_SPEC_GIVEN;
     if (both_given)
-      fault(fmt::format("{}.{} and {}.{} are both fixed, and connected", from_name, member.name, to_name, member.name),
+      fault(fmt::format("{}.{} and {}.{} are both fixed, and connected", from_name, member.name, to_name,
+                        member.name),
             "fix one of them.");
-    ties.push_back({member.to, member.from, fmt::format("{}.{} = {}.{}", to_name, member.name, from_name, member.name), true});
+    ties.push_back({member.to, member.from,
+                    fmt::format("{}.{} = {}.{}", to_name, member.name, from_name, member.name), true});
   }
   connected_.push_back({from_name, to_name, &from});
   return faults.size() == known_faults;
@@ -148,7 +162,8 @@ std::vector<Stream> FindStreams(const Flowsheet& flowsheet, const std::vector<St
         continue;
       }
       for (int k = 1; k <= several->Count(); ++k)
-        if (QV_MATERIALPORTRPREV* stream = several->Stream(k)) add(fmt::format("{}({})", name, k), *stream, outlet);
+        if (QV_MATERIALPORTRPREV* stream = several->Stream(k))
+          add(fmt::format("{}({})", name, k), *stream, outlet);
     }
   return streams;
 }

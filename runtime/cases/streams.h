@@ -23,17 +23,19 @@ namespace quiver {
 void NumberStreams(const Flowsheet& flowsheet, std::vector<Connection>& connections);
 
 struct Stream {
-  std::string from, to;         // "tee.OUT_P", "mix.IN_F(2)"; one is empty at the edge of the flowsheet
-  QV_MATERIALPORTRPREV* port;   // where it leaves, or enters from outside
-  std::string Name() const { return from.empty() ? "-> " + to : to.empty() ? from + " ->" : from + " -> " + to; }
+  std::string from, to;        // "tee.OUT_P", "mix.IN_F(2)"; one is empty at the edge of the flowsheet
+  QV_MATERIALPORTRPREV* port;  // where it leaves, or enters from outside
+  std::string Name() const {
+    return from.empty() ? "-> " + to : to.empty() ? from + " ->" : from + " -> " + to;
+  }
 };
 
 class StreamConnector {
  public:
   // Ties the members of two ports to each other, in both directions of flow; those of which no model speaks stay free.
   // False, with a fault that says what to do, when they do not fit.
-  bool Connect(const Connection& connection, QV_MATERIALPORTRPREV& left, QV_MATERIALPORTRPREV& right, std::vector<Tie>& ties,
-               std::vector<CaseFault>& faults);
+  bool Connect(const Connection& connection, QV_MATERIALPORTRPREV& left, QV_MATERIALPORTRPREV& right,
+               std::vector<Tie>& ties, std::vector<CaseFault>& faults);
   const std::vector<Stream>& connected() const { return connected_; }
 
  private:
