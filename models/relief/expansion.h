@@ -108,12 +108,13 @@ bool Volumes(Equate& eq, const ValidPhases& phases, const PhaseState& s, const S
 
 // Simpson's two factors of v/v_0 = 1 + alpha ((p_s/p)^beta - 1) from the volumes at the pressures ratio p_s and
 // ratio^2 p_s: there the powers are s and s^2, and (s^2 - s)/(s - 1) = s, so that beta stands alone. A volume that is
-// less curved than the logarithm of the pressure gets beta = 0.01 and the right volume at the lower pressure;
-// without any expansion alpha is 0. EPS v_0 is the smallest expansion that tells a curvature.
+// less curved than the logarithm of the pressure gets beta = 0.01, one that hardly grows at first beta = 5, and both the right
+// volume at the lower pressure; without any expansion alpha is 0. EPS v_0 is the smallest expansion that tells a curvature.
 template <class Model>
 void SimpsonFactors(Model& m, Equate& eq, QV_VOL_MASS& v_upper, QV_VOL_MASS& v_lower) {
   eq("sim_beta_calc",
-     m.SIM_BETA == max(0.01, -ln(max(1e-10, (v_lower - v_upper) / max(m.EPS * m.V_0, v_upper - m.V_0))) / ln(m.HEM_ETA)));
+     m.SIM_BETA ==
+         min(5.0, max(0.01, -ln(max(1e-10, (v_lower - v_upper) / max(m.EPS * m.V_0, v_upper - m.V_0))) / ln(m.HEM_ETA))));
   eq("sim_alpha_calc", m.SIM_ALPHA * (pow(m.HEM_ETA, -2 * m.SIM_BETA) - 1) == v_lower / m.V_0 - 1);
 }
 

