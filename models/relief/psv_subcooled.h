@@ -2,6 +2,11 @@
 // Mass flux of a subcooled or saturated liquid through a relief device by the omega method of Leung and Grolmes: highly
 // subcooled liquid chokes at its saturation pressure, otherwise it flashes upstream of the throat. Pressures in bar, specific
 // volumes in m3/kg, heat capacities in kJ, enthalpies in GJ/kmol.
+//
+// G2 is the flux of a fluid that flashes in front of the exit: exit pressures above the saturation pressure are outside its
+// validity. There it comes out too high, and there is no solution where OMEGA (1 - ETA_SAT/ETA) > 1; a liquid that does not
+// flash takes PSV_SIMPLE. The critical ratio of slightly subcooled inlets is an approximation, by which the flux falls some 3 %
+// where it begins to choke.
 #pragma once
 
 #include "models/relief/phases.h"
