@@ -30,8 +30,9 @@ test: dependencies
 	@cmake --build --preset release --parallel $(JOBS)
 	@ctest --preset release --parallel $(JOBS)
 
+# GCC 12 takes parts of <regex> for uninitialised when the sanitizers are on.
 sanitize: dependencies
-	@$(CONFIGURE) sanitize >/dev/null
+	@$(CONFIGURE) sanitize -D CMAKE_CXX_FLAGS=-Wno-maybe-uninitialized >/dev/null
 	@cmake --build --preset sanitize --parallel $(JOBS)
 	@ctest --preset sanitize --parallel $(JOBS)
 
