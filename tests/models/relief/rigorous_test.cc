@@ -102,3 +102,41 @@ TEST(Rigorous, ContractionOfALiquidIsThatOfItsFlowCoefficient) {
   EXPECT_GT(sharp["SIGMA_STAR_CRIT"], 1.1 * sharp["SIGMA_STAR"]);
   EXPECT_LT(sharp["SIGMA_STAR_CRIT"], 1);
 }
+
+// One vapour alone, and one liquid told as two halves, give what vapour and liquid together give.
+TEST(Rigorous, FormsOfOneTwoAndThreePhasesAgree) {
+  const Expansion gas({"nitrogen"}, {1}, Expansion::At(20, 25)),
+      wet({"propane"}, {1}, Expansion::Boiling(15, 0.2));
+  for (const std::string model : {"PSV_HEMS", "PSV_HFF", "PSV_DIENER", "PSV_SPECVOLC"}) {
+    Values vapour = gas.For(model, 0.02);
+    const double flux = Solved(model, "FLUX", gas.components, "", vapour);
+    EXPECT_NEAR(Solved(model, "FLUX", gas.components, "VALIDPHASES: Vapor-Only", vapour) / flux, 1,
+                model == "PSV_DIENER" ? 0.02 : 1e-9)
+        << model;
+    Values one = wet.For(model, 0.02), two = one;
+    for (const auto& [name, value] : one) {
+      const auto twice = [&](const std::string& stem, double each, bool keep) {
+        if (!name.starts_with(stem)) return;
+        const std::string rest = name.substr(stem.size());
+        two[stem + "1" + rest] = two[stem + "2" + rest] = each;
+        if (!keep) two.erase(name);
+        if (stem == "LF" && rest != "ACTOR") two["BETA" + rest] = 0.5;
+      };
+      if (name == "LFACTOR") {
+        two.erase(name);
+        two["L1FACTOR"] = two["L2FACTOR"] = 0;
+        continue;
+      }
+      twice("LF", value / 2, false);
+      twice("RHOL", value, false);
+      twice("MWL", value, false);
+    }
+    if (model == "PSV_HFF")
+      two = With(two, {{"X1(propane)", 1}, {"X2(propane)", 1}, {"SL10", one["SL0"]}, {"SL20", one["SL0"]}}),
+      two.erase("SL0");
+    EXPECT_NEAR(Solved(model, "FLUX", wet.components, "VALIDPHASES: Vapor-Liquid-Liquid", two) /
+                    Solved(model, "FLUX", wet.components, "", one),
+                1, 1e-9)
+        << model;
+  }
+}

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Every equation of the relief methods and of the fire model, token by token, for every choice of their options.
+#include <cmath>
+#include <limits>
+
 #include "tests/models/relief/stream_table.h"
 
 using namespace quiver;
@@ -59,4 +62,61 @@ TEST(FireStreams, FollowVesselStandardAndCredits) {
           table.Check(c);
           if (HasFailure()) return;
         }
+}
+
+// Names, order and words of the published property lists.
+TEST(ReliefProperties, AreThoseOfTheList) {
+  std::ifstream file(std::string(QUIVER_SOURCE_DIR) + "/tests/models/relief/streams/properties.txt");
+  std::map<std::string, std::string> expected;
+  std::string line, model;
+  while (std::getline(file, line)) {
+    if (line.starts_with("model "))
+      model = line.substr(6);
+    else if (!line.starts_with("#"))
+      expected[model] += line + "\n";
+  }
+  ASSERT_EQ(expected.size(), 7u);
+  for (const auto& [name, text] : expected) {
+    ModelRun run(name, {"water"}, "");
+    std::string found;
+    for (const PropertyDescription& p : DescribeProperties(*run.flowsheet().blocks().front()))
+      found += p.name + (p.description ? std::string(" | ") + p.description : "") + "\n";
+    EXPECT_EQ(found, text) << name;
+  }
+}
+
+// Defaults and bounds that are not those of the types.
+TEST(ReliefProperties, HaveTheirDefaultsAndBounds) {
+  struct Row {
+    const char *model, *name;
+    double value, lower, upper;
+  };
+  const double any = std::numeric_limits<double>::quiet_NaN();
+  for (const Row& row :
+       {Row{"PSV_SIMPLE", "DPMAX", 5000, any, any},  Row{"PSV_SIMPLE", "UCF8", 1e-5, any, any},
+        Row{"PSV_VAP", "K", any, 1.00001, any},      Row{"PSV_VAP", "T", any, -253.15, 9726.85},
+        Row{"PSV_VAP", "Y", 0.5, any, any},          Row{"PSV_VAP", "CP_V", 1, any, any},
+        Row{"PSV_VAP", "ETA", any, 0.0001, any},     Row{"PSV_VAP", "ETA_CRIT", 1, 0.0001, any},
+        Row{"PSV_SW", "T0", any, 20, 10000},         Row{"PSV_SW", "MJ_TO_J", 1e6, any, any},
+        Row{"PSV_SW", "ETA_CRIT_2P", 1, any, any},   Row{"PSV_SW", "ETA_CRIT", 1, 0.0001, any},
+        Row{"PSV_SW", "LARGE", 1e30, any, any},      Row{"PSV_SUBCOOLED", "GC", any, 0, any},
+        Row{"PSV_SUBCOOLED", "G2", any, 0, any},     Row{"PSV_SUBCOOLED", "X2", 0.5, any, any},
+        Row{"FIRECALCS", "PI", 3.141593, any, any},  Row{"FIRECALCS", "T", any, -253.15, 9726.85},
+        Row{"FIRECALCS", "PAMB", 1.01325, any, any}, Row{"FIRECALCS", "V_HEEL", -0.001, any, any},
+        Row{"FIRECALCS", "P_MIN", 1e-5, any, any},   Row{"PIPEFITTINGS", "L", 0, any, any}}) {
+    ModelRun run(row.model, {"water", "propane"}, "");
+    int found = 0;
+    for (const PropertyDescription& p : DescribeProperties(*run.flowsheet().blocks().front())) {
+      if (p.name != row.name) continue;
+      ++found;
+      const auto check = [&](double expected, double value) {
+        EXPECT_TRUE(std::isnan(expected) || expected == value)
+            << row.model << " " << row.name << ": " << value;
+      };
+      check(row.value, std::isnan(row.value) ? 0 : std::get<double>(p.values.at(0)));
+      check(row.lower, std::isnan(row.lower) ? 0 : p.lower.at(0));
+      check(row.upper, std::isnan(row.upper) ? 0 : p.upper.at(0));
+    }
+    EXPECT_EQ(found, 1) << row.name;
+  }
 }
