@@ -242,7 +242,7 @@ struct QV_EXPORT QV_COMPRINTEGRATION : QV_GENERICMODEL {
 
   // The path to start from: pressures as the steps have them, and everything else in proportion to their
   // logarithm. An end that nobody has told yet is that of a gas whose temperature goes with the pressure to
-  // the 0.35. The n-method needs this start: at NR = 0 its equation holds for any head.
+  // the 0.3. The n-method needs this start: at NR = 0 its equation holds for any head.
   void Starts(Assigner& set) {
     const double kelvin = 273.15, r = 8.31446261815324;
     const double p1 = (*P_IN).RealValue(), p2 = (*P_OUT).RealValue(), mw = (*MW).RealValue();
@@ -251,7 +251,7 @@ struct QV_EXPORT QV_COMPRINTEGRATION : QV_GENERICMODEL {
     const auto told = [](const QV_VarParam& end, double otherwise) {
       return end.HoldsDefault() ? otherwise : end.RealValue();
     };
-    const double t2 = told(*T_OUT, (t1 + kelvin) * std::pow(p2 / p1, 0.35) - kelvin);
+    const double t2 = told(*T_OUT, (t1 + kelvin) * std::pow(p2 / p1, 0.3) - kelvin);
     const double rho2 = told(*RHO_OUT, rho1 * p2 / p1 * (t1 + kelvin) / (t2 + kelvin));
     const double h2 = told(*H_OUT, h1 + 3.5e-6 * r * (t2 - t1));
     if (!(t2 > -kelvin && rho2 > 0)) return;
