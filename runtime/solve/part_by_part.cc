@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "runtime/solve/part_by_part.h"
 
+#include <algorithm>
 #include <vector>
 
 #include "runtime/solve/block_system.h"
@@ -11,8 +12,9 @@
 namespace quiver {
 namespace {
 
-constexpr int kMostPasses = 10;
-constexpr int kMostSweeps = 10;
+constexpr int kMostPasses = 4;
+constexpr int kMostSweeps = 3;
+constexpr int kMostEvaluations = 100;  // of a part, each time: parts need not be solved, only brought near
 
 // Which unknowns move which residual at x. An equation that cannot be evaluated there counts with all its unknowns.
 Incidence MovingUnknowns(BlockSystem& system, std::span<const double> x) {
@@ -107,6 +109,8 @@ BlockResult PartByPart::Solve(BlockSystem& system, const SolveOptions& options, 
   NonlinearProblem& problem = system.Problem();
   BlockSystem inner(problem);
   DampedNewton newton;
+  SolveOptions brief = options;
+  brief.max_evaluations = std::min(options.max_evaluations, kMostEvaluations);
   int iterations = 0;
   for (int pass = 0; pass < kMostPasses; ++pass) {
     problem.DecideAlternatives(system.Conditional(), x.data());
@@ -122,15 +126,13 @@ BlockResult PartByPart::Solve(BlockSystem& system, const SolveOptions& options, 
       for (const int column : order.Columns(part))
         unknowns.push_back(system.Unknowns()[static_cast<std::size_t>(column)]);
       if (equations.size() == 1)
-        Sweep(inner, equations, unknowns, options, x);
+        Sweep(inner, equations, unknowns, brief, x);
       else
-        iterations += SolveTogether(inner, equations, unknowns, options, x);
+        iterations += SolveTogether(inner, equations, unknowns, brief, x);
       inner.Select({}, {});  // the spans end here
     }
     problem.DecideAlternatives(system.Conditional(), x.data());
-    int worst = 0;
-    const bool solved = system.Evaluate(x) && system.WorstResidual(&worst) <= options.residual_tolerance;
-    if (solved && AlternativesOf(system) == before) break;
+    if (AlternativesOf(system) == before) break;
   }
   BlockResult result = newton.Solve(system, options, x);
   result.iterations += iterations;
