@@ -120,7 +120,7 @@ struct QV_EXPORT QV_PSV_DIENER : QV_GENERICMODEL {
     set.spec(K, QV_SPEC_GIVEN);
     set(A_HNE, 0.4);
     set.spec(A_HNE, QV_SPEC_GIVEN);
-    set(HEM_ETA, 0.85);
+    set(HEM_ETA, 0.75);
     set.spec(HEM_ETA, QV_SPEC_GIVEN);
     set(INTEGRATION_POINTS, 0.0);
     set.upper(VHOM_VC, 1e30);  // a curve that is no fit may grow beyond all measure at the outlet

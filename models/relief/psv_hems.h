@@ -6,9 +6,10 @@
 //
 // The owner flashes the inlet's entropy S_IN at P1 and at PVC, which are HEM_ETA and HEM_ETA^2 times the saturation
 // pressure (the inlet pressure, where the inlet boils or is vapour), and gives the phases of the three states. The fit is
-// exact at the three pressures. It meets the flux of rigorous isentropic flashes within 0.1 % for gases, wet vapours, boiling
-// and subcooled liquids and mixtures of wide boiling range, up to the neighbourhood of the critical point. The mixture is in
-// equilibrium and without slip: short nozzles (below 0.1 m) pass more.
+// exact at the three pressures. At 150 random inlets, subcooled to superheated, it met the flux of rigorous isentropic flashes
+// within 0.13 % (95 of 100) and 0.6 % (all): the worst are vapours at high pressure that begin to condense on the way, which bends
+// the curve; a HEM_ETA of 0.85 fits boiling liquids to 0.05 % and those vapours to 7 % only. The mixture is in equilibrium and
+// without slip: short nozzles (below 0.1 m) pass more.
 #pragma once
 
 #include "models/relief/expansion.h"
@@ -93,7 +94,7 @@ struct QV_EXPORT QV_PSV_HEMS : QV_GENERICMODEL {
     set(AREA_RATIO, 0.0);
     set.spec(AREA_RATIO, QV_SPEC_GIVEN);
     set(Z, 1.0 / size(ComponentList));
-    set(HEM_ETA, 0.85);
+    set(HEM_ETA, 0.75);
     set.spec(HEM_ETA, QV_SPEC_GIVEN);
     set(INTEGRATION_POINTS, 0.0);
     set.lower(GC, 0);
