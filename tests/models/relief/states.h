@@ -129,7 +129,7 @@ class Expansion {
     return best;
   }
 
-  static constexpr double kFit = 0.85;  // HEM_ETA as it stands
+  static constexpr double kFit = 0.75;  // HEM_ETA as it stands
 
  private:
   PhaseValues ValuesOf(const FlashResult& flash) const {
