@@ -61,6 +61,7 @@ class BlockMethod {
  public:
   virtual ~BlockMethod() = default;
   virtual bool Handles(int size) const = 0;
+  virtual bool Suits(const BlockSystem& /*system*/) const { return true; }
   // x holds all variables of the problem; only the unknowns of the block are changed. After a failure they
   // keep the best state reached.
   virtual BlockResult Solve(BlockSystem& system, const SolveOptions& options, std::span<double> x) = 0;

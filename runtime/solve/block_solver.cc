@@ -63,8 +63,8 @@ BlockResult CheckBounds(const NonlinearProblem& problem, std::span<const int> eq
 std::vector<std::unique_ptr<BlockMethod>> DefaultBlockMethods() {
   std::vector<std::unique_ptr<BlockMethod>> methods;
   methods.push_back(std::make_unique<ScalarNewton>());
-  methods.push_back(std::make_unique<DampedNewton>());
   methods.push_back(std::make_unique<PartByPart>());
+  methods.push_back(std::make_unique<DampedNewton>());
   return methods;
 }
 
@@ -81,7 +81,7 @@ BlockResult BlockSolver::SolveBlock(BlockSystem& system, const SolveOptions& opt
   BlockResult first;
   bool tried = false;
   for (const auto& method : methods_) {
-    if (!method->Handles(system.Size())) continue;
+    if (!method->Handles(system.Size()) || !method->Suits(system)) continue;
     if (tried) put(start);
     BlockResult result = method->Solve(system, options, x);
     if (result.outcome == SolveOutcome::kConverged) {

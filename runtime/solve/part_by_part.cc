@@ -104,6 +104,8 @@ std::vector<int> AlternativesOf(BlockSystem& system) {
 
 }  // namespace
 
+bool PartByPart::Suits(const BlockSystem& system) const { return !system.Conditional().empty(); }
+
 BlockResult PartByPart::Solve(BlockSystem& system, const SolveOptions& options, std::span<double> x) {
   system.MoveIntoBounds(x);
   NonlinearProblem& problem = system.Problem();

@@ -16,6 +16,7 @@ namespace quiver {
 class PartByPart : public BlockMethod {
  public:
   bool Handles(int size) const override { return size > 1; }
+  bool Suits(const BlockSystem& system) const override;  // has equations with alternatives
   BlockResult Solve(BlockSystem& system, const SolveOptions& options, std::span<double> x) override;
 };
 
