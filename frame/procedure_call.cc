@@ -13,8 +13,10 @@ CallArgument ScalarArgument(const QV_VarParam& holder) {
 CallArgument ArrayArgument(const QV_ArrayBase& array) {
   CallArgument call;
   call.kind = CallArgument::kElements;
+  call.array = const_cast<QV_ArrayBase*>(&array);
   const long long count = array.Count();
-  call.elements = static_cast<QV_VarParam**>(ArenaAllocate(sizeof(QV_VarParam*) * static_cast<unsigned long long>(count + 1)));
+  call.elements = static_cast<QV_VarParam**>(
+      ArenaAllocate(sizeof(QV_VarParam*) * static_cast<unsigned long long>(count + 1)));
   for (long long i = 0; i < count; ++i) call.elements[i] = static_cast<QV_VarParam*>(&array.At(i));
   call.rank = array.Rank();
   for (int k = 0; k < call.rank; ++k) call.sizes[k] = static_cast<int>(array.Size(k));
@@ -33,8 +35,11 @@ CallArgument SliceArgument(const Slice& slice) {
 void HandOver(const ProcedureText& text, QV_DynamicProcExtensions& procedure) {
   for (const CallArgument* call = text.arguments; call != text.arguments + text.count; ++call) {
     switch (call->kind) {
-      case CallArgument::kScalar: procedure.Argument(*call->scalar); break;
+      case CallArgument::kScalar:
+        procedure.Argument(*call->scalar);
+        break;
       case CallArgument::kElements: {
+        if (call->array) procedure.WholeArray(*call->array);
         procedure.Argument();
         long long count = 1;
         for (int k = 0; k < call->rank; ++k) {
@@ -44,11 +49,21 @@ void HandOver(const ProcedureText& text, QV_DynamicProcExtensions& procedure) {
         for (long long i = 0; i < count; ++i) procedure.Element(*call->elements[i]);
         break;
       }
-      case CallArgument::kInteger: procedure.Argument(call->integer); break;
-      case CallArgument::kReal: procedure.Argument(call->real); break;
-      case CallArgument::kText: procedure.Argument(call->text); break;
-      case CallArgument::kIntegerIterator: procedure.Argument(*call->integer_iterator); break;
-      case CallArgument::kStringIterator: procedure.Argument(*call->string_iterator); break;
+      case CallArgument::kInteger:
+        procedure.Argument(call->integer);
+        break;
+      case CallArgument::kReal:
+        procedure.Argument(call->real);
+        break;
+      case CallArgument::kText:
+        procedure.Argument(call->text);
+        break;
+      case CallArgument::kIntegerIterator:
+        procedure.Argument(*call->integer_iterator);
+        break;
+      case CallArgument::kStringIterator:
+        procedure.Argument(*call->string_iterator);
+        break;
     }
   }
   procedure.LastArgument();

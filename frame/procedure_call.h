@@ -26,6 +26,7 @@ struct CallArgument {
     QV_IntegerSetIter* integer_iterator;
     QV_StringSetIter* string_iterator;
   };
+  QV_ArrayBase* array = nullptr;  // of a whole array
   int rank = 0;
   int sizes[4] = {0, 0, 0, 0};
 };

@@ -22,6 +22,8 @@ inline constexpr int kQvCallAfter = 2;
 inline constexpr int kQvCallValuesAndDerivatives = 3;
 inline constexpr int kQvCallReturnedDerivatives = 4;
 
+class QV_ArrayBase;
+
 class QV_API QV_ProcedureType {
  public:
   QV_ProcedureType();
@@ -97,6 +99,7 @@ class QV_API QV_ProcedureType_F : public QV_ProcedureType {
   virtual int InputArguments() = 0;
   virtual long long ArgumentElements(int argument) = 0;
   virtual const ConstProcValue* ArgumentConstant(int argument) = 0;
+  virtual QV_ArrayBase* ArgumentArray(int argument) = 0;  // null unless the argument is a whole array
 
  protected:
   void HandleDerivatives(
@@ -146,6 +149,8 @@ class QV_API QV_DynamicProcExtensions {
   virtual void Argument(const char* value) = 0;
   virtual void Argument(QV_IntegerSetIter& iterator) = 0;
   virtual void Argument(QV_StringSetIter& iterator) = 0;
+  // Told ahead of Argument() where the argument is a whole array, so that listings know its name though it be empty.
+  virtual void WholeArray(QV_ArrayBase& array);
   virtual void SetDimensionSize(int size) = 0;
   virtual void Element(QV_VarParam& variable) = 0;
   virtual void LastArgument() = 0;

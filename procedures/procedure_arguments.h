@@ -9,6 +9,8 @@
 // right one is given: its calls then fail with a sentence, no memory is overrun.
 #pragma once
 
+#include <utility>
+
 #include "host/procedure.h"
 
 namespace quiver {
@@ -21,7 +23,8 @@ struct ProcedureTables {
   long long* counts;   // elements of the argument: 1, or the product of its sizes
   ConstProcValue* constants;
   bool* by_reference;
-  int* types;  // as Type() answers
+  QV_ArrayBase** arrays;  // of arguments that are whole arrays; else null
+  int* types;             // as Type() answers
   int inputs, arguments, dimensions;
 };
 
@@ -36,6 +39,7 @@ class ProcedureArguments : public Base, public QV_DynamicProcExtensions {
     Element(variable);
   }
   void Argument() override { SetArg(true); }
+  void WholeArray(QV_ArrayBase& array) override { next_array_ = &array; }
   void Argument(int value) override { SetConstant(value); }
   void Argument(double value) override { SetConstant(value); }
   void Argument(const char* value) override { SetConstant(value); }
@@ -105,6 +109,8 @@ class ProcedureArguments : public Base, public QV_DynamicProcExtensions {
     return tables_.by_reference[argument] ? nullptr : &tables_.constants[argument];
   }
 
+  QV_ArrayBase* ArgumentArray(int argument) override { return tables_.arrays[argument]; }
+
   bool ByReference(int argument) const { return tables_.by_reference[argument]; }
   int GetIntegerArg(int argument) const { return tables_.constants[argument].Integer(); }
   double GetRealArg(int argument) const { return tables_.constants[argument].Real(); }
@@ -159,6 +165,7 @@ class ProcedureArguments : public Base, public QV_DynamicProcExtensions {
     tables_.types[argument] = this->Type(argument);
     tables_.offsets[argument] = pass_.position + pass_.base_index;
     tables_.counts[argument] = array ? 0 : 1;
+    tables_.arrays[argument] = std::exchange(next_array_, nullptr);
     if (array) {
       pass_.array_seen = true;
       pass_.awaited = this->Dimensions(argument);
@@ -213,6 +220,7 @@ class ProcedureArguments : public Base, public QV_DynamicProcExtensions {
     bool measured_wrongly = false;  // and were not when it was measured
   };
   Pass pass_;
+  QV_ArrayBase* next_array_ = nullptr;  // the whole array that the next argument is
 };
 
 }  // namespace quiver

@@ -35,7 +35,7 @@ class QV_ProcedureTemplate : public quiver::ProcedureBody<Base> {
 
  private:
   quiver::ProcedureTables Tables() {
-    return {sizes_, offsets_, counts_, constants_, by_reference_, types_, In, In + Out, Dims};
+    return {sizes_, offsets_, counts_, constants_, by_reference_, arrays_, types_, In, In + Out, Dims};
   }
   void CopyTables(const QV_ProcedureTemplate& other) {
     for (int i = 0; i < Dims; ++i) sizes_[i] = other.sizes_[i];
@@ -44,6 +44,7 @@ class QV_ProcedureTemplate : public quiver::ProcedureBody<Base> {
       counts_[i] = other.counts_[i];
       constants_[i] = other.constants_[i];
       by_reference_[i] = other.by_reference_[i];
+      arrays_[i] = other.arrays_[i];
       types_[i] = other.types_[i];
     }
   }
@@ -53,5 +54,6 @@ class QV_ProcedureTemplate : public quiver::ProcedureBody<Base> {
   long long counts_[In + Out] = {};
   ConstProcValue constants_[In + Out];
   bool by_reference_[In + Out] = {};
+  QV_ArrayBase* arrays_[In + Out] = {};
   int types_[In + Out] = {};
 };

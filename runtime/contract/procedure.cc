@@ -409,6 +409,7 @@ void QV_ProcedureType_F::AllocateDerivatives() {
 // --- The others
 // ----------------------------------------------------------------------------------------------------
 
+void QV_DynamicProcExtensions::WholeArray(QV_ArrayBase&) {}
 QV_DynamicProcExtensions::~QV_DynamicProcExtensions() = default;
 
 QV_ProcedureEquationType::QV_ProcedureEquationType(QV_ProcedureType* procedure, int number, int group,

@@ -86,11 +86,14 @@ bool BlockSystem::Evaluate(std::span<const double> x) {
         jacobian_[slot] += slope;
         magnitude = std::max(magnitude, scale_[place_of_variable_[variable]]);
       }
-      terms += std::abs(slope) * magnitude;
+      const double term = std::abs(slope) * magnitude;
+      if (slot >= 0 || std::isfinite(term))
+        terms += term;  // a steep slope by what is known already harms nobody
     }
     terms_[i] = terms;
     if (!std::isfinite(residuals_[i]) || !std::isfinite(terms)) {
-      fault_ = {equations_[i], "its value or its slope is not finite"};
+      fault_ = problem_.FirstFault();
+      if (fault_.equation != equations_[i]) fault_ = {equations_[i], "its value or its slope is not finite"};
       return false;
     }
   }

@@ -25,7 +25,8 @@ bool SampleIsVariable(QV_ArrayBase& array) {
 }
 
 const char* KindOf(const DeclaredProperty& property, QV_Type* object) {
-  if (property.kind == PropertyKind::kGlobal || property.kind == PropertyKind::kStructureReference) return "global";
+  if (property.kind == PropertyKind::kGlobal || property.kind == PropertyKind::kStructureReference)
+    return "global";
   if (property.kind == PropertyKind::kExternal) return "external";
   QV_Type* sample = object;
   if (auto* array = dynamic_cast<QV_ArrayBase*>(object); array && array->Count()) sample = &array->At(0);
@@ -50,11 +51,16 @@ PlainValue ValueOf(QV_VarParam& holder) {
   }
   if (!HasValue(holder)) return {};
   switch (HostAccess::KindOf(holder)) {
-    case HostAccess::kReal: return holder.RealValue();
-    case HostAccess::kInteger: return static_cast<long long>(holder.IntegerValue());
-    case HostAccess::kLogical: return holder.LogicalValue();
-    case HostAccess::kText: return std::string(holder.StringValue());
-    default: return {};
+    case HostAccess::kReal:
+      return holder.RealValue();
+    case HostAccess::kInteger:
+      return static_cast<long long>(holder.IntegerValue());
+    case HostAccess::kLogical:
+      return holder.LogicalValue();
+    case HostAccess::kText:
+      return std::string(holder.StringValue());
+    default:
+      return {};
   }
 }
 
@@ -123,18 +129,29 @@ class EquationPrinter {
   TokenDescription Token(const StreamToken& token) const {
     TokenDescription d{token.kind, 0, 0, 0, {}};
     switch (token.kind) {
-      case StreamToken::kOperator: d.code = token.code; break;
-      case StreamToken::kVariable: d.text = Name(*token.variable); break;
-      case StreamToken::kReal: d.real = token.real; break;
-      case StreamToken::kInteger: d.integer = token.integer; break;
-      case StreamToken::kText: d.text = token.text; break;
+      case StreamToken::kOperator:
+        d.code = token.code;
+        break;
+      case StreamToken::kVariable:
+        d.text = Name(*token.variable);
+        break;
+      case StreamToken::kReal:
+        d.real = token.real;
+        break;
+      case StreamToken::kInteger:
+        d.integer = token.integer;
+        break;
+      case StreamToken::kText:
+        d.text = token.text;
+        break;
     }
     return d;
   }
 
   std::vector<TokenDescription> Tokens(const EmissionRecord& record, TokenRange range) const {
     std::vector<TokenDescription> tokens;
-    for (int i = range.first; i < range.first + range.count; ++i) tokens.push_back(Token(record.tokens[static_cast<size_t>(i)]));
+    for (int i = range.first; i < range.first + range.count; ++i)
+      tokens.push_back(Token(record.tokens[static_cast<size_t>(i)]));
     return tokens;
   }
 
@@ -149,13 +166,23 @@ class EquationPrinter {
       const ConstProcValue* constant = arguments->ArgumentConstant(k);
       if (!constant) {
         const long long count = arguments->ArgumentElements(k);
+        if (QV_ArrayBase* whole = arguments->ArgumentArray(k)) {
+          TokenDescription d{};
+          d.kind = StreamToken::kVariable;
+          d.text = Name(*whole);
+          inputs.push_back(d);
+          e += count;
+          continue;
+        }
         AppendElements(elements.elements + e, count, inputs);
         e += count;
         continue;
       }
       TokenDescription d{};
       const int type = procedure.Type(k);
-      d.kind = type == kQvReal ? StreamToken::kReal : type == kQvText ? StreamToken::kText : StreamToken::kInteger;
+      d.kind = type == kQvReal   ? StreamToken::kReal
+               : type == kQvText ? StreamToken::kText
+                                 : StreamToken::kInteger;
       if (type == kQvReal) d.real = constant->Real();
       if (type == kQvText) d.text = constant->String();
       if (type == kQvInteger || type == kQvIntegerAlternative) d.integer = constant->Integer();
@@ -177,7 +204,8 @@ class EquationPrinter {
   }
 
  private:
-  void AppendElements(QV_VarParam* const* elements, long long count, std::vector<TokenDescription>& inputs) const {
+  void AppendElements(QV_VarParam* const* elements, long long count,
+                      std::vector<TokenDescription>& inputs) const {
     auto* array = count ? dynamic_cast<QV_ArrayBase*>(HostAccess::Parent(*elements[0])) : nullptr;
     bool whole = array && array->Count() == count;
     for (long long i = 0; whole && i < count; ++i) whole = elements[i] == &array->At(i);
@@ -204,11 +232,21 @@ std::string PrintTokens(const std::vector<TokenDescription>& tokens, bool equati
   for (size_t i = 0; i < tokens.size(); ++i) {
     const TokenDescription& t = tokens[i];
     switch (t.kind) {
-      case StreamToken::kOperator: stream.push_back(Token::Code(t.code)); break;
-      case StreamToken::kVariable: stream.push_back(Token::Variable(static_cast<int>(i))); break;
-      case StreamToken::kReal: stream.push_back(Token::Real(t.real)); break;
-      case StreamToken::kInteger: stream.push_back(Token::Integer(static_cast<int>(t.integer))); break;
-      case StreamToken::kText: stream.push_back(Token::Text(t.text.c_str())); break;
+      case StreamToken::kOperator:
+        stream.push_back(Token::Code(t.code));
+        break;
+      case StreamToken::kVariable:
+        stream.push_back(Token::Variable(static_cast<int>(i)));
+        break;
+      case StreamToken::kReal:
+        stream.push_back(Token::Real(t.real));
+        break;
+      case StreamToken::kInteger:
+        stream.push_back(Token::Integer(static_cast<int>(t.integer)));
+        break;
+      case StreamToken::kText:
+        stream.push_back(Token::Text(t.text.c_str()));
+        break;
     }
   }
   const auto name = [&](int place) { return tokens[static_cast<size_t>(place)].text; };
@@ -220,7 +258,8 @@ std::string PrintTokens(const std::vector<TokenDescription>& tokens, bool equati
 EquationsDescription DescribeEquations(Instance& instance) {
   InstanceRecord record;
   ReadEquations(instance, record);
-  if (!instance.scope().faults.empty()) throw Error(fmt::format("{}", fmt::join(instance.scope().faults, "\n")));
+  if (!instance.scope().faults.empty())
+    throw Error(fmt::format("{}", fmt::join(instance.scope().faults, "\n")));
   const CurrentGuard guard({&instance.scope(), &instance, nullptr, nullptr});
   const Branches branches(record);
   const EquationPrinter printer(instance);
@@ -264,12 +303,17 @@ std::string FormulaOf(const EquationDescription& equation) {
   std::vector<std::string> inputs;
   for (const TokenDescription& input : equation.inputs) {
     switch (input.kind) {
-      case StreamToken::kReal: inputs.push_back(FormatReal(input.real)); break;
-      case StreamToken::kInteger: inputs.push_back(std::to_string(input.integer)); break;
+      case StreamToken::kReal:
+        inputs.push_back(FormatReal(input.real));
+        break;
+      case StreamToken::kInteger:
+        inputs.push_back(std::to_string(input.integer));
+        break;
       case StreamToken::kText:
         inputs.push_back(input.text.starts_with('"') ? input.text : fmt::format("\"{}\"", input.text));
         break;
-      default: inputs.push_back(input.text);
+      default:
+        inputs.push_back(input.text);
     }
   }
   std::string name = equation.procedure;

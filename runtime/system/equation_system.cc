@@ -381,8 +381,13 @@ bool EquationSystem::Evaluate(std::span<const int> equations, const double* x, d
       }
     }
     good = good && std::isfinite(residual);
-    if (good && gradient)
-      for (size_t k = 0; k < row; ++k) good = good && (std::isfinite(gradient[k]) || !IsFree(ResidualVariables(e)[k]));
+    // A slope matters only to whoever solves for its variable: the fault is told, the solver decides.
+    if (good && gradient && fault_.equation < 0)
+      for (size_t k = 0; k < row; ++k)
+        if (!std::isfinite(gradient[k]) && IsFree(ResidualVariables(e)[k])) {
+          Explain(e, x);
+          break;
+        }
     if (!good && finite) {
       finite = false;
       Explain(e, x);
