@@ -21,13 +21,13 @@ QV_Containable* Create() noexcept {
 
 }  // namespace quiver::frame
 
-#define EXPORT_MODEL(NAME)                                                                                        \
-  extern "C" QV_EXPORT QV_Containable* NAME##Factory();                                                           \
-  extern "C" QV_EXPORT void* NAME##PropertyInfo();                                                                \
-  extern "C" QV_EXPORT const QV_CompatibilityBlock _Compatibility##NAME;                                          \
-  QV_Containable* NAME##Factory() { return quiver::frame::Create<QV_##NAME>(); }                                  \
-  void* NAME##PropertyInfo() {                                                                                    \
-    alignas(16) static char information[kQvPropertyInfoBytes];                                                    \
-    return information;                                                                                           \
-  }                                                                                                               \
+#define EXPORT_MODEL(NAME)                                                       \
+  extern "C" QV_EXPORT QV_Containable* NAME##Factory();                          \
+  extern "C" QV_EXPORT void* NAME##PropertyInfo();                               \
+  extern "C" QV_EXPORT const QV_CompatibilityBlock _Compatibility##NAME;         \
+  QV_Containable* NAME##Factory() { return quiver::frame::Create<QV_##NAME>(); } \
+  void* NAME##PropertyInfo() {                                                   \
+    alignas(16) static char information[kQvPropertyInfoBytes];                   \
+    return information;                                                          \
+  }                                                                              \
   const QV_CompatibilityBlock _Compatibility##NAME = {kQvCompatibilityVersion, {}};

@@ -18,15 +18,52 @@ namespace quiver::frame {
 
 // Operator codes that the library writes.
 enum class Code : int {
-  kEnd = 0, kLone = 1, kAnd = 5, kOr = 6, kEqual = 8, kGreater = 9, kLessEqual = 10, kGreaterEqual = 11, kLess = 12,
-  kNotEqual = 13, kNegate = 15, kAdd = 19, kSubtract = 20, kMultiply = 21, kDivide = 22, kPower = 24, kSin = 26, kCos = 27,
-  kTanh = 34, kSqrt = 35, kExp = 36, kLn = 37, kLog10 = 38, kAbs = 39, kSquare = 40, kSum = 44, kProduct = 45,
-  kMaxOf = 46, kMinOf = 47, kTime = 55, kDelay = 57, kMax = 98, kMin = 99
+  kEnd = 0,
+  kLone = 1,
+  kAnd = 5,
+  kOr = 6,
+  kEqual = 8,
+  kGreater = 9,
+  kLessEqual = 10,
+  kGreaterEqual = 11,
+  kLess = 12,
+  kNotEqual = 13,
+  kNegate = 15,
+  kAdd = 19,
+  kSubtract = 20,
+  kMultiply = 21,
+  kDivide = 22,
+  kPower = 24,
+  kSin = 26,
+  kCos = 27,
+  kTanh = 34,
+  kSqrt = 35,
+  kExp = 36,
+  kLn = 37,
+  kLog10 = 38,
+  kAbs = 39,
+  kSquare = 40,
+  kSum = 44,
+  kProduct = 45,
+  kMaxOf = 46,
+  kMinOf = 47,
+  kTime = 55,
+  kDelay = 57,
+  kMax = 98,
+  kMin = 99
 };
 
 // A node of a tree. Nodes live in an arena that is emptied when a model's text has been read: they are never freed singly.
 struct Node {
-  enum Kind : unsigned char { kOperator, kVariable, kReal, kInteger, kText, kIntegerIterator, kStringIterator } kind;
+  enum Kind : unsigned char {
+    kOperator,
+    kVariable,
+    kReal,
+    kInteger,
+    kText,
+    kIntegerIterator,
+    kStringIterator
+  } kind;
   Code code = Code::kEnd;
   union {
     double real;
@@ -80,7 +117,8 @@ concept Holder = std::derived_from<std::remove_cvref_t<T>, QV_VarParam>;
 template <class T>
 concept Reference = ReferenceTraits<std::remove_cvref_t<T>>::value;
 template <class T>
-concept Literal = std::same_as<std::remove_cvref_t<T>, double> || std::same_as<std::remove_cvref_t<T>, int>;
+concept Literal = std::same_as < std::remove_cvref_t<T>,
+double > || std::same_as<std::remove_cvref_t<T>, int>;
 template <class T>
 concept Iterator = std::derived_from<std::remove_cvref_t<T>, QV_SetIter>;
 
@@ -112,7 +150,7 @@ concept Symbol = HasNumber<T>() || std::same_as<std::remove_cvref_t<T>, Expr> ||
 template <class T>
 concept Operand = Symbol<T> || Literal<T>;
 template <class A, class B>
-concept Operands = Operand<A> && Operand<B> && (Symbol<A> || Symbol<B>);
+concept Operands = Operand<A> && Operand<B> &&(Symbol<A> || Symbol<B>);
 
 Node* VariableNode(const QV_VarParam& variable);
 Node* RealNode(double value);
@@ -145,11 +183,10 @@ namespace language {
 inline Expr lit(int value) { return Expr(IntegerNode(value)); }
 inline Expr lit(double value) { return Expr(RealNode(value)); }
 
-#define QV_BINARY(SYMBOL, CODE)                                                      \
-  template <class A, class B>                                                        \
-    requires Operands<A, B>                                                          \
-  Expr SYMBOL(const A& a, const B& b) {                                              \
-    return Expr(OperatorNode(Code::CODE, ToNode(a), ToNode(b)));                     \
+#define QV_BINARY(SYMBOL, CODE)                                  \
+  template <class A, class B>                                    \
+  requires Operands<A, B> Expr SYMBOL(const A& a, const B& b) {  \
+    return Expr(OperatorNode(Code::CODE, ToNode(a), ToNode(b))); \
   }
 QV_BINARY(operator+, kAdd)
 QV_BINARY(operator-, kSubtract)
@@ -161,10 +198,10 @@ QV_BINARY(min, kMin)
 QV_BINARY(delay, kDelay)  // the first operand's value the given span earlier
 #undef QV_BINARY
 
-#define QV_UNARY(SYMBOL, CODE)                                   \
-  template <Symbol A>                                            \
-  Expr SYMBOL(const A& a) {                                      \
-    return Expr(OperatorNode(Code::CODE, ToNode(a)));            \
+#define QV_UNARY(SYMBOL, CODE)                        \
+  template <Symbol A>                                 \
+  Expr SYMBOL(const A& a) {                           \
+    return Expr(OperatorNode(Code::CODE, ToNode(a))); \
   }
 QV_UNARY(operator-, kNegate)
 QV_UNARY(sin, kSin)
@@ -196,24 +233,24 @@ void ForEach(QV_Set& set, Body body) {
 }
 
 // Reductions over a list of operands: sigma(SF), maxof(A, B, C); an array stands for its whole slice.
-#define QV_REDUCTION(SYMBOL, CODE)                                          \
-  template <Operand... Terms>                                               \
-  Expr SYMBOL(const Terms&... terms) {                                      \
-    Node* node = OperatorNode(Code::CODE);                                  \
-    Node** end = &node->operands;                                           \
-    ((*end = ToNode(terms), end = &(*end)->next), ...);                     \
-    return Expr(node);                                                      \
-  }                                                                         \
+#define QV_REDUCTION(SYMBOL, CODE)                                                                              \
+  template <Operand... Terms>                                                                                   \
+  Expr SYMBOL(const Terms&... terms) {                                                                          \
+    Node* node = OperatorNode(Code::CODE);                                                                      \
+    Node** end = &node->operands;                                                                               \
+    ((*end = ToNode(terms), end = &(*end)->next), ...);                                                         \
+    return Expr(node);                                                                                          \
+  }                                                                                                             \
   /* Over a set: one operand per element, sigma(*ComponentList, [&](const char* c) { return X(c) * W(c); }). */ \
-  template <std::derived_from<QV_Set> Set, class Term>                      \
-  Expr SYMBOL(Set& set, Term term) {                                        \
-    Node* node = OperatorNode(Code::CODE);                                  \
-    Node** end = &node->operands;                                           \
-    ForEach(set, [&](std::conditional_t<std::invocable<Term, int>, int, const char*> index) { \
-      *end = ToNode(term(index));                                           \
-      end = &(*end)->next;                                                  \
-    });                                                                     \
-    return Expr(node);                                                      \
+  template <std::derived_from<QV_Set> Set, class Term>                                                          \
+  Expr SYMBOL(Set& set, Term term) {                                                                            \
+    Node* node = OperatorNode(Code::CODE);                                                                      \
+    Node** end = &node->operands;                                                                               \
+    ForEach(set, [&](std::conditional_t<std::invocable<Term, int>, int, const char*> index) {                   \
+      *end = ToNode(term(index));                                                                               \
+      end = &(*end)->next;                                                                                      \
+    });                                                                                                         \
+    return Expr(node);                                                                                          \
   }
 
 QV_REDUCTION(sigma, kSum)
@@ -222,11 +259,10 @@ QV_REDUCTION(maxof, kMaxOf)
 QV_REDUCTION(minof, kMinOf)
 #undef QV_REDUCTION
 
-#define QV_COMPARISON(SYMBOL, CODE)                                         \
-  template <class A, class B>                                               \
-    requires Operands<A, B>                                                 \
-  Condition SYMBOL(const A& a, const B& b) {                                \
-    return Condition(OperatorNode(Code::CODE, ToNode(a), ToNode(b)));       \
+#define QV_COMPARISON(SYMBOL, CODE)                                   \
+  template <class A, class B>                                         \
+  requires Operands<A, B> Condition SYMBOL(const A& a, const B& b) {  \
+    return Condition(OperatorNode(Code::CODE, ToNode(a), ToNode(b))); \
   }
 QV_COMPARISON(operator<, kLess)
 QV_COMPARISON(operator<=, kLessEqual)
@@ -259,14 +295,15 @@ Condition differs(const A& option, const char* text) {
 }
 
 template <class A, class B>
-  requires Operands<A, B>
-EquationText operator==(const A& left, const B& right) {
+requires Operands<A, B> EquationText operator==(const A& left, const B& right) {
   return {ToNode(left), ToNode(right)};
 }
 template <class A, class B>
-  requires(HasText<A>() && (HasText<B>() || Operand<B> || std::convertible_to<B, const char*>))
-void operator==(const A&, const B&) {
-  static_assert(sizeof(A) == 0, "a text has no value: is(OPTION, TEXT) tests it at set-up, same(OPTION, TEXT) in a condition");
+requires(HasText<A>() && (HasText<B>() || Operand<B> || std::convertible_to<B, const char*>)) void operator==(
+    const A&, const B&) {
+  static_assert(
+      sizeof(A) == 0,
+      "a text has no value: is(OPTION, TEXT) tests it at set-up, same(OPTION, TEXT) in a condition");
 }
 
 }  // namespace language

@@ -20,7 +20,8 @@
 #include "host/system.h"
 
 // A model's text is written in the global namespace, where the contract's classes are.
-using namespace quiver::frame::language;  // NOLINT(google-build-using-namespace,google-global-names-in-headers)
+using namespace quiver::frame::
+    language;  // NOLINT(google-build-using-namespace,google-global-names-in-headers)
 using quiver::frame::Assigner;
 using quiver::frame::Equate;
 
@@ -28,7 +29,7 @@ namespace quiver::frame {
 
 template <class Model>
 void RunAssignments(Model& model, int a, int b) {
-  if constexpr (requires(Assigner& set) { model.Assignments(set); }) {
+  if constexpr (requires(Assigner & set) { model.Assignments(set); }) {
     Assigner set(a, b);
     model.Assignments(set);
   }
@@ -37,7 +38,7 @@ void RunAssignments(Model& model, int a, int b) {
 template <class Model>
 int SetUpModel(Model& model, ModelState& state, int base) {
   if (base < 0) return base;
-  if constexpr (requires(Equate& eq) { model.Equations(eq); }) return SetUp(model, state, base);
+  if constexpr (requires(Equate & eq) { model.Equations(eq); }) return SetUp(model, state, base);
   state.first_group = QV_ModelType::m_stLastGroup;
   state.reset_on_set_up = 0;
   state.own_equations = 0;
@@ -49,52 +50,54 @@ int EmitModel(Model& model, QV_ModelExtensions& extensions, ModelState& state, i
               long long*& pattern_end) {
   state.pattern_count = 0;
   if (base < 0) return base;
-  if constexpr (requires(Equate& eq) { model.Equations(eq); })
+  if constexpr (requires(Equate & eq) { model.Equations(eq); })
     return Emit(model, extensions, state, base, pattern, pattern_end);
   return base;
 }
 
 }  // namespace quiver::frame
 
-#define QV_TEXT(NAME, BASE, PREFIX)                                                                         \
- public:                                                                                                    \
-  QV_##NAME(bool, QV_Container* owner) : BASE(false, owner) {}                                              \
-  ~QV_##NAME() override { frame_state_.ReleaseProcedures(); }                                               \
-  QV_##NAME& operator=(const QV_##NAME&) = default;                                                         \
-  static const char* QV_ContainerId() { return PREFIX " " #NAME "\tV11"; }                                  \
-  const char* QV_DefaultDESCRIPTION() override { return QV_ContainerId(); }                                 \
-  bool ContainerDerivesFrom(const char* id) override {                                                      \
-    return SUValue::CompareCI(id, QV_ContainerId()) == 0 || BASE::ContainerDerivesFrom(id);                 \
-  }                                                                                                         \
-  void Construct() override {                                                                               \
-    BASE::Construct();                                                                                      \
-    quiver::frame::ReadPropertyLines(*this, {quiver::frame::PropertyReader::kDeclare, *this});              \
-  }                                                                                                         \
-  void SetDims() override {                                                                                 \
-    BASE::SetDims();                                                                                        \
-    quiver::frame::ReadPropertyLines(*this, {quiver::frame::PropertyReader::kDimension, *this});            \
-  }                                                                                                         \
-  int ExecuteAssignments(int a, int b) override { return ExecuteAssignments0(a, b, 0); }                    \
-  int ExecuteAssignments0(int a, int b, int c) {                                                            \
-    c = BASE::ExecuteAssignments(a - 1, b);                                                                 \
-    quiver::frame::RunAssignments(*this, a, b);                                                             \
-    return c;                                                                                               \
-  }                                                                                                         \
-  int SetUpEquations() override { return quiver::frame::SetUpModel(*this, frame_state_, BASE::SetUpEquations()); } \
-  int JacPattern(long long*& pattern, long long*& pattern_end, QV_EquationType** equations) override {      \
-    QV_ModelExtensions& extensions = *this;                                                                 \
-    extensions.ResetExpressions();                                                                          \
-    const int base = BASE::JacPattern(pattern, pattern_end, equations);                                     \
-    return quiver::frame::EmitModel(*this, extensions, frame_state_, base, pattern, pattern_end);           \
-  }                                                                                                         \
-  int Residuals(double*, int&) override { return 0; }                                                       \
-  int Jacobian(double* J, int& i) override { return QV_##NAME::Residuals(J, i); }                           \
-  const quiver::frame::ModelState& State() const { return frame_state_; }                                   \
-                                                                                                            \
- private:                                                                                                   \
-  quiver::frame::ModelState frame_state_;                                                                   \
-                                                                                                            \
- public:                                                                                                    \
+#define QV_TEXT(NAME, BASE, PREFIX)                                                                    \
+ public:                                                                                               \
+  QV_##NAME(bool, QV_Container* owner) : BASE(false, owner) {}                                         \
+  ~QV_##NAME() override { frame_state_.ReleaseProcedures(); }                                          \
+  QV_##NAME& operator=(const QV_##NAME&) = default;                                                    \
+  static const char* QV_ContainerId() { return PREFIX " " #NAME "\tV11"; }                             \
+  const char* QV_DefaultDESCRIPTION() override { return QV_ContainerId(); }                            \
+  bool ContainerDerivesFrom(const char* id) override {                                                 \
+    return SUValue::CompareCI(id, QV_ContainerId()) == 0 || BASE::ContainerDerivesFrom(id);            \
+  }                                                                                                    \
+  void Construct() override {                                                                          \
+    BASE::Construct();                                                                                 \
+    quiver::frame::ReadPropertyLines(*this, {quiver::frame::PropertyReader::kDeclare, *this});         \
+  }                                                                                                    \
+  void SetDims() override {                                                                            \
+    BASE::SetDims();                                                                                   \
+    quiver::frame::ReadPropertyLines(*this, {quiver::frame::PropertyReader::kDimension, *this});       \
+  }                                                                                                    \
+  int ExecuteAssignments(int a, int b) override { return ExecuteAssignments0(a, b, 0); }               \
+  int ExecuteAssignments0(int a, int b, int c) {                                                       \
+    c = BASE::ExecuteAssignments(a - 1, b);                                                            \
+    quiver::frame::RunAssignments(*this, a, b);                                                        \
+    return c;                                                                                          \
+  }                                                                                                    \
+  int SetUpEquations() override {                                                                      \
+    return quiver::frame::SetUpModel(*this, frame_state_, BASE::SetUpEquations());                     \
+  }                                                                                                    \
+  int JacPattern(long long*& pattern, long long*& pattern_end, QV_EquationType** equations) override { \
+    QV_ModelExtensions& extensions = *this;                                                            \
+    extensions.ResetExpressions();                                                                     \
+    const int base = BASE::JacPattern(pattern, pattern_end, equations);                                \
+    return quiver::frame::EmitModel(*this, extensions, frame_state_, base, pattern, pattern_end);      \
+  }                                                                                                    \
+  int Residuals(double*, int&) override { return 0; }                                                  \
+  int Jacobian(double* J, int& i) override { return QV_##NAME::Residuals(J, i); }                      \
+  const quiver::frame::ModelState& State() const { return frame_state_; }                              \
+                                                                                                       \
+ private:                                                                                              \
+  quiver::frame::ModelState frame_state_;                                                              \
+                                                                                                       \
+ public:                                                                                               \
   static constexpr int kLinesBefore = __COUNTER__;
 
 #define MODEL_TEXT(NAME) QV_TEXT(NAME, QV_GENERICMODEL, "Model")

@@ -16,7 +16,15 @@ namespace quiver::frame {
 
 // One argument as the model's text gives it.
 struct CallArgument {
-  enum Kind : unsigned char { kScalar, kElements, kInteger, kReal, kText, kIntegerIterator, kStringIterator } kind;
+  enum Kind : unsigned char {
+    kScalar,
+    kElements,
+    kInteger,
+    kReal,
+    kText,
+    kIntegerIterator,
+    kStringIterator
+  } kind;
   union {
     QV_VarParam* scalar;
     QV_VarParam** elements;  // of an array or slice, in element order
@@ -54,14 +62,15 @@ void HandOver(const ProcedureText& text, QV_DynamicProcExtensions& procedure);
 
 // The number of indices of an array class, typed or one of the untyped bases: a model may choose among like arrays.
 template <class T>
-constexpr int kArrayRank =
-    std::derived_from<T, QV_BASE_I> || std::derived_from<T, QV_BASE_S>   ? 1
-    : std::derived_from<T, QV_BASE_II> || std::derived_from<T, QV_BASE_IS> || std::derived_from<T, QV_BASE_SI> ||
-            std::derived_from<T, QV_BASE_SS>                             ? 2
-    : std::derived_from<T, QV_BASE_III> || std::derived_from<T, QV_BASE_SII> || std::derived_from<T, QV_BASE_SIS> ||
-            std::derived_from<T, QV_BASE_SSS>                            ? 3
-    : std::derived_from<T, QV_BASE_SISS>                                 ? 4
-                                                                         : -1;
+constexpr int kArrayRank = std::derived_from<T, QV_BASE_I> || std::derived_from<T, QV_BASE_S> ? 1
+                           : std::derived_from<T, QV_BASE_II> || std::derived_from<T, QV_BASE_IS> ||
+                                   std::derived_from<T, QV_BASE_SI> || std::derived_from<T, QV_BASE_SS>
+                               ? 2
+                           : std::derived_from<T, QV_BASE_III> || std::derived_from<T, QV_BASE_SII> ||
+                                   std::derived_from<T, QV_BASE_SIS> || std::derived_from<T, QV_BASE_SSS>
+                               ? 3
+                           : std::derived_from<T, QV_BASE_SISS> ? 4
+                                                                : -1;
 
 // Whether an argument of type A fits type code and rank of the wrapper's table.
 template <class A>
@@ -89,7 +98,8 @@ constexpr bool Fits(int type, int dims) {
 template <class Wrapper, class... Arguments>
 consteval bool AllFit(int first) {
   bool fit = true;
-  ((fit = fit && Fits<Arguments>(Wrapper::kSignature.types[first], Wrapper::kSignature.dims[first]), ++first), ...);
+  ((fit = fit && Fits<Arguments>(Wrapper::kSignature.types[first], Wrapper::kSignature.dims[first]), ++first),
+   ...);
   return fit;
 }
 
@@ -137,8 +147,9 @@ struct WrapperCalls {
     else
       return contribute();
   }
-  static QV_ProcedureType* Emit(const ProcedureText& text, QV_ModelType& model, int group, long long*& pattern,
-                                long long*& pattern_end, int& counter, const char* name) {
+  static QV_ProcedureType* Emit(const ProcedureText& text, QV_ModelType& model, int group,
+                                long long*& pattern, long long*& pattern_end, int& counter,
+                                const char* name) {
     Wrapper* procedure;
     if constexpr (Wrapper::kSignature.component_list)
       procedure = new Wrapper(true, 0, text.components);
@@ -147,9 +158,11 @@ struct WrapperCalls {
     HandOver(text, *procedure);  // sizes
     HandOver(text, *procedure);  // stores
     if (auto* extended = dynamic_cast<QV_ModelTypeEx*>(&model))
-      procedure->CreateEquationsAndSetGroup(group, true, pattern, pattern_end, counter, extended, name, false);
+      procedure->CreateEquationsAndSetGroup(group, true, pattern, pattern_end, counter, extended, name,
+                                            false);
     else if (auto* structure = dynamic_cast<QV_StructureTypeEx*>(&model))
-      procedure->CreateEquationsAndSetGroup(group, true, pattern, pattern_end, counter, structure, name, false);
+      procedure->CreateEquationsAndSetGroup(group, true, pattern, pattern_end, counter, structure, name,
+                                            false);
     return procedure;
   }
 };
@@ -163,11 +176,12 @@ template <class Wrapper, class... Out>
 ProcedureText MakeCall(CallInputs<Wrapper> inputs, const Out&... out) {
   constexpr auto& signature = Wrapper::kSignature;
   static_assert(sizeof...(Out) == signature.outputs, "this procedure has another number of outputs");
-  static_assert(AllFit<Wrapper, Out...>(signature.inputs), "an output does not have the type or the dimensions that the procedure gives");
+  static_assert(AllFit<Wrapper, Out...>(signature.inputs),
+                "an output does not have the type or the dimensions that the procedure gives");
   const CallArgument outputs[] = {ToArgument(out)...};
   for (unsigned k = 0; k < sizeof...(Out); ++k) inputs.arguments[signature.inputs + k] = outputs[k];
-  return {inputs.arguments, static_cast<int>(signature.inputs + signature.outputs), nullptr, &WrapperCalls<Wrapper>::SetUp,
-          &WrapperCalls<Wrapper>::Emit};
+  return {inputs.arguments, static_cast<int>(signature.inputs + signature.outputs), nullptr,
+          &WrapperCalls<Wrapper>::SetUp, &WrapperCalls<Wrapper>::Emit};
 }
 
 template <class Wrapper>
@@ -176,7 +190,8 @@ struct Procedure {
   CallInputs<Wrapper> operator()(const In&... in) const {
     constexpr auto& signature = Wrapper::kSignature;
     static_assert(sizeof...(In) == signature.inputs, "this procedure has another number of inputs");
-    static_assert(AllFit<Wrapper, std::decay_t<In>...>(0), "an input does not have the type or the dimensions that the procedure takes");
+    static_assert(AllFit<Wrapper, std::decay_t<In>...>(0),
+                  "an input does not have the type or the dimensions that the procedure takes");
     auto* arguments = static_cast<CallArgument*>(
         ArenaAllocate(sizeof(CallArgument) * (signature.inputs + signature.outputs)));
     CallArgument* next = arguments;
@@ -200,8 +215,8 @@ ProcedureText operator==(const Outputs<Out...>& out, CallInputs<Wrapper> inputs)
   return std::apply([&](const auto&... each) { return MakeCall(inputs, each...); }, out.out);
 }
 template <class Out, class Wrapper>
-  requires(Holder<Out> || Reference<Out> || std::same_as<Out, Slice>)
-ProcedureText operator==(const Out& out, CallInputs<Wrapper> inputs) {
+requires(Holder<Out> || Reference<Out> || std::same_as<Out, Slice>) ProcedureText operator==(
+    const Out& out, CallInputs<Wrapper> inputs) {
   return MakeCall(inputs, out);
 }
 
@@ -209,7 +224,8 @@ template <class Body>
 Slice slice(QV_Set& set, Body body) {
   int count = 0;
   ForEach(set, [&](std::conditional_t<std::invocable<Body, int>, int, const char*>) { ++count; });
-  auto** elements = static_cast<QV_VarParam**>(ArenaAllocate(sizeof(QV_VarParam*) * static_cast<unsigned>(count + 1)));
+  auto** elements =
+      static_cast<QV_VarParam**>(ArenaAllocate(sizeof(QV_VarParam*) * static_cast<unsigned>(count + 1)));
   QV_VarParam** next = elements;
   ForEach(set, [&](std::conditional_t<std::invocable<Body, int>, int, const char*> index) {
     *next++ = const_cast<QV_VarParam*>(static_cast<const QV_VarParam*>(&body(index)));

@@ -132,7 +132,8 @@ class PropertyReader {
       (*array).SetDim(SetOf(sets)...);
   }
   template <class Array, class... Sets>
-  void ExternalArray(QV_External<Array>& holder, const char* name, const char* description, Sets&... sets) const {
+  void ExternalArray(QV_External<Array>& holder, const char* name, const char* description,
+                     Sets&... sets) const {
     if (purpose_ == kDeclare)
       External(holder, name, description);
     else if ((*holder).Rank() == 0)
@@ -208,6 +209,8 @@ void ReadPropertyLines(Model& model, const PropertyReader& reader) {
     static const quiver::frame::RowNames<COUNT> names(#NAME);                     \
     reader.RowOf(NAME, names, quiver::frame::Description(__VA_ARGS__), SETS);     \
   }
-#define EXTERNAL_ARRAY(TYPE, NAME, SETS, ...)                                                             \
-  QV_External<decltype(quiver::frame::ShapeOver<TYPE>(SETS))> NAME;                                       \
-  void PropertyLine(QV_LINE) { reader.ExternalArray(NAME, #NAME, quiver::frame::Description(__VA_ARGS__), SETS); }
+#define EXTERNAL_ARRAY(TYPE, NAME, SETS, ...)                                         \
+  QV_External<decltype(quiver::frame::ShapeOver<TYPE>(SETS))> NAME;                   \
+  void PropertyLine(QV_LINE) {                                                        \
+    reader.ExternalArray(NAME, #NAME, quiver::frame::Description(__VA_ARGS__), SETS); \
+  }

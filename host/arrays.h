@@ -19,11 +19,11 @@ struct ArrayStorage;
 class QV_API QV_ArrayBase : public QV_VarParam {
  public:
   QV_ArrayBase();
-  QV_ArrayBase(const QV_ArrayBase&) = delete;  // the typed array copies itself
+  QV_ArrayBase(const QV_ArrayBase&) = delete;          // the typed array copies itself
   QV_ArrayBase& operator=(const QV_ArrayBase& other);  // dimensions and element values
   ~QV_ArrayBase() override;
   long long Count() const;
-  int Rank() const;                    // number of indices, 0 before the array is sized
+  int Rank() const;  // number of indices, 0 before the array is sized
   long long Size(int dimension) const;
   QV_Type& At(long long position) const;  // from 0
 

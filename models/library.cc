@@ -25,4 +25,6 @@ const QV_ModelRow* QV_ModelLibrary::Models(long long* count) {
   return rows;
 }
 const QV_ProcedureRow* QV_ModelLibrary::Procedures(long long* count) { return quiver::ProcedureRows(count); }
-const QV_OptionTypeRow* QV_ModelLibrary::OptionTypes(long long* count) { return quiver::OptionTypeRows(count); }
+const QV_OptionTypeRow* QV_ModelLibrary::OptionTypes(long long* count) {
+  return quiver::OptionTypeRows(count);
+}

@@ -5,10 +5,10 @@
 #define BASE_OF_MODEL QV_GENERICMODEL
 #define BASE_OF_STRUCTURE QV_GENERICSTRUCTURE
 #define SPECIFIED(NAME)
-#define DECLARES_NOTHING(NAME, KIND)                  \
-  struct QV_EXPORT QV_##NAME : BASE_OF_##KIND {       \
-    KIND##_TEXT(NAME)                                 \
-  };                                                  \
+#define DECLARES_NOTHING(NAME, KIND)            \
+  struct QV_EXPORT QV_##NAME : BASE_OF_##KIND { \
+    KIND##_TEXT(NAME)                           \
+  };                                            \
   EXPORT_MODEL(NAME)
 #include "models/catalogue.def"
 

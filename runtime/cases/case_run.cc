@@ -22,7 +22,8 @@ CaseRun::CaseRun(const ModelLibrary& library, CaseFile description, bool qualifi
   std::vector<ValueGiver> givers;
   for (const CaseBlock& block : description_.blocks) {
     if (!library.Find(block.model)) {
-      AddFault(faults, block.model_location, fmt::format("unknown model {} of block {}", block.model, block.name),
+      AddFault(faults, block.model_location,
+               fmt::format("unknown model {} of block {}", block.model, block.name),
                Suggest(block.model, library.ModelNames()));
       continue;
     }
@@ -44,7 +45,9 @@ CaseRun::CaseRun(const ModelLibrary& library, CaseFile description, bool qualifi
   flowsheet_.ThrowFaults();
 }
 
-void CaseRun::Fail(std::vector<CaseFault> faults) const { throw CaseError(description_.name, std::move(faults)); }
+void CaseRun::Fail(std::vector<CaseFault> faults) const {
+  throw CaseError(description_.name, std::move(faults));
+}
 
 std::vector<Tie> CaseRun::Connect() {
   std::vector<Tie> ties;
@@ -59,7 +62,8 @@ std::vector<Tie> CaseRun::Connect() {
       return nullptr;
     }
     if (path.parts.size() < 2) {
-      AddFault(faults, location, fmt::format("{} is a whole block", name), "name one of its properties, with a point between.");
+      AddFault(faults, location, fmt::format("{} is a whole block", name),
+               "name one of its properties, with a point between.");
       return nullptr;
     }
     const NamedObject named = FindNamed(*instance, path, 1, name, location, faults);
@@ -81,7 +85,8 @@ std::vector<Tie> CaseRun::Connect() {
     auto* a = dynamic_cast<QV_VarParam*>(left);
     auto* b = dynamic_cast<QV_VarParam*>(right);
     const std::string text = fmt::format("{} = {}", connection.left.Text(), connection.right.Text());
-    if (!a || !b || HostAccess::KindOf(*a) != HostAccess::kReal || HostAccess::KindOf(*b) != HostAccess::kReal) {
+    if (!a || !b || HostAccess::KindOf(*a) != HostAccess::kReal ||
+        HostAccess::KindOf(*b) != HostAccess::kReal) {
       AddFault(faults, connection.location, fmt::format("cannot connect {}", text),
                "both sides must be single real values of a block, or material ports.");
       continue;
@@ -122,14 +127,15 @@ void CaseRun::CollectValues(Instance& instance, std::vector<NamedValue>& values)
   const Instance* within = qualified_ ? nullptr : flowsheet_.blocks().front();
   const auto add = [&](QV_VarParam& holder, const char* description) {
     if (!holder.IsVariable()) return;
-    values.push_back({HolderName(holder, within), holder.RealValue(), UnitOf(holder), description ? description : "",
-                      HostAccess::SpecOf(holder) == QV_SPEC_GIVEN,
+    values.push_back({HolderName(holder, within), holder.RealValue(), UnitOf(holder),
+                      description ? description : "", HostAccess::SpecOf(holder) == QV_SPEC_GIVEN,
                       system_ && HostAccess::Number(holder) < system_->VariableCount() &&
                           system_->TakesPart(HostAccess::Number(holder))});
   };
   for (size_t i = 0; i < instance.type().properties.size(); ++i) {
     const DeclaredProperty& property = instance.type().properties[i];
-    if (property.kind == PropertyKind::kGlobal || property.kind == PropertyKind::kStructureReference) continue;
+    if (property.kind == PropertyKind::kGlobal || property.kind == PropertyKind::kStructureReference)
+      continue;
     QV_Type* object = instance.Object(static_cast<int>(i));
     if (auto* array = dynamic_cast<QV_ArrayBase*>(object)) {
       for (long long e = 0; e < array->Count(); ++e)
@@ -152,8 +158,9 @@ std::vector<StreamState> CaseRun::Streams() {
   const EquationSystem& system = System();
   const double absent = std::nan("");
   const auto value = [&](QV_VarParam& holder) {
-    const bool known = HostAccess::SpecOf(holder) == QV_SPEC_GIVEN ||
-                       (HostAccess::Number(holder) < system.VariableCount() && system.TakesPart(HostAccess::Number(holder)));
+    const bool known =
+        HostAccess::SpecOf(holder) == QV_SPEC_GIVEN ||
+        (HostAccess::Number(holder) < system.VariableCount() && system.TakesPart(HostAccess::Number(holder)));
     return known ? holder.RealValue() : absent;
   };
   std::vector<StreamState> states;
@@ -163,10 +170,20 @@ std::vector<StreamState> CaseRun::Streams() {
     if (std::isnan(flow)) continue;
     const bool reversed = flow < 0 && !std::isnan(value(port.HREV));
     QV_ArrayBase& fractions = reversed ? port.ZREV : port.Z;
-    StreamState state{stream.Name(), stream.from, stream.to, reversed, flow, value(reversed ? port.TREV : port.T), value(port.P),
-                      value(reversed ? port.HREV : port.H), reversed ? absent : value(port.V), {}, {}};
+    StreamState state{stream.Name(),
+                      stream.from,
+                      stream.to,
+                      reversed,
+                      flow,
+                      value(reversed ? port.TREV : port.T),
+                      value(port.P),
+                      value(reversed ? port.HREV : port.H),
+                      reversed ? absent : value(port.V),
+                      {},
+                      {}};
     state.components = ElementsOf(*port.ComponentList).texts;
-    for (long long i = 0; i < fractions.Count(); ++i) state.Z.push_back(value(static_cast<QV_VarParam&>(fractions.At(i))));
+    for (long long i = 0; i < fractions.Count(); ++i)
+      state.Z.push_back(value(static_cast<QV_VarParam&>(fractions.At(i))));
     states.push_back(std::move(state));
   }
   return states;
@@ -186,14 +203,16 @@ std::vector<NamedValue> CaseRun::Report() {
     const size_t before = wanted.size();
     for (const NamedValue& value : all) {
       const bool whole = EqualIgnoringCase(value.name, name);
-      const bool part = value.name.size() > name.size() && EqualIgnoringCase(value.name.substr(0, name.size()), name) &&
+      const bool part = value.name.size() > name.size() &&
+                        EqualIgnoringCase(value.name.substr(0, name.size()), name) &&
                         (value.name[name.size()] == '.' || value.name[name.size()] == '(');
       if (whole || part) wanted.push_back(value);
     }
     if (wanted.size() > before) continue;
     std::vector<std::string> names;
     for (const NamedValue& value : all) names.push_back(value.name);
-    AddFault(faults, reported.location, fmt::format("there is no variable {} to report", name), Suggest(name, names));
+    AddFault(faults, reported.location, fmt::format("there is no variable {} to report", name),
+             Suggest(name, names));
   }
   if (!faults.empty()) Fail(std::move(faults));
   return wanted;

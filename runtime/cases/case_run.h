@@ -19,7 +19,7 @@
 namespace quiver {
 
 struct NamedValue {
-  std::string name;         // BLOCK.NAME, or NAME for the single block of a direct run
+  std::string name;  // BLOCK.NAME, or NAME for the single block of a direct run
   double value;
   std::string unit;
   std::string description;  // empty where the model gives none
@@ -30,9 +30,9 @@ struct NamedValue {
 // A stream as the solution has it. Members of which no equation speaks, and that are not given, are absent (NaN).
 struct StreamState {
   std::string name, from, to;
-  bool reversed;           // it flows against its connection, F < 0: the rest is of what comes back
-  double F, T, P, H, V;    // kmol/hr, C, bar, GJ/kmol, m3/kmol
-  std::vector<double> Z;   // in the order of `components`
+  bool reversed;          // it flows against its connection, F < 0: the rest is of what comes back
+  double F, T, P, H, V;   // kmol/hr, C, bar, GJ/kmol, m3/kmol
+  std::vector<double> Z;  // in the order of `components`
   std::vector<std::string> components;
 };
 

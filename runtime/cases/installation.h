@@ -11,8 +11,8 @@
 namespace quiver {
 
 struct LibraryPaths {
-  std::filesystem::path models;          // empty: the model library beside the host
-  std::vector<std::string> routines;     // folders searched before the one beside the host
+  std::filesystem::path models;       // empty: the model library beside the host
+  std::vector<std::string> routines;  // folders searched before the one beside the host
 };
 
 const char* Version();

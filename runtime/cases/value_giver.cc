@@ -31,8 +31,9 @@ long long PositionOf(QV_ArrayBase& array, const std::vector<PropertyIndex>& indi
   std::vector<const void*> keys(indices.size());
   for (size_t k = 0; k < indices.size(); ++k) {
     if (storage->sets[k].is_text) {
-      texts[k] = std::holds_alternative<std::string>(indices[k]) ? std::get<std::string>(indices[k])
-                                                                  : std::to_string(std::get<std::int64_t>(indices[k]));
+      texts[k] = std::holds_alternative<std::string>(indices[k])
+                     ? std::get<std::string>(indices[k])
+                     : std::to_string(std::get<std::int64_t>(indices[k]));
       keys[k] = texts[k].c_str();
     } else {
       if (!std::holds_alternative<std::int64_t>(indices[k])) return -1;
@@ -59,8 +60,8 @@ std::string SizeText(const QV_ArrayBase& array) {
 
 }  // namespace
 
-NamedObject FindNamed(const Instance& instance, const PropertyPath& path, size_t first_part, const std::string& block,
-                      Location location, std::vector<CaseFault>& faults) {
+NamedObject FindNamed(const Instance& instance, const PropertyPath& path, size_t first_part,
+                      const std::string& block, Location location, std::vector<CaseFault>& faults) {
   NamedObject named;
   const Instance* within = &instance;
   for (size_t k = first_part; k < path.parts.size(); ++k) {
@@ -68,14 +69,16 @@ NamedObject FindNamed(const Instance& instance, const PropertyPath& path, size_t
     const int property = within->type().Find(part.name);
     if (property < 0) {
       AddFault(faults, location, fmt::format("unknown option {}", part.name),
-               fmt::format("{} {} is a {}.", Suggest(part.name, NamesOf(*within)), block, within->type().type_name.substr(3)));
+               fmt::format("{} {} is a {}.", Suggest(part.name, NamesOf(*within)), block,
+                           within->type().type_name.substr(3)));
       return named;
     }
     QV_Type* object = within->Object(property);
     auto* several = part.indices.empty() ? nullptr : dynamic_cast<QV_MATERIALPORTSRPREV*>(object);
     if (several) {
       const auto* index = part.indices.size() == 1 ? std::get_if<std::int64_t>(&part.indices[0]) : nullptr;
-      object = index && *index == static_cast<int>(*index) ? several->Stream(static_cast<int>(*index)) : nullptr;
+      object =
+          index && *index == static_cast<int>(*index) ? several->Stream(static_cast<int>(*index)) : nullptr;
       if (!object) {
         named.missing_element = ElementText(part);
         return named;
@@ -83,12 +86,14 @@ NamedObject FindNamed(const Instance& instance, const PropertyPath& path, size_t
     } else if (!part.indices.empty()) {
       auto* array = dynamic_cast<QV_ArrayBase*>(object);
       if (!array) {
-        AddFault(faults, location, fmt::format("{} of block {} is no array", part.name, block), "write it without brackets.");
+        AddFault(faults, location, fmt::format("{} of block {} is no array", part.name, block),
+                 "write it without brackets.");
         return named;
       }
       const long long position = PositionOf(*array, part.indices);
       if (position == -2) {
-        AddFault(faults, location, fmt::format("{} of block {} has {} indices", part.name, block, array->Rank()),
+        AddFault(faults, location,
+                 fmt::format("{} of block {} has {} indices", part.name, block, array->Rank()),
                  fmt::format("write as many, its size is {}.", SizeText(*array)));
         return named;
       }
@@ -105,7 +110,8 @@ NamedObject FindNamed(const Instance& instance, const PropertyPath& path, size_t
     auto* container = dynamic_cast<QV_Container*>(object);
     within = container ? HostAccess::InstanceOf(*container) : nullptr;
     if (!within) {
-      AddFault(faults, location, fmt::format("{} of block {} has no property {}", part.name, block, path.parts[k + 1].name),
+      AddFault(faults, location,
+               fmt::format("{} of block {} has no property {}", part.name, block, path.parts[k + 1].name),
                fmt::format("write {} alone.", part.name));
       return named;
     }
@@ -123,7 +129,8 @@ void ValueGiver::Give(std::vector<CaseFault>& faults) {
 void ValueGiver::Finish(std::vector<CaseFault>& faults) {
   for (size_t i = 0; i < assignments_->size(); ++i) {
     if (pending_[i].empty()) continue;
-    AddFault(faults, (*assignments_)[i].location, fmt::format("block {} has no element {}", block_, pending_[i]),
+    AddFault(faults, (*assignments_)[i].location,
+             fmt::format("block {} has no element {}", block_, pending_[i]),
              "name one that its sets have; \"quiver show\" prints them.");
   }
 }
@@ -134,7 +141,8 @@ bool ValueGiver::GiveOne(const Assignment& assignment, std::string& pending, std
   if (!named.object) return false;
   auto* holder = dynamic_cast<QV_VarParam*>(named.object);
   if (!holder) {
-    AddFault(faults, assignment.location, fmt::format("{} of block {} takes no value", assignment.name.Text(), block_),
+    AddFault(faults, assignment.location,
+             fmt::format("{} of block {} takes no value", assignment.name.Text(), block_),
              "give one of its own properties a value, with a point between the names.");
     return false;
   }
@@ -178,10 +186,12 @@ void ValueGiver::GiveArray(QV_ArrayBase& array, const Assignment& assignment, co
   flatten(flatten, value);
   if (static_cast<long long>(flat.size()) != array.Count()) {
     pending_[static_cast<size_t>(&assignment - assignments_->data())] =
-        fmt::format("{}: its size is {}, {} values are given, so some", assignment.name.Text(), SizeText(array), flat.size());
+        fmt::format("{}: its size is {}, {} values are given, so some", assignment.name.Text(),
+                    SizeText(array), flat.size());
     return;
   }
-  for (long long i = 0; i < array.Count(); ++i) GiveScalar(*element(i), assignment, *flat[static_cast<size_t>(i)], faults);
+  for (long long i = 0; i < array.Count(); ++i)
+    GiveScalar(*element(i), assignment, *flat[static_cast<size_t>(i)], faults);
 }
 
 void ValueGiver::GiveScalar(QV_VarParam& holder, const Assignment& assignment, const CaseValue& value,
@@ -190,7 +200,8 @@ void ValueGiver::GiveScalar(QV_VarParam& holder, const Assignment& assignment, c
   const size_t known_faults = scope.faults.size();
   const auto give = [&](const QV_Value& v) { SetFromValue(holder, v, Origin::kUser); };
   const auto wrong = [&](const std::string& message, const std::string& remedy) {
-    AddFault(faults, value.location, fmt::format("{} of block {}: {}", assignment.name.Text(), block_, message), remedy);
+    AddFault(faults, value.location,
+             fmt::format("{} of block {}: {}", assignment.name.Text(), block_, message), remedy);
   };
   switch (HostAccess::KindOf(holder)) {
     case HostAccess::kReal: {
@@ -202,10 +213,12 @@ void ValueGiver::GiveScalar(QV_VarParam& holder, const Assignment& assignment, c
         give(QV_Value(number));
         const double lower = holder.LowerBound(), upper = holder.UpperBound();
         if (number < lower || number > upper)
-          wrong(fmt::format("{} lies outside its bounds", number), fmt::format("give a value from {} to {}.", lower, upper));
+          wrong(fmt::format("{} lies outside its bounds", number),
+                fmt::format("give a value from {} to {}.", lower, upper));
       } catch (const UnitError& error) {
-        wrong(error.what(), unit && *HostAccess::Text(*unit) ? fmt::format("its own unit is {}.", HostAccess::Text(*unit))
-                                                              : "it has no unit.");
+        wrong(error.what(), unit && *HostAccess::Text(*unit)
+                                ? fmt::format("its own unit is {}.", HostAccess::Text(*unit))
+                                : "it has no unit.");
       }
       break;
     }
@@ -252,7 +265,8 @@ void ValueGiver::GiveScalar(QV_VarParam& holder, const Assignment& assignment, c
     case HostAccess::kArray:
       break;
   }
-  for (size_t i = known_faults; i < scope.faults.size(); ++i) AddFault(faults, value.location, scope.faults[i], "");
+  for (size_t i = known_faults; i < scope.faults.size(); ++i)
+    AddFault(faults, value.location, scope.faults[i], "");
   scope.faults.resize(known_faults);
   if (holder.IsVariable() && purpose_ != kSet) {
     HostAccess::SetSpec(holder, purpose_ == kFix ? QV_SPEC_GIVEN : QV_SPEC_COMPUTED);
@@ -267,7 +281,8 @@ void GiveGlobals(Scope& scope, const std::vector<Assignment>& assignments, std::
     if (!global) {
       std::vector<std::string> names;
       for (const auto& one : scope.globals()) names.push_back(one->name);
-      AddFault(faults, assignment.location, fmt::format("no block of this case declares a global {}", part.name),
+      AddFault(faults, assignment.location,
+               fmt::format("no block of this case declares a global {}", part.name),
                Suggest(part.name, names));
       continue;
     }

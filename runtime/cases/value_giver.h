@@ -20,8 +20,8 @@ struct NamedObject {
   QV_Type* object = nullptr;
   std::string missing_element;  // "POSX(3)", when the array has no such element
 };
-NamedObject FindNamed(const Instance& instance, const PropertyPath& path, size_t first_part, const std::string& block,
-                      Location location, std::vector<CaseFault>& faults);
+NamedObject FindNamed(const Instance& instance, const PropertyPath& path, size_t first_part,
+                      const std::string& block, Location location, std::vector<CaseFault>& faults);
 
 class ValueGiver {
  public:
@@ -30,8 +30,12 @@ class ValueGiver {
     kFix,    // the value, and given
     kGuess,  // the value to start from, and computed
   };
-  ValueGiver(const Instance& instance, std::string block, const std::vector<Assignment>& assignments, Purpose purpose)
-      : instance_(&instance), block_(std::move(block)), assignments_(&assignments), purpose_(purpose),
+  ValueGiver(const Instance& instance, std::string block, const std::vector<Assignment>& assignments,
+             Purpose purpose)
+      : instance_(&instance),
+        block_(std::move(block)),
+        assignments_(&assignments),
+        purpose_(purpose),
         pending_(assignments.size()) {}
 
   void Give(std::vector<CaseFault>& faults);
@@ -39,8 +43,10 @@ class ValueGiver {
 
  private:
   bool GiveOne(const Assignment& assignment, std::string& pending, std::vector<CaseFault>& faults);
-  void GiveArray(QV_ArrayBase& array, const Assignment& assignment, const CaseValue& value, std::vector<CaseFault>& faults);
-  void GiveScalar(QV_VarParam& holder, const Assignment& assignment, const CaseValue& value, std::vector<CaseFault>& faults);
+  void GiveArray(QV_ArrayBase& array, const Assignment& assignment, const CaseValue& value,
+                 std::vector<CaseFault>& faults);
+  void GiveScalar(QV_VarParam& holder, const Assignment& assignment, const CaseValue& value,
+                  std::vector<CaseFault>& faults);
 
   const Instance* instance_;
   std::string block_;

@@ -64,7 +64,9 @@ long long QV_ArrayBase::Count() const {
   return storage_ ? static_cast<long long>(storage_->elements.size()) : 0;
 }
 int QV_ArrayBase::Rank() const { return storage_ ? static_cast<int>(storage_->sets.size()) : 0; }
-long long QV_ArrayBase::Size(int dimension) const { return storage_->sets[static_cast<size_t>(dimension)].Count(); }
+long long QV_ArrayBase::Size(int dimension) const {
+  return storage_->sets[static_cast<size_t>(dimension)].Count();
+}
 QV_Type& QV_ArrayBase::At(long long position) const {
   return *storage_->elements[static_cast<size_t>(position)];
 }

@@ -67,8 +67,9 @@ bool FitsSample(QV_Type& found, QV_Type& sample) {
   };
   if (family(*holder) != family(*wanted)) return false;
   return family(*holder) != HostAccess::kArray ||
-         SameShape<QV_BASE_I, QV_BASE_S, QV_BASE_II, QV_BASE_IS, QV_BASE_SI, QV_BASE_SS, QV_BASE_III, QV_BASE_SII, QV_BASE_SIS,
-                   QV_BASE_SSS, QV_BASE_SISS>(static_cast<QV_ArrayBase&>(*holder), static_cast<QV_ArrayBase&>(*wanted));
+         SameShape<QV_BASE_I, QV_BASE_S, QV_BASE_II, QV_BASE_IS, QV_BASE_SI, QV_BASE_SS, QV_BASE_III,
+                   QV_BASE_SII, QV_BASE_SIS, QV_BASE_SSS, QV_BASE_SISS>(static_cast<QV_ArrayBase&>(*holder),
+                                                                        static_cast<QV_ArrayBase&>(*wanted));
 }
 
 void BindReference(Instance& instance, QV_ExternalBase& reference, int property) {
@@ -80,13 +81,15 @@ void BindReference(Instance& instance, QV_ExternalBase& reference, int property)
     target = FindInOwner(*instance.parent, p.name, &reference);
   if (QV_Type* sample = target && p.kind == PropertyKind::kExternal ? scope.SampleFor(reference) : nullptr;
       sample && !FitsSample(*target, *sample)) {
-    scope.Fault(fmt::format("{}: reference {} is to a {}, but {} of its owner is a {}. The model library is at fault.",
-                            InstanceName(instance), p.name, TypeName(typeid(*sample)), p.name, TypeName(typeid(*target))));
+    scope.Fault(fmt::format(
+        "{}: reference {} is to a {}, but {} of its owner is a {}. The model library is at fault.",
+        InstanceName(instance), p.name, TypeName(typeid(*sample)), p.name, TypeName(typeid(*target))));
     target = nullptr;
   }
   if (!target && p.kind != PropertyKind::kExternal) {
     target = scope.BindGlobal(reference, p.name);
-    if (auto* container = dynamic_cast<QV_Container*>(target); container && !HostAccess::InstanceOf(*container)) {
+    if (auto* container = dynamic_cast<QV_Container*>(target);
+        container && !HostAccess::InstanceOf(*container)) {
       Instance& structure = ConstructInstance(scope, *container, nullptr, p.name);
       structure.kept_by_scope = true;
       scope.structures.push_back(&structure);
@@ -161,8 +164,8 @@ void Declare(const Declaration& d) {
     }
 }
 
-Instance& ConstructInstance(Scope& scope, QV_Container& object, Instance* parent, const char* name, int property,
-                            long long element) {
+Instance& ConstructInstance(Scope& scope, QV_Container& object, Instance* parent, const char* name,
+                            int property, long long element) {
   auto* instance = new Instance(object, TableOf(object), scope);
   instance->parent = parent;
   instance->parent_property = property;
@@ -260,7 +263,8 @@ std::string InstanceName(const Instance& instance) {
   std::string name;
   if (instance.parent->parent || *instance.parent->name) name = InstanceName(*instance.parent) + ".";
   if (instance.parent_property >= 0) {
-    const char* property = instance.parent->type().properties[static_cast<size_t>(instance.parent_property)].name;
+    const char* property =
+        instance.parent->type().properties[static_cast<size_t>(instance.parent_property)].name;
     if (*property)
       name += property;
     else if (!name.empty())
@@ -319,8 +323,12 @@ bool AdmitGlobalAssignment(QV_VarParam& holder, const QV_Value& value) {
   std::string before = fmt::format("{}", holder.RealValue());
   bool equal = now == before;
   switch (HostAccess::KindOf(value)) {
-    case QV_Value::kReal: equal = HostAccess::Real(value) == holder.RealValue(); break;
-    case QV_Value::kInteger: equal = HostAccess::Integer(value) == holder.RealValue(); break;
+    case QV_Value::kReal:
+      equal = HostAccess::Real(value) == holder.RealValue();
+      break;
+    case QV_Value::kInteger:
+      equal = HostAccess::Integer(value) == holder.RealValue();
+      break;
     case QV_Value::kLogical:
       equal = HostAccess::Logical(value) == holder.LogicalValue();
       before = holder.LogicalValue() ? "true" : "false";
@@ -333,7 +341,8 @@ bool AdmitGlobalAssignment(QV_VarParam& holder, const QV_Value& value) {
       before = "the set " + (set ? set->Describe() : "");
       equal = set && *set == *HostAccess::Set(value);
       break;
-    case QV_Value::kSpecification: break;  // no value
+    case QV_Value::kSpecification:
+      break;  // no value
   }
   if (!equal)
     current.scope->notes.push_back(

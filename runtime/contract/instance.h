@@ -85,8 +85,8 @@ inline constexpr unsigned char kHasValueFlag = 8;
 
 // Runs Construct of an object and of its sub-models, binds its references. The instance lives as long as the
 // object. Of a sub-model: the property, and the element of an array, that it stands in.
-Instance& ConstructInstance(Scope& scope, QV_Container& object, Instance* parent, const char* name, int property = -1,
-                            long long element = -1);
+Instance& ConstructInstance(Scope& scope, QV_Container& object, Instance* parent, const char* name,
+                            int property = -1, long long element = -1);
 // Constructs the sub-models that sizing has brought in arrays; returns how many.
 int ConstructArrayElements(Instance& instance);
 // The instances of all sub-models, in declaration order.

@@ -77,8 +77,9 @@ void QV_ModelExtensions::AddTerm(QV_IntSetValue& value, int eqn) {
 void QV_ModelExtensions::AddTerm(QV_SetValue&, int eqn) {
   const quiver::Current& current = ThisThread();
   if (current.scope)
-    current.scope->Fault((current.instance ? quiver::InstanceName(*current.instance) + ": " : "") + "equation " +
-                         std::to_string(eqn) + " has a set as a term; a set has no value there.");
+    current.scope->Fault((current.instance ? quiver::InstanceName(*current.instance) + ": " : "") +
+                         "equation " + std::to_string(eqn) +
+                         " has a set as a term; a set has no value there.");
 }
 void QV_ModelExtensions::AddTerm(QV_SpecType value, int eqn) { AddTerm(static_cast<int>(value), eqn); }
 void QV_ModelExtensions::AddTerm(const char* value, int eqn) {

@@ -21,7 +21,8 @@ std::shared_ptr<const PropertyPackage> PackageOf(QV_COMPONENTLISTNAME& list) {
   const std::vector<std::string>& names = ElementsOf(*list).texts;
   auto& package = packages[names];
   if (!package) {
-    if (names.empty()) throw PropertyError("the case has no components; list them, for example components: [water].");
+    if (names.empty())
+      throw PropertyError("the case has no components; list them, for example components: [water].");
     package = std::make_shared<const PropertyPackage>(names);
   }
   return package;
@@ -36,8 +37,12 @@ constexpr double kPascalSecondPerCentipoise = 1e-3;
 // A call's arguments in the units of the models: T in C, P in bar.
 class Arguments {
  public:
-  Arguments(double* values, const long long* input_sizes, const long long* input_offsets, const long long* output_offsets)
-      : values_(values), input_sizes_(input_sizes), input_offsets_(input_offsets), output_offsets_(output_offsets) {}
+  Arguments(double* values, const long long* input_sizes, const long long* input_offsets,
+            const long long* output_offsets)
+      : values_(values),
+        input_sizes_(input_sizes),
+        input_offsets_(input_offsets),
+        output_offsets_(output_offsets) {}
 
   double Real(int argument) const { return values_[input_offsets_[argument]]; }
   double Kelvin(int argument) const { return Real(argument) + kZeroCelsius; }
@@ -46,7 +51,9 @@ class Arguments {
   std::span<const double> Array(int argument, int order) const {
     return {values_ + input_offsets_[argument], static_cast<size_t>(input_sizes_[order])};
   }
-  double& Output(int output, long long element = 0) const { return values_[output_offsets_[output] + element]; }
+  double& Output(int output, long long element = 0) const {
+    return values_[output_offsets_[output] + element];
+  }
 
  private:
   double* values_;
@@ -58,8 +65,9 @@ class Arguments {
 using Body = void (*)(const PropertyPackage& package, const Arguments& call);
 
 template <Body body>
-void Routine(double* values, long long* input_sizes, double*, long long*, long long* input_offsets, long long* output_offsets,
-             long long* failure, long long*, double*, long long*, double*, long long*, long long*, long long*) {
+void Routine(double* values, long long* input_sizes, double*, long long*, long long* input_offsets,
+             long long* output_offsets, long long* failure, long long*, double*, long long*, double*,
+             long long*, long long*, long long*) {
   *failure = kFailed;
   try {
     QV_COMPONENTLISTNAME* list = CurrentComponentList();
@@ -87,7 +95,8 @@ void WithoutPolymer(const PropertyPackage& package, const Arguments& call) {
 
 void Enthalpy(const PropertyPackage& package, const Arguments& call) {
   call.Output(0) =
-      package.Phase(PhaseKind::kLiquid, call.Kelvin(0), call.Pascal(1), call.Array(2, 0)).enthalpy / kJoulePerGigajoule;
+      package.Phase(PhaseKind::kLiquid, call.Kelvin(0), call.Pascal(1), call.Array(2, 0)).enthalpy /
+      kJoulePerGigajoule;
 }
 template <PhaseKind kind>
 void Viscosity(const PropertyPackage& package, const Arguments& call) {
@@ -108,9 +117,12 @@ void ActivityCoefficients(const PropertyPackage& package, const Arguments& call)
 void VapourPressures(const PropertyPackage& package, const Arguments& call) {
   std::vector<double> pressures(package.size());
   package.VapourPressures(call.Kelvin(0), pressures);
-  for (size_t i = 0; i < pressures.size(); ++i) call.Output(0, static_cast<long long>(i)) = pressures[i] / kPascalPerBar;
+  for (size_t i = 0; i < pressures.size(); ++i)
+    call.Output(0, static_cast<long long>(i)) = pressures[i] / kPascalPerBar;
 }
-void MolarMass(const PropertyPackage& package, const Arguments& call) { call.Output(0) = package.MolarMass(call.Array(0, 0)); }
+void MolarMass(const PropertyPackage& package, const Arguments& call) {
+  call.Output(0) = package.MolarMass(call.Array(0, 0));
+}
 void MolarMasses(const PropertyPackage& package, const Arguments& call) {
   std::copy(package.molar_masses().begin(), package.molar_masses().end(), &call.Output(0));
 }
@@ -137,16 +149,18 @@ void FlashThreePhases(const PropertyPackage& package, const Arguments& call) {
     // A phase that is absent shows the composition of the feed.
     const std::span<const double> composition = phases[k] ? std::span<const double>(phases[k]->x) : z;
     std::copy(composition.begin(), composition.end(), &call.Output(2 + k));
-    const PhaseProperties properties =
-        phases[k] ? package.Phase(*phases[k], flash.temperature, flash.pressure)
-                  : package.Phase(k == 0 ? PhaseKind::kVapour : PhaseKind::kLiquid, flash.temperature, flash.pressure, z);
+    const PhaseProperties properties = phases[k]
+                                           ? package.Phase(*phases[k], flash.temperature, flash.pressure)
+                                           : package.Phase(k == 0 ? PhaseKind::kVapour : PhaseKind::kLiquid,
+                                                           flash.temperature, flash.pressure, z);
     call.Output(5 + k) = properties.enthalpy / kJoulePerGigajoule;
   }
 }
 
 // Solids are no part of a simulation of this host.
-void SolidsMode(double* values, long long*, double*, long long*, long long*, long long* output_offsets, long long* failure,
-                long long*, double*, long long*, double*, long long*, long long*, long long*) {
+void SolidsMode(double* values, long long*, double*, long long*, long long*, long long* output_offsets,
+                long long* failure, long long*, double*, long long*, double*, long long*, long long*,
+                long long*) {
   values[output_offsets[0]] = 0;
   *failure = 0;
 }

@@ -25,9 +25,11 @@ ModelLibrary::ModelLibrary(const std::filesystem::path& path)
     : library_(path),
       models_(Rows<QV_ModelRowsFunction, QV_ModelRow>(library_, QV_LIBRARY_MODELS_SYMBOL)),
       procedures_(Rows<QV_ProcedureRowsFunction, QV_ProcedureRow>(library_, QV_LIBRARY_PROCEDURES_SYMBOL)),
-      option_types_(Rows<QV_OptionTypeRowsFunction, QV_OptionTypeRow>(library_, QV_LIBRARY_OPTION_TYPES_SYMBOL)) {
+      option_types_(
+          Rows<QV_OptionTypeRowsFunction, QV_OptionTypeRow>(library_, QV_LIBRARY_OPTION_TYPES_SYMBOL)) {
   if (models_.empty())
-    throw Error(fmt::format("{} is no model library: it exports no list of models (QV_ModelLibrary::Models).", path.string()));
+    throw Error(fmt::format("{} is no model library: it exports no list of models (QV_ModelLibrary::Models).",
+                            path.string()));
 }
 
 const QV_ModelRow* ModelLibrary::Find(std::string_view model) const {
@@ -46,14 +48,19 @@ QV_ModelType* ModelLibrary::Create(std::string_view model) const {
   const QV_ModelRow* row = Find(model);
   if (!row) throw Error(fmt::format("unknown model {}: {}", model, Suggest(model, ModelNames())));
   const std::string name = row->name;
-  const auto* block = static_cast<const QV_CompatibilityBlock*>(library_.Find(("_Compatibility" + name).c_str()));
-  if (!block) throw Error(fmt::format("{} lists model {} but does not export its compatibility block.", path().string(), name));
+  const auto* block =
+      static_cast<const QV_CompatibilityBlock*>(library_.Find(("_Compatibility" + name).c_str()));
+  if (!block)
+    throw Error(
+        fmt::format("{} lists model {} but does not export its compatibility block.", path().string(), name));
   if (block->version != kQvCompatibilityVersion)
-    throw Error(fmt::format("model {} of {} was built for version {} of the contract, this host has version {}. Build the "
-                            "library against this host.",
-                            name, path().string(), block->version, kQvCompatibilityVersion));
+    throw Error(fmt::format(
+        "model {} of {} was built for version {} of the contract, this host has version {}. Build the "
+        "library against this host.",
+        name, path().string(), block->version, kQvCompatibilityVersion));
   const auto factory = reinterpret_cast<QV_FactoryFunction>(library_.Find((name + "Factory").c_str()));
-  if (!factory) throw Error(fmt::format("{} lists model {} but exports no {}Factory.", path().string(), name, name));
+  if (!factory)
+    throw Error(fmt::format("{} lists model {} but exports no {}Factory.", path().string(), name, name));
   QV_Containable* object = factory();
   auto* created = dynamic_cast<QV_ModelType*>(object);
   if (!created) {

@@ -13,9 +13,11 @@ namespace quiver {
 
 #if defined(_WIN32)
 
-SharedLibrary::SharedLibrary(const std::filesystem::path& path) : handle_(LoadLibraryW(path.c_str())), path_(path) {
+SharedLibrary::SharedLibrary(const std::filesystem::path& path)
+    : handle_(LoadLibraryW(path.c_str())), path_(path) {
   if (!handle_)
-    throw Error("cannot open the library " + path.string() + ": error " + std::to_string(GetLastError()) + " of the system.");
+    throw Error("cannot open the library " + path.string() + ": error " + std::to_string(GetLastError()) +
+                " of the system.");
 }
 SharedLibrary::~SharedLibrary() {
   if (handle_) FreeLibrary(static_cast<HMODULE>(handle_));
@@ -39,7 +41,8 @@ SharedLibrary::SharedLibrary(const std::filesystem::path& path)
     : handle_(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)), path_(path) {
   if (!handle_) {
     const char* reason = dlerror();
-    throw Error("cannot open the library " + path.string() + ": " + (reason ? reason : "unknown reason") + ".");
+    throw Error("cannot open the library " + path.string() + ": " + (reason ? reason : "unknown reason") +
+                ".");
   }
 }
 SharedLibrary::~SharedLibrary() {

@@ -10,10 +10,10 @@ namespace {
 
 // Equations of one set-up entry share their branch.
 struct Item {
-  int index;       // of the first equation
+  int index;  // of the first equation
   int equations;
-  int closes;      // branches closed after it
-  int last_number; // of the tested branches opened before it
+  int closes;                                  // branches closed after it
+  int last_number;                             // of the tested branches opened before it
   std::vector<const EmittedCondition*> tests;  // outermost first
 };
 
@@ -29,7 +29,8 @@ struct Open {
 // close one too many; they are reckoned with only where nothing else fits.
 class Reader {
  public:
-  Reader(const std::vector<Item>& items, std::vector<std::unique_ptr<Branch>>& owned) : items_(items), owned_(owned) {}
+  Reader(const std::vector<Item>& items, std::vector<std::unique_ptr<Branch>>& owned)
+      : items_(items), owned_(owned) {}
 
   bool Read(std::vector<const Branch*>& innermost) {
     for (const bool empty_branches : {false, true}) {
@@ -71,7 +72,8 @@ class Reader {
     const bool sibling_possible = closed.block_start == item.index;
     // As a sibling branch of the block closed last, tested or otherwise; else within what is open.
     if (sibling_possible) {
-      if (const EmittedCondition* test = NextTest(item, open); test && Place(i, open, test, closed)) return true;
+      if (const EmittedCondition* test = NextTest(item, open); test && Place(i, open, test, closed))
+        return true;
       if (Place(i, open, nullptr, closed)) return true;
     }
     return Place(i, open, nullptr, {-1, -1, nullptr});
@@ -86,7 +88,8 @@ class Reader {
         if (tested >= item.tests.size() || item.tests[tested]->number != one.test_number) return nullptr;
         ++tested;
       }
-    return tested < item.tests.size() && item.tests[tested]->number > item.last_number ? item.tests[tested] : nullptr;
+    return tested < item.tests.size() && item.tests[tested]->number > item.last_number ? item.tests[tested]
+                                                                                       : nullptr;
   }
 
   // Opens a sibling (when the closed block is given), then nested blocks for the tests that remain, and closes what the item
@@ -109,7 +112,8 @@ class Reader {
     Closed closed{-1, -1, nullptr};
     for (int k = 0; k < item.closes; ++k) {
       if (open.empty()) {
-        if (empty_branches_ && closed.block_start >= 0) {  // a further branch of the same block, without equations
+        if (empty_branches_ &&
+            closed.block_start >= 0) {  // a further branch of the same block, without equations
           ++closed.place;
           continue;
         }
@@ -144,7 +148,8 @@ Branches::Branches(const InstanceRecord& record) : innermost_(record.emission.eq
       if (e >= emitted.size()) return;
       Item item{emitted[e].index, entry.equations, entry.branches_closed_after, last_number, {}};
       for (int c = 0; c < emitted[e].condition_count; ++c)
-        item.tests.push_back(&record.emission.conditions[static_cast<size_t>(emitted[e].first_condition + c)]);
+        item.tests.push_back(
+            &record.emission.conditions[static_cast<size_t>(emitted[e].first_condition + c)]);
       for (const EmittedCondition* test : item.tests) last_number = std::max(last_number, test->number);
       items.push_back(std::move(item));
       first.push_back(e);
@@ -153,7 +158,8 @@ Branches::Branches(const InstanceRecord& record) : innermost_(record.emission.eq
     std::vector<const Branch*> innermost;
     if (!Reader(items, owned_).Read(innermost)) continue;
     for (size_t i = 0; i < items.size(); ++i)
-      for (size_t q = first[i]; q < first[i] + static_cast<size_t>(items[i].equations) && q < emitted.size(); ++q)
+      for (size_t q = first[i]; q < first[i] + static_cast<size_t>(items[i].equations) && q < emitted.size();
+           ++q)
         innermost_[q] = innermost[i];
   }
 }

@@ -13,8 +13,8 @@
 namespace quiver {
 
 // No value, or a real, integer, logical, text, or the elements of a set.
-using PlainValue =
-    std::variant<std::monostate, double, long long, bool, std::string, std::vector<long long>, std::vector<std::string>>;
+using PlainValue = std::variant<std::monostate, double, long long, bool, std::string, std::vector<long long>,
+                                std::vector<std::string>>;
 
 struct PropertyDescription {
   std::string name;
@@ -52,8 +52,8 @@ struct ConditionDescription {
 struct EquationDescription {
   int index = 0;
   std::string name;
-  int group = 0;  // the instance's first group is 1
-  std::string procedure;            // class; empty for an ordinary equation
+  int group = 0;                         // the instance's first group is 1
+  std::string procedure;                 // class; empty for an ordinary equation
   std::vector<TokenDescription> inputs;  // of a procedure: names, or constants
   std::string output;
   std::vector<TokenDescription> tokens;

@@ -18,8 +18,6 @@
 namespace quiver {
 namespace {
 
-
-
 Token TokenOf(QV_VarParam& holder) {
   if (HostAccess::KindOf(holder) == HostAccess::kText) return Token::Text(holder.StringValue());
   return Token::Variable(HostAccess::Number(holder));
@@ -27,7 +25,8 @@ Token TokenOf(QV_VarParam& holder) {
 
 }  // namespace
 
-EquationSystem::EquationSystem(Flowsheet& flowsheet, const std::vector<Tie>& ties) : flowsheet_(&flowsheet), ties_(ties) {
+EquationSystem::EquationSystem(Flowsheet& flowsheet, const std::vector<Tie>& ties)
+    : flowsheet_(&flowsheet), ties_(ties) {
   InstanceRecord record;
   for (Instance* instance : flowsheet.Instances()) {
     ReadEquations(*instance, record);
@@ -55,21 +54,31 @@ int EquationSystem::AddAlternative(int equation, const Alternative& alternative)
     e.first = e.current_alternative = added;
   } else {
     int last = e.first;
-    while (alternatives_[static_cast<size_t>(last)].next >= 0) last = alternatives_[static_cast<size_t>(last)].next;
+    while (alternatives_[static_cast<size_t>(last)].next >= 0)
+      last = alternatives_[static_cast<size_t>(last)].next;
     alternatives_[static_cast<size_t>(last)].next = added;
   }
   e.conditional = e.conditional || alternative.condition_count > 0;
   return added;
 }
 
-void EquationSystem::AppendStream(const EmissionRecord& record, TokenRange range, std::vector<Token>& stream) {
+void EquationSystem::AppendStream(const EmissionRecord& record, TokenRange range,
+                                  std::vector<Token>& stream) {
   for (int i = range.first; i < range.first + range.count; ++i) {
     const StreamToken& token = record.tokens[static_cast<size_t>(i)];
     switch (token.kind) {
-      case StreamToken::kOperator: stream.push_back(Token::Code(token.code)); break;
-      case StreamToken::kReal: stream.push_back(Token::Real(token.real)); break;
-      case StreamToken::kInteger: stream.push_back(Token::Integer(token.integer)); break;
-      case StreamToken::kText: stream.push_back(Token::Text(token.text)); break;
+      case StreamToken::kOperator:
+        stream.push_back(Token::Code(token.code));
+        break;
+      case StreamToken::kReal:
+        stream.push_back(Token::Real(token.real));
+        break;
+      case StreamToken::kInteger:
+        stream.push_back(Token::Integer(token.integer));
+        break;
+      case StreamToken::kText:
+        stream.push_back(Token::Text(token.text));
+        break;
       case StreamToken::kVariable:
         if (HostAccess::KindOf(*token.variable) == HostAccess::kArray) {
           auto& array = static_cast<QV_ArrayBase&>(*token.variable);
@@ -91,8 +100,8 @@ int EquationSystem::InternStream(const std::vector<Token>& stream) {
     for (Token& token : local)
       if (token.kind == Token::kVariable)
         token = Token::Variable(static_cast<int>(
-            std::find(gather_.begin() + static_cast<long>(first), gather_.end(), token.index) - gather_.begin() -
-            static_cast<long>(first)));
+            std::find(gather_.begin() + static_cast<long>(first), gather_.end(), token.index) -
+            gather_.begin() - static_cast<long>(first)));
     streams_.resize(static_cast<size_t>(shapes_.size()));
     streams_[static_cast<size_t>(shape)] = std::move(local);
   }
@@ -124,12 +133,14 @@ void EquationSystem::AddInstance(Instance& instance, const InstanceRecord& recor
     equations_[static_cast<size_t>(e)].alternative_count = 0;
   }
   const auto fault = [&](const EmittedEquation& equation, const std::string& what) {
-    instance.scope().Fault(fmt::format("{}.{}: {}. The model library is at fault.", InstanceName(instance), equation.name, what));
+    instance.scope().Fault(fmt::format("{}.{}: {}. The model library is at fault.", InstanceName(instance),
+                                       equation.name, what));
   };
   std::vector<Token> stream;
   for (const EmittedEquation& emitted : record.emission.equations) {
     if (emitted.index < 0 || emitted.index >= count) {
-      fault(emitted, fmt::format("equation number {} lies outside the {} that were set up", emitted.index, count));
+      fault(emitted,
+            fmt::format("equation number {} lies outside the {} that were set up", emitted.index, count));
       continue;
     }
     Alternative alternative;
@@ -171,8 +182,9 @@ void EquationSystem::AddInstance(Instance& instance, const InstanceRecord& recor
   }
   for (int e = base; e < base + count; ++e)
     if (At(e).alternative_count == 0)
-      instance.scope().Fault(fmt::format("{}: equation {} of {} was counted but not emitted. The model library is at fault.",
-                                         InstanceName(instance), e - base, count));
+      instance.scope().Fault(
+          fmt::format("{}: equation {} of {} was counted but not emitted. The model library is at fault.",
+                      InstanceName(instance), e - base, count));
 }
 
 std::vector<unsigned char> EquationSystem::NamedVariables() const {
@@ -204,7 +216,8 @@ void EquationSystem::AddTie(const Tie& tie) {
 }
 
 void EquationSystem::NoteLeftSide(int variable) {
-  if (static_cast<size_t>(variable) >= left_side_.size()) left_side_.resize(static_cast<size_t>(flowsheet_->scope().Count()), 0);
+  if (static_cast<size_t>(variable) >= left_side_.size())
+    left_side_.resize(static_cast<size_t>(flowsheet_->scope().Count()), 0);
   left_side_[static_cast<size_t>(variable)] = 1;
 }
 
@@ -261,11 +274,13 @@ void EquationSystem::MakeRows() {
 
     for (int a = equation.first; a >= 0; a = alternatives_[static_cast<size_t>(a)].next) {
       const Alternative& alternative = alternatives_[static_cast<size_t>(a)];
-      for (int c = alternative.first_condition; c < alternative.first_condition + alternative.condition_count; ++c) {
+      for (int c = alternative.first_condition; c < alternative.first_condition + alternative.condition_count;
+           ++c) {
         const Condition& condition = conditions_[static_cast<size_t>(c)];
         for (int v = 0; v < shapes_[condition.shape].variable_count; ++v) {
           const int variable = gather_[static_cast<size_t>(condition.gather + v)];
-          if (std::find(condition_.begin() + static_cast<long>(condition_start), condition_.end(), variable) == condition_.end())
+          if (std::find(condition_.begin() + static_cast<long>(condition_start), condition_.end(),
+                        variable) == condition_.end())
             condition_.push_back(variable);
         }
       }
@@ -292,7 +307,8 @@ void EquationSystem::ReadVariables() {
     lower_[n] = holder->LowerBound();
     upper_[n] = holder->UpperBound();
     double typical = std::abs(holder->RealValue());
-    if (const QV_Value* start = holder->QV_DefaultVALUE(); start && HostAccess::KindOf(*start) == QV_Value::kReal)
+    if (const QV_Value* start = holder->QV_DefaultVALUE();
+        start && HostAccess::KindOf(*start) == QV_Value::kReal)
       typical = std::max(typical, std::abs(HostAccess::Real(*start)));
     scale_[n] = typical > 0 && std::isfinite(typical) ? typical : 1;
     free_[n] = holder->IsVariable() && HostAccess::SpecOf(*holder) != QV_SPEC_GIVEN;
@@ -320,7 +336,8 @@ std::span<const int> EquationSystem::ResidualVariables(int equation) const {
 }
 std::span<const int> EquationSystem::ConditionVariables(int equation) const {
   const auto e = static_cast<size_t>(equation);
-  return {condition_.data() + condition_start_[e], static_cast<size_t>(condition_start_[e + 1] - condition_start_[e])};
+  return {condition_.data() + condition_start_[e],
+          static_cast<size_t>(condition_start_[e + 1] - condition_start_[e])};
 }
 
 bool EquationSystem::EvaluateCall(Call& call, const double* x) {
@@ -337,7 +354,8 @@ bool EquationSystem::EvaluateCall(Call& call, const double* x) {
   return !call.failed;
 }
 
-bool EquationSystem::Evaluate(std::span<const int> equations, const double* x, double* residuals, double* gradients) {
+bool EquationSystem::Evaluate(std::span<const int> equations, const double* x, double* residuals,
+                              double* gradients) {
   ++stamp_;
   fault_ = {};
   const std::span<const double> all(x, free_.size());
@@ -345,7 +363,8 @@ bool EquationSystem::Evaluate(std::span<const int> equations, const double* x, d
   for (const int e : equations) {
     const Equation& equation = At(e);
     const Alternative& alternative = alternatives_[static_cast<size_t>(equation.current_alternative)];
-    const auto row = static_cast<size_t>(row_start_[static_cast<size_t>(e) + 1] - row_start_[static_cast<size_t>(e)]);
+    const auto row =
+        static_cast<size_t>(row_start_[static_cast<size_t>(e) + 1] - row_start_[static_cast<size_t>(e)]);
     double* gradient = gradients;
     if (gradients) {
       std::fill_n(gradients, row, 0.0);
@@ -361,7 +380,8 @@ bool EquationSystem::Evaluate(std::span<const int> equations, const double* x, d
       if (good) {
         residual = call.residuals[static_cast<size_t>(alternative.output)];
         if (gradient) {
-          const double* from = call.rows.data() + static_cast<size_t>(alternative.output) * call.elements.size();
+          const double* from =
+              call.rows.data() + static_cast<size_t>(alternative.output) * call.elements.size();
           for (size_t k = 0; k < call.elements.size(); ++k)
             if (const int column = columns_[static_cast<size_t>(alternative.columns) + k]; column >= 0)
               gradient[column] += from[k];
@@ -377,7 +397,8 @@ bool EquationSystem::Evaluate(std::span<const int> equations, const double* x, d
         residual = evaluator_.Gradient(shape, gather, all, {gradient, count});
       } else {
         residual = evaluator_.Gradient(shape, gather, all, {gradient_.data(), count});
-        for (size_t k = 0; k < count; ++k) gradient[columns_[static_cast<size_t>(alternative.columns) + k]] = gradient_[k];
+        for (size_t k = 0; k < count; ++k)
+          gradient[columns_[static_cast<size_t>(alternative.columns) + k]] = gradient_[k];
       }
     }
     good = good && std::isfinite(residual);
@@ -412,7 +433,8 @@ void EquationSystem::Explain(int e, const double* x) {
   }
   std::vector<Token> stream = streams_[static_cast<size_t>(alternative.shape)];
   for (Token& token : stream)
-    if (token.kind == Token::kVariable) token = Token::Variable(gather_[static_cast<size_t>(alternative.gather + token.index)]);
+    if (token.kind == Token::kVariable)
+      token = Token::Variable(gather_[static_cast<size_t>(alternative.gather + token.index)]);
   const std::span<const double> all(x, free_.size());
   const auto name = [this](int variable) { return VariableName(variable); };
   auto cause = FindUndefined(stream, all, name);
@@ -427,13 +449,16 @@ int EquationSystem::DecideAlternatives(std::span<const int> equations, const dou
     if (!HasAlternatives(e)) continue;
     Equation& equation = equations_[static_cast<size_t>(e)];
     int place = 0, found = -1;
-    for (int a = equation.first; a >= 0 && found < 0; a = alternatives_[static_cast<size_t>(a)].next, ++place) {
+    for (int a = equation.first; a >= 0 && found < 0;
+         a = alternatives_[static_cast<size_t>(a)].next, ++place) {
       const Alternative& alternative = alternatives_[static_cast<size_t>(a)];
       bool holds = true;
-      for (int c = alternative.first_condition; holds && c < alternative.first_condition + alternative.condition_count; ++c) {
+      for (int c = alternative.first_condition;
+           holds && c < alternative.first_condition + alternative.condition_count; ++c) {
         const Condition& condition = conditions_[static_cast<size_t>(c)];
         const Shape& shape = shapes_[condition.shape];
-        holds = evaluator_.Holds(shape, {gather_.data() + condition.gather, static_cast<size_t>(shape.variable_count)}, all);
+        holds = evaluator_.Holds(
+            shape, {gather_.data() + condition.gather, static_cast<size_t>(shape.variable_count)}, all);
       }
       if (!holds) continue;
       found = place;
@@ -447,7 +472,8 @@ int EquationSystem::DecideAlternatives(std::span<const int> equations, const dou
 
 std::string EquationSystem::AlternativeName(int equation, int place) const {
   int a = At(equation).first;
-  for (int k = 0; k < place && alternatives_[static_cast<size_t>(a)].next >= 0; ++k) a = alternatives_[static_cast<size_t>(a)].next;
+  for (int k = 0; k < place && alternatives_[static_cast<size_t>(a)].next >= 0; ++k)
+    a = alternatives_[static_cast<size_t>(a)].next;
   const Alternative& alternative = alternatives_[static_cast<size_t>(a)];
   return alternative.label ? fmt::format("{} (under {})", alternative.name, alternative.label)
                            : fmt::format("{} (otherwise)", alternative.name);
@@ -469,7 +495,8 @@ std::string EquationSystem::VariableName(int variable) const {
 std::vector<double> EquationSystem::StartValues() const {
   std::vector<double> x(free_.size());
   for (size_t n = 0; n < x.size(); ++n)
-    if (const QV_VarParam* holder = flowsheet_->scope().Holder(static_cast<int>(n))) x[n] = holder->RealValue();
+    if (const QV_VarParam* holder = flowsheet_->scope().Holder(static_cast<int>(n)))
+      x[n] = holder->RealValue();
   return x;
 }
 
@@ -478,7 +505,8 @@ void EquationSystem::Store(std::span<const double> x) {
     QV_VarParam* holder = flowsheet_->scope().Holder(static_cast<int>(n));
     if (!holder || !holder->IsVariable()) continue;
     HostAccess::Real(*holder) = x[n];
-    if (free_[n] && HostAccess::OriginOf(*holder) != Origin::kUser) HostAccess::SetOrigin(*holder, Origin::kSolution);
+    if (free_[n] && HostAccess::OriginOf(*holder) != Origin::kUser)
+      HostAccess::SetOrigin(*holder, Origin::kSolution);
   }
 }
 

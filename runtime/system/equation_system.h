@@ -24,7 +24,7 @@ namespace quiver {
 struct Tie {
   QV_VarParam* left;
   QV_VarParam* right;
-  std::string name;  // "fire.HEATLOAD = vessel.Q"
+  std::string name;           // "fire.HEATLOAD = vessel.Q"
   bool only_if_used = false;  // none is made where no equation names either of them and neither is given
 };
 
@@ -42,15 +42,19 @@ class EquationSystem final : public NonlinearProblem {
   double Lower(int variable) const override { return lower_[static_cast<size_t>(variable)]; }
   double Upper(int variable) const override { return upper_[static_cast<size_t>(variable)]; }
   double Scale(int variable) const override { return scale_[static_cast<size_t>(variable)]; }
-  bool Evaluate(std::span<const int> equations, const double* x, double* residuals, double* gradients) override;
+  bool Evaluate(std::span<const int> equations, const double* x, double* residuals,
+                double* gradients) override;
   EvaluationFault FirstFault() const override { return fault_; }
   int DecideAlternatives(std::span<const int> equations, const double* x) override;
-  bool HasAlternatives(int equation) const override { return At(equation).alternative_count > 1 || At(equation).conditional; }
+  bool HasAlternatives(int equation) const override {
+    return At(equation).alternative_count > 1 || At(equation).conditional;
+  }
   int CurrentAlternative(int equation) const override { return At(equation).current; }
   std::string AlternativeName(int equation, int alternative) const override;
   bool CanBeFreed(int variable) const override;
   bool IsLeftSide(int variable) const override {
-    return static_cast<size_t>(variable) < left_side_.size() && left_side_[static_cast<size_t>(variable)] != 0;
+    return static_cast<size_t>(variable) < left_side_.size() &&
+           left_side_[static_cast<size_t>(variable)] != 0;
   }
   std::string EquationName(int equation) const override;
   std::string VariableName(int variable) const override;
@@ -71,28 +75,28 @@ class EquationSystem final : public NonlinearProblem {
     int gather;  // in gather_
   };
   struct Alternative {
-    int shape = -1;         // -1: a procedure's output
-    int gather = 0;         // in gather_; as many as the shape has variables
-    int procedure = -1;     // in procedures_
+    int shape = -1;      // -1: a procedure's output
+    int gather = 0;      // in gather_; as many as the shape has variables
+    int procedure = -1;  // in procedures_
     int output = 0;
     int first_condition = 0, condition_count = 0;
-    int next = -1;          // further alternative of the same equation
-    int columns = -1;       // in columns_: place of each gather entry in the equation's row; -1: the same places
+    int next = -1;     // further alternative of the same equation
+    int columns = -1;  // in columns_: place of each gather entry in the equation's row; -1: the same places
     const char* name = "";
     const char* label = nullptr;  // of its innermost condition
   };
   struct Equation {
-    int first = 0;              // alternative
+    int first = 0;  // alternative
     int alternative_count = 1;
-    int current = 0;            // place of the alternative in use; -1: none holds
+    int current = 0;  // place of the alternative in use; -1: none holds
     int current_alternative = 0;
     const Instance* instance = nullptr;  // null: a tie
-    bool conditional = false;   // its only alternative has a condition
+    bool conditional = false;            // its only alternative has a condition
   };
   struct Call {
     QV_ProcedureType* procedure;
     int inputs = 0, outputs = 0;
-    std::uint64_t stamp = 0;    // the evaluation whose values are in `values`
+    std::uint64_t stamp = 0;  // the evaluation whose values are in `values`
     bool failed = false;
     std::string reason;
     std::vector<double> residuals, rows;  // rows: outputs x (inputs + outputs)
@@ -128,8 +132,8 @@ class EquationSystem final : public NonlinearProblem {
   std::vector<unsigned char> free_, takes_part_, left_side_;
   std::vector<double> lower_, upper_, scale_;
   std::vector<Tie> ties_;
-  std::vector<std::vector<Token>> streams_;       // of each shape, variables by first appearance
-  std::vector<double> gradient_;                  // scratch of one equation
+  std::vector<std::vector<Token>> streams_;  // of each shape, variables by first appearance
+  std::vector<double> gradient_;             // scratch of one equation
   std::uint64_t stamp_ = 0;
   EvaluationFault fault_;
 };

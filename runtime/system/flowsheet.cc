@@ -26,7 +26,8 @@ Flowsheet::~Flowsheet() {
 }
 
 Instance& Flowsheet::AddBlock(const std::string& name, std::string_view model) {
-  if (FindBlock(name)) throw Error(fmt::format("there are two blocks named {}; give each a name of its own.", name));
+  if (FindBlock(name))
+    throw Error(fmt::format("there are two blocks named {}; give each a name of its own.", name));
   return AddBlock(name, library_->Create(model));
 }
 
@@ -57,7 +58,8 @@ void Flowsheet::SizeAndAssign(const std::function<void()>& give_values) {
   size_t faults_before = scope_.faults.size(), notes_before = scope_.notes.size();
   for (int round = 1; round <= kMostRounds; ++round) {
     const long long before = scope_.resized_arrays;
-    const auto faults = static_cast<long>(scope_.faults.size()), notes = static_cast<long>(scope_.notes.size());
+    const auto faults = static_cast<long>(scope_.faults.size()),
+               notes = static_cast<long>(scope_.notes.size());
     std::vector<Instance*> all = Instances();
     for (size_t i = 0; i < all.size(); ++i) {
       GiveComponents(*all[i]);
@@ -70,7 +72,8 @@ void Flowsheet::SizeAndAssign(const std::function<void()>& give_values) {
     }
     if (round > 1 && scope_.resized_arrays == before) return;
     // What the round before found, this one finds again where it still holds: elements exist now that did not then.
-    scope_.faults.erase(scope_.faults.begin() + static_cast<long>(faults_before), scope_.faults.begin() + faults);
+    scope_.faults.erase(scope_.faults.begin() + static_cast<long>(faults_before),
+                        scope_.faults.begin() + faults);
     scope_.notes.erase(scope_.notes.begin() + static_cast<long>(notes_before), scope_.notes.begin() + notes);
     faults_before = scope_.faults.size();
     notes_before = scope_.notes.size();
@@ -83,7 +86,8 @@ void Flowsheet::SizeAndAssign(const std::function<void()>& give_values) {
       if (auto* model = dynamic_cast<QV_ModelType*>(&instance->object())) model->ExecuteAssignments(round, 0);
     }
   }
-  scope_.Fault(fmt::format("the sets that size arrays still change after {} rounds of assignments.", kMostRounds));
+  scope_.Fault(
+      fmt::format("the sets that size arrays still change after {} rounds of assignments.", kMostRounds));
 }
 
 std::vector<Instance*> Flowsheet::Instances() const {

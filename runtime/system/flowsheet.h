@@ -57,8 +57,8 @@ class Flowsheet {
   const ModelLibrary* library_;
   Scope scope_;
   std::vector<std::string> components_;
-  std::vector<QV_ModelType*> objects_;  // one reference each
-  std::vector<Instance*> blocks_;       // parallel to objects_
+  std::vector<QV_ModelType*> objects_;                  // one reference each
+  std::vector<Instance*> blocks_;                       // parallel to objects_
   std::unordered_map<std::string, Instance*> by_name_;  // upper case
 };
 

@@ -78,7 +78,8 @@ void EmissionRecord::ProcedureEquation(QV_ProcedureEquationType* equation, int i
   delete equation;
 }
 
-void EmissionRecord::ProcedureExpression(QV_ProcedureType* procedure, int output_element, int index, const char*) {
+void EmissionRecord::ProcedureExpression(QV_ProcedureType* procedure, int output_element, int index,
+                                         const char*) {
   if (EmittedEquation* equation = Open(index, "a procedure expression")) {
     equation->procedure = procedure;
     equation->output_element = output_element;
@@ -101,7 +102,8 @@ void EmissionRecord::Add(StreamToken token, int index) {
   if (!equation) return;
   TokenRange& range = condition_ ? condition_->tokens : equation->tokens;
   if (range.first + range.count != static_cast<int>(tokens.size())) {
-    faults.push_back(fmt::format("tokens of equation {} ({}) are not told in one run", index, equation->name));
+    faults.push_back(
+        fmt::format("tokens of equation {} ({}) are not told in one run", index, equation->name));
     return;
   }
   tokens.push_back(token);
@@ -144,17 +146,20 @@ void EmissionRecord::BeginCondition(int number, const char* label, int index) {
   condition_ = &conditions.back();
 }
 void EmissionRecord::EndCondition(int index) {
-  if (!condition_) faults.push_back(fmt::format("a condition of equation {} is closed that was not opened", index));
+  if (!condition_)
+    faults.push_back(fmt::format("a condition of equation {} is closed that was not opened", index));
   condition_ = nullptr;
 }
 
 namespace {
 
 // Occurrences of variables in a range of tokens, as pattern entries for one equation index.
-void AppendOccurrences(const EmissionRecord& emission, TokenRange range, int index, std::vector<long long>& pattern) {
+void AppendOccurrences(const EmissionRecord& emission, TokenRange range, int index,
+                       std::vector<long long>& pattern) {
   const auto append = [&](QV_VarParam& variable) {
-    pattern.push_back(static_cast<long long>(static_cast<unsigned long long>(static_cast<unsigned>(index)) << 32 |
-                                             static_cast<unsigned>(HostAccess::Number(variable))));
+    pattern.push_back(
+        static_cast<long long>(static_cast<unsigned long long>(static_cast<unsigned>(index)) << 32 |
+                               static_cast<unsigned>(HostAccess::Number(variable))));
   };
   for (int i = range.first; i < range.first + range.count; ++i) {
     const StreamToken& token = emission.tokens[static_cast<size_t>(i)];
@@ -199,8 +204,8 @@ class Comparison {
           return Fault(fmt::format("equation {} was set up as {}", equation.name,
                                    entry.is_procedure ? "a procedure call" : "an ordinary equation"));
         if (entry.group != equation.group)
-          Fault(fmt::format("equation {} was set up in group {}, emitted in group {}", equation.name, entry.group,
-                            equation.group));
+          Fault(fmt::format("equation {} was set up in group {}, emitted in group {}", equation.name,
+                            entry.group, equation.group));
         const std::vector<long long> occurrences = OccurrencesOf(emission, equation);
         told.insert(told.end(), occurrences.begin(), occurrences.end());
         if (entry.is_procedure)
@@ -219,19 +224,23 @@ class Comparison {
 
  private:
   void Fault(const std::string& what) {
-    instance_.scope().Fault(fmt::format("{} ({}): {}. The model library is at fault.", InstanceName(instance_),
-                                        instance_.type().type_name, what));
+    instance_.scope().Fault(fmt::format("{} ({}): {}. The model library is at fault.",
+                                        InstanceName(instance_), instance_.type().type_name, what));
   }
 
-  void CompareOccurrences(const SetUpEntry& entry, const EmittedEquation& equation, const std::vector<long long>& emitted) {
-    const auto set_up = [&](size_t i) { return record_.set_up.nonzeros[static_cast<size_t>(entry.first_nonzero) + i]; };
+  void CompareOccurrences(const SetUpEntry& entry, const EmittedEquation& equation,
+                          const std::vector<long long>& emitted) {
+    const auto set_up = [&](size_t i) {
+      return record_.set_up.nonzeros[static_cast<size_t>(entry.first_nonzero) + i];
+    };
     const auto count = static_cast<size_t>(entry.nonzero_count);
     for (size_t i = 0; i < std::max(count, emitted.size()); ++i) {
       const int number = i < emitted.size() ? static_cast<int>(emitted[i] & 0xffffffff) : -1;
       if (i < count && number == HostAccess::Number(*set_up(i))) continue;
-      return Fault(fmt::format("occurrence {} of equation {} was set up as {}, emitted as {}", i + 1, equation.name,
-                               i < count ? HolderName(*set_up(i), &instance_) : "nothing",
-                               number >= 0 ? HolderName(*instance_.scope().Holder(number), &instance_) : "nothing"));
+      return Fault(
+          fmt::format("occurrence {} of equation {} was set up as {}, emitted as {}", i + 1, equation.name,
+                      i < count ? HolderName(*set_up(i), &instance_) : "nothing",
+                      number >= 0 ? HolderName(*instance_.scope().Holder(number), &instance_) : "nothing"));
     }
   }
 
@@ -248,7 +257,8 @@ void ReadEquations(Instance& instance, InstanceRecord& record) {
   record.result = 0;
   if (!model) return;
   const auto failed = [&](const char* operation) {
-    instance.scope().Fault(fmt::format("{}: {} failed with status {}.", InstanceName(instance), operation, record.result));
+    instance.scope().Fault(
+        fmt::format("{}: {} failed with status {}.", InstanceName(instance), operation, record.result));
   };
   {
     const CurrentGuard guard({&instance.scope(), &instance, &record.set_up, nullptr});

@@ -16,9 +16,9 @@ struct SetUpEntry {
   int group = 0;
   bool is_procedure = false;
   int equations = 1;
-  int procedure_nonzeros = 0;      // of a procedure, all its equations together
-  int first_nonzero = 0;           // in SetUpRecord::nonzeros: of an ordinary equation and its conditions,
-  int nonzero_count = 0;           // or of the conditions of a procedure's equations
+  int procedure_nonzeros = 0;  // of a procedure, all its equations together
+  int first_nonzero = 0;       // in SetUpRecord::nonzeros: of an ordinary equation and its conditions,
+  int nonzero_count = 0;       // or of the conditions of a procedure's equations
   int branches_closed_after = 0;
 };
 
@@ -33,8 +33,8 @@ class SetUpRecord final : public StructureSink {
 
   std::vector<SetUpEntry> entries;
   std::vector<QV_VarParam*> nonzeros;
-  int count = 0;               // what SetLocalEqnCount was given
-  int empty_branches = 0;      // closed before any equation was told
+  int count = 0;           // what SetLocalEqnCount was given
+  int empty_branches = 0;  // closed before any equation was told
   long long PatternSize() const;
 };
 
@@ -64,7 +64,7 @@ struct EmittedEquation {
   const char* name = "";  // lasting
   int index = 0;
   int group = 0;
-  TokenRange tokens;                        // the residual; of a procedure equation its output and variable inputs
+  TokenRange tokens;  // the residual; of a procedure equation its output and variable inputs
   QV_ProcedureType* procedure = nullptr;
   int output_element = 0;
   int first_condition = 0, condition_count = 0;
@@ -75,7 +75,8 @@ class EmissionRecord final : public EmissionSink {
   void Reset() override { Clear(); }
   void Equation(const char* name, int index, int group) override;
   void ProcedureEquation(QV_ProcedureEquationType* equation, int index) override;
-  void ProcedureExpression(QV_ProcedureType* procedure, int output_element, int index, const char* name) override;
+  void ProcedureExpression(QV_ProcedureType* procedure, int output_element, int index,
+                           const char* name) override;
   void ProcedureCall(QV_ProcedureType*, int) override {}
   void Operator(int code, int index) override;
   void Real(double value, int index) override;
