@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Runs compiled shapes: one instance, or many instances of one shape in blocks of 64, where each operation is
+// Runs compiled shapes: one instance, or many instances of one shape in blocks, where each operation is
 // a loop over the block. Both give the same bits. An evaluator owns its scratch memory: one per thread, and
 // no allocation once it has seen its largest shape.
 //
@@ -16,13 +16,10 @@
 #include <span>
 #include <vector>
 
+#include "runtime/expression/lanes.h"
 #include "runtime/expression/shape.h"
 
 namespace quiver {
-
-struct EvaluationContext {
-  double time = 0;  // simulation time, code 55
-};
 
 class Evaluator {
  public:
@@ -48,20 +45,17 @@ class Evaluator {
   double Margin(const Shape& condition, std::span<const int> gather, std::span<const double> x,
                 const EvaluationContext& context = {});
 
-  static constexpr int kBlock = 64;
-
  private:
-  struct alignas(64) Lanes {  // one register for a block of instances
-    double lane[kBlock];
-  };
-
   const double* RunOne(const Program& program, std::span<const int> gather, std::span<const double> x,
                        double time);
-  void RunBlocks(const Program& program, std::span<const int> gathers, std::span<const double> x, double time,
-                 std::span<double> values, std::span<double> gradients);
+  // Fills the rows of a block and returns how many instances it holds.
+  int GatherBlock(const Shape& shape, std::span<const int> gathers, std::size_t first, std::size_t count,
+                  const double* x);
 
   std::vector<double> single_;
-  std::vector<Lanes> block_;
+  LaneEvaluator lanes_;
+  std::vector<Lanes> block_;           // inputs
+  std::vector<const double*> inputs_;  // their rows
 };
 
 }  // namespace quiver

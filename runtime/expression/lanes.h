@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: Apache-2.0
+// Runs one shape over a block of up to kLanes instances whose values lie in lanes: row k of the inputs holds variable k
+// of every instance. Whoever keeps his values in lanes hands over rows and reads rows; nothing is copied.
+//
+//   LaneEvaluator evaluator;                               // one per thread
+//   alignas(kLaneBytes) double x[2][kLanes], ...;
+//   const double* inputs[] = {x[0], x[1]};                 // the shape's variables, in gather order
+//   evaluator.Gradients(shape, inputs, lanes);
+//   evaluator.output(0)[i], evaluator.output(1 + k)[i]     // value and derivative by variable k of instance i
+//
+// Rows are aligned to kLaneBytes and readable to the end of the last vector (RoundUpToVector(lanes)); what stands behind
+// the last lane is never used. Lane i of a result depends on lane i of the inputs alone: it has the bits that
+// Evaluator::Gradient gives for that instance, in any lane and any block.
+#pragma once
+
+#include <span>
+#include <vector>
+
+#include "runtime/expression/shape.h"
+
+namespace quiver {
+
+inline constexpr int kLanes = 64;
+inline constexpr int kLaneBytes = 64;
+inline constexpr int kVectorLanes = kLaneBytes / sizeof(double);
+
+struct EvaluationContext {
+  double time = 0;  // simulation time, code 55
+};
+
+// A row of a block.
+struct alignas(kLaneBytes) Lanes {
+  double lane[kLanes];
+};
+
+constexpr int RoundUpToVector(int lanes) { return (lanes + kVectorLanes - 1) / kVectorLanes * kVectorLanes; }
+
+class LaneEvaluator {
+ public:
+  // output(0): the value; of a condition 1 where it holds and 0 where not.
+  void Values(const Shape& shape, std::span<const double* const> inputs, int lanes,
+              const EvaluationContext& context = {}) {
+    Run(shape.programs.value, inputs, lanes, context);
+  }
+  // output(0): the value of an equation; output(1 + k): its derivative by variable k.
+  void Gradients(const Shape& shape, std::span<const double* const> inputs, int lanes,
+                 const EvaluationContext& context = {}) {
+    Run(shape.programs.gradient, inputs, lanes, context);
+  }
+  // A row of results, valid until the next run. It may be a row of the inputs (the derivative of x*y by x is y).
+  const double* output(int k) const { return rows_[program_->outputs[k]]; }
+
+ private:
+  void Run(const Program& program, std::span<const double* const> inputs, int lanes,
+           const EvaluationContext& context);
+
+  const Program* program_ = nullptr;  // last run
+  std::vector<const double*> rows_;   // by register
+  std::vector<Lanes> scratch_;        // constants, time and intermediate results
+};
+
+// Rows of a block from values at places, and back: row[i] = x[places[i * stride]].
+void Gather(const double* x, const int* places, int stride, int lanes, double* row);
+void Scatter(const double* row, const int* places, int stride, int lanes, double* x);
+// The same where the places are first, first + step, ...
+void GatherAffine(const double* x, long long first, long long step, int lanes, double* row);
+void ScatterAffine(const double* row, long long first, long long step, int lanes, double* x);
+
+}  // namespace quiver
