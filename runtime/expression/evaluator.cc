@@ -10,13 +10,13 @@
 
 namespace quiver {
 
-const double* Evaluator::RunOne(const Program& program, std::span<const int> gather,
-                                std::span<const double> x, double time) {
+const double* Evaluator::RunOne(const Program& program, std::span<const double> constants,
+                                std::span<const int> gather, std::span<const double> x, double time) {
   assert(static_cast<int>(gather.size()) == program.variables);
   if (static_cast<int>(single_.size()) < program.registers) single_.resize(program.registers);
   double* const registers = single_.data();
-  std::copy(program.constants.begin(), program.constants.end(), registers);
-  double* const inputs = registers + program.constant_count();
+  std::copy(constants.begin(), constants.end(), registers);
+  double* const inputs = registers + program.constant_count;
   for (int k = 0; k < program.variables; ++k) inputs[k] = x[gather[k]];
   inputs[program.variables] = time;
   for (const Instruction& step : program.code) {
@@ -42,15 +42,15 @@ int Evaluator::GatherBlock(const Shape& shape, std::span<const int> gathers, std
 
 double Evaluator::Value(const Shape& shape, std::span<const int> gather, std::span<const double> x,
                         const EvaluationContext& context) {
-  const Program& program = shape.programs.value;
-  return RunOne(program, gather, x, context.time)[program.outputs[0]];
+  const Program& program = shape.programs->value;
+  return RunOne(program, shape.constants, gather, x, context.time)[program.outputs[0]];
 }
 
 double Evaluator::Gradient(const Shape& shape, std::span<const int> gather, std::span<const double> x,
                            std::span<double> gradient, const EvaluationContext& context) {
   assert(!shape.is_condition);
-  const Program& program = shape.programs.gradient;
-  const double* const registers = RunOne(program, gather, x, context.time);
+  const Program& program = shape.programs->gradient;
+  const double* const registers = RunOne(program, shape.constants, gather, x, context.time);
   for (int k = 0; k < program.variables; ++k) gradient[k] = registers[program.outputs[k + 1]];
   return registers[program.outputs[0]];
 }
@@ -88,8 +88,8 @@ bool Evaluator::Holds(const Shape& condition, std::span<const int> gather, std::
 double Evaluator::Margin(const Shape& condition, std::span<const int> gather, std::span<const double> x,
                          const EvaluationContext& context) {
   assert(condition.is_condition);
-  const Program& program = condition.programs.margin;
-  return RunOne(program, gather, x, context.time)[program.outputs[0]];
+  const Program& program = condition.programs->margin;
+  return RunOne(program, condition.constants, gather, x, context.time)[program.outputs[0]];
 }
 
 }  // namespace quiver

@@ -46,8 +46,8 @@ class Evaluator {
                 const EvaluationContext& context = {});
 
  private:
-  const double* RunOne(const Program& program, std::span<const int> gather, std::span<const double> x,
-                       double time);
+  const double* RunOne(const Program& program, std::span<const double> constants, std::span<const int> gather,
+                       std::span<const double> x, double time);
   // Fills the rows of a block and returns how many instances it holds.
   int GatherBlock(const Shape& shape, std::span<const int> gathers, std::size_t first, std::size_t count,
                   const double* x);

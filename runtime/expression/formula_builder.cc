@@ -38,6 +38,9 @@ int FormulaBuilder::Intern(const Node& node) {
   if (added) {
     nodes_.push_back(node);
     is_recorded_.push_back(false);
+    const bool leaf = node.kind != Kind::kStep;
+    auto fixed = [this](int operand) { return operand < 0 || is_fixed_[operand]; };
+    is_fixed_.push_back(leaf ? node.kind != Kind::kInput : fixed(node.a) && fixed(node.b) && fixed(node.c));
   }
   return place->second;
 }
@@ -46,8 +49,18 @@ int FormulaBuilder::Constant(double value) {
   return Intern({.kind = Kind::kConstant, .op = Operator::kEndOfList, .value = value});
 }
 
+int FormulaBuilder::Parameter(int number) {
+  return Intern({.kind = Kind::kParameter, .op = Operator::kEndOfList, .a = number});
+}
+
 int FormulaBuilder::Input(int number) {
   return Intern({.kind = Kind::kInput, .op = Operator::kEndOfList, .a = number});
+}
+
+int FormulaBuilder::Step(Operator op, int a, int b, int c) {
+  // Sums and products do not depend on the order of two operands, so both orders are one node.
+  if ((op == Operator::kAdd || op == Operator::kMultiply) && a > b) std::swap(a, b);
+  return Intern({.kind = Kind::kStep, .op = op, .a = a, .b = b, .c = c});
 }
 
 int FormulaBuilder::Apply(Operator op, int a, int b, int c) {
@@ -57,9 +70,7 @@ int FormulaBuilder::Apply(Operator op, int a, int b, int c) {
     return Constant(ValueOf<double>(op, value(a), value(b), value(c)));
   }
   if (const int simpler = Simplified(op, a, b); simpler >= 0) return simpler;
-  // Sums and products do not depend on the order of two operands, so both orders are one node.
-  if ((op == Operator::kAdd || op == Operator::kMultiply) && a > b) std::swap(a, b);
-  return Intern({.kind = Kind::kStep, .op = op, .a = a, .b = b, .c = c});
+  return Step(op, a, b, c);
 }
 
 // A node that equals the step, or -1. Signs move outwards, where sums absorb them.
@@ -90,7 +101,7 @@ int FormulaBuilder::Simplified(Operator op, int a, int b) {
       return IsConstant(a, 1) ? b : IsConstant(b, 1) ? a : -1;
     case Operator::kGuardedProduct:
       // Only what may be infinite needs the guard.
-      return IsConstant(a) || IsConstant(b) ? Apply(Operator::kMultiply, a, b) : -1;
+      return IsFixed(a) || IsFixed(b) ? Apply(Operator::kMultiply, a, b) : -1;
     case Operator::kPower:
       return IsConstant(b) ? ConstantPower(a, nodes_[b].value) : -1;
     default:
@@ -141,7 +152,7 @@ std::vector<int> FormulaBuilder::Differentiate(int root, int inputs) {
     const bool chooses = step->op == Operator::kMaximum || step->op == Operator::kMinimum;
     for (int operand = 0; operand < 2; ++operand) {
       const int target = operand == 0 ? step->a : step->b;
-      if (target < 0 || IsConstant(target)) continue;
+      if (target < 0 || IsFixed(target)) continue;
       const Term inner = DerivativeOf<Term>(step->op, operand, a, b, v);
       Adjoint& sum = adjoint[target];
       sum.slope = sum.slope + (chooses         ? PassIf(outer.slope, inner)

@@ -22,17 +22,21 @@ namespace quiver {
 
 class FormulaBuilder {
  public:
-  enum class Kind : std::uint8_t { kConstant, kInput, kStep };
+  enum class Kind : std::uint8_t { kConstant, kParameter, kInput, kStep };
   struct Node {
     Kind kind;
     Operator op;                 // of a step
-    int a = -1, b = -1, c = -1;  // operands of a step; a is the number of an input
+    int a = -1, b = -1, c = -1;  // operands of a step; a is the number of an input or parameter
     double value = 0;            // of a constant
     bool operator==(const Node& other) const;
   };
 
   int Constant(double value);
+  // A literal whose value is not known yet.
+  int Parameter(int number);
   int Input(int number);
+  // A step as it stands, without simplification. Equal steps are one node.
+  int Step(Operator op, int a, int b = -1, int c = -1);
   // A step outside the differentiated formula.
   int Apply(Operator op, int a, int b = -1, int c = -1);
   // A step of the formula that Differentiate() follows. Lists are not steps: join their operands pairwise.
@@ -43,6 +47,8 @@ class FormulaBuilder {
   const Node& node(int id) const { return nodes_[id]; }
   int size() const { return static_cast<int>(nodes_.size()); }
   bool IsConstant(int id) const { return id >= 0 && nodes_[id].kind == Kind::kConstant; }
+  // Whether the node depends on no input.
+  bool IsFixed(int id) const { return id >= 0 && is_fixed_[id]; }
   bool IsConstant(int id, double value) const { return IsConstant(id) && nodes_[id].value == value; }
 
  private:
@@ -62,7 +68,7 @@ class FormulaBuilder {
   std::vector<Node> nodes_;  // operands before their steps
   std::unordered_map<Node, int, NodeHash> known_;
   std::vector<Recorded> recorded_;
-  std::vector<bool> is_recorded_;  // parallel to nodes_
+  std::vector<bool> is_recorded_, is_fixed_;  // parallel to nodes_
 };
 
 // A node as a number type, so that the formulas of operators.def write programs. A default builder is a

@@ -6,6 +6,7 @@
 #include <cassert>
 #include <cstddef>
 
+#include "runtime/expression/machine.h"
 #include "runtime/expression/operators.h"
 
 namespace quiver {
@@ -16,50 +17,115 @@ namespace {
 #else
 #define QUIVER_NO_DEPENDENCE _Pragma("GCC ivdep")
 #endif
+#define QUIVER_INLINE [[gnu::always_inline]] inline
 
-// One step over `lanes` instances. The target may be one of the operands (never a part of one), so the loop
-// is free of dependences between lanes, which the compiler cannot know.
-#define QUIVER_STEP(code, name, ...)                                                    \
-  case Operator::k##name:                                                               \
-    QUIVER_NO_DEPENDENCE for (int i = 0; i < lanes; ++i) {                              \
-      target[i] = Formula<Operator::k##name>::template Value<double>(a[i], b[i], c[i]); \
-    }                                                                                   \
+// One operation over lanes. An operand whose bit of `fixed` is set is a single number, the others are rows. The target
+// may be one of the operands (never a part of one), so the loop is free of dependences between lanes, which the
+// compiler cannot know.
+template <Operator op, int fixed = 0>
+struct Loop {
+  QUIVER_INLINE static void Run(double* target, const double* a, const double* b, const double* c,
+                                int lanes) {
+    const double a0 = *a, b0 = *b;
+    QUIVER_NO_DEPENDENCE for (int i = 0; i < lanes; ++i) {
+      target[i] = Formula<op>::template Value<double>(fixed & 1 ? a0 : a[i], fixed & 2 ? b0 : b[i], c[i]);
+    }
+  }
+};
+
+// Powers: as if all were ordinary, then the others one by one.
+template <int fixed>
+struct Loop<Operator::kPower, fixed> {
+  QUIVER_INLINE static void Run(double* target, const double* a, const double* b, const double*, int lanes) {
+    double base[kLanes];  // the target may be an operand
+    double exponent[kLanes];
+    const double a0 = *a, b0 = *b;
+    bool ordinary = true;
+    QUIVER_NO_DEPENDENCE for (int i = 0; i < lanes; ++i) {
+      base[i] = fixed & 1 ? a0 : a[i];
+      exponent[i] = fixed & 2 ? b0 : b[i];
+      ordinary &= vector_math::IsOrdinaryPow(base[i], exponent[i]);
+    }
+    QUIVER_NO_DEPENDENCE for (int i = 0; i < lanes; ++i) {
+      target[i] = vector_math::PowOrdinary(base[i], exponent[i]);
+    }
+    if (ordinary) return;
+    for (int i = 0; i < lanes; ++i) {
+      if (!vector_math::IsOrdinaryPow(base[i], exponent[i]))
+        target[i] = vector_math::PowSpecial(base[i], exponent[i]);
+    }
+  }
+};
+
+// The same in two parts: what needs a power of its own is rare.
+template <>
+struct Loop<Operator::kPowerByBase> {
+  QUIVER_INLINE static void Run(double* target, const double* a, const double* b, const double* c,
+                                int lanes) {
+    const auto is_rare = [](double exponent, double power) {
+      return (exponent != 0) & !(std::fabs(power) >= std::numeric_limits<double>::min());
+    };
+    double rare[kLanes];
+    bool any = false;
+    QUIVER_NO_DEPENDENCE for (int i = 0; i < lanes; ++i) any |= is_rare(b[i], c[i]);
+    if (any) {
+      for (int i = 0; i < lanes; ++i)
+        rare[i] = Formula<Operator::kPowerByBase>::Value<double>(a[i], b[i], c[i]);
+      std::copy_n(rare, lanes, target);
+      return;
+    }
+    QUIVER_NO_DEPENDENCE for (int i = 0; i < lanes; ++i) target[i] = b[i] == 0 ? 0 : b[i] * c[i] / a[i];
+  }
+};
+
+QUIVER_INLINE void RunSteps(std::span<const Instruction> code, const double* const* rows, int lanes) {
+  lanes &= -kVectorLanes;  // tells the compiler that there is no rest
+  for (const Instruction& step : code) {
+    // Results of steps lie in the evaluator's own memory.
+    double* const target = const_cast<double*>(rows[step.target]);
+    const double *a = rows[step.a], *b = rows[step.b], *c = rows[step.c];
+    switch (static_cast<int>(step.op) * 4 + step.fixed) {
+#define QUIVER_CASE(name, fixed)                                 \
+  case static_cast<int>(Operator::k##name) * 4 + fixed:          \
+    Loop<Operator::k##name, fixed>::Run(target, a, b, c, lanes); \
     break;
-
-[[gnu::always_inline]] inline void Step(Operator op, double* target, const double* a, const double* b,
-                                        const double* c, int lanes) {
-  switch (op) {
-#define OPERATOR QUIVER_STEP
-#define CONDITION QUIVER_STEP
-#define INTERNAL QUIVER_STEP
+#define OPERATOR(code, name, ...) QUIVER_CASE(name, 0) QUIVER_CASE(name, 1) QUIVER_CASE(name, 2)
+#define CONDITION(code, name, ...) QUIVER_CASE(name, 0)
+#define INTERNAL(code, name, ...) QUIVER_CASE(name, 0)
 #include "runtime/expression/operators.def"
-    default:
-      assert(false);
+#undef QUIVER_CASE
+      default:
+        assert(false);
+    }
   }
 }
-#undef QUIVER_STEP
 
-// Compiled a second time for AVX2, chosen at load: batches run about twice as fast. Without contraction to
-// fused multiply-add both give the same bits.
-#if defined(__x86_64__) && defined(__linux__) && defined(__GNUC__) && !defined(__clang__) && \
-    !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-#define QUIVER_FOR_EACH_MACHINE [[gnu::target_clones("avx2", "default")]]
-#else
-#define QUIVER_FOR_EACH_MACHINE
+using StepRunner = void(std::span<const Instruction> code, const double* const* rows, int lanes);
+
+void RunBaseline(std::span<const Instruction> code, const double* const* rows, int lanes) {
+  RunSteps(code, rows, lanes);
+}
+#ifdef QUIVER_WIDE_MACHINES
+QUIVER_FOR_AVX2 void RunAvx2(std::span<const Instruction> code, const double* const* rows, int lanes) {
+  RunSteps(code, rows, lanes);
+}
+QUIVER_FOR_AVX512 void RunAvx512(std::span<const Instruction> code, const double* const* rows, int lanes) {
+  RunSteps(code, rows, lanes);
+}
 #endif
 
-QUIVER_FOR_EACH_MACHINE void RunSteps(const std::vector<Instruction>& code, const double* const* rows,
-                                      int lanes) {
-  for (const Instruction& step : code) {
-    // Results of steps lie in the runner's own memory.
-    Step(step.op, const_cast<double*>(rows[step.target]), rows[step.a], rows[step.b], rows[step.c], lanes);
-  }
+StepRunner* RunnerFor([[maybe_unused]] Machine machine) {
+#ifdef QUIVER_WIDE_MACHINES
+  if (machine == Machine::kAvx512) return RunAvx512;
+  if (machine == Machine::kAvx2) return RunAvx2;
+#endif
+  return RunBaseline;
 }
 
 }  // namespace
 
-void LaneEvaluator::Run(const Program& program, std::span<const double* const> inputs, int lanes,
-                        const EvaluationContext& context) {
+void LaneEvaluator::Run(const Program& program, std::span<const double> constants,
+                        std::span<const double* const> inputs, int lanes, const EvaluationContext& context) {
   assert(static_cast<int>(inputs.size()) == program.variables && lanes > 0 && lanes <= kLanes);
   program_ = &program;
   const auto registers = static_cast<std::size_t>(program.registers);
@@ -67,13 +133,17 @@ void LaneEvaluator::Run(const Program& program, std::span<const double* const> i
     scratch_.resize(registers);
     rows_.resize(registers);
   }
-  for (std::size_t k = 0; k < registers; ++k) rows_[k] = scratch_[k].lane;
-  std::copy(inputs.begin(), inputs.end(), rows_.begin() + program.constant_count());
   const int whole = RoundUpToVector(lanes);
-  for (int k = 0; k < program.constant_count(); ++k)
-    std::fill_n(scratch_[k].lane, whole, program.constants[k]);
+  for (int k = 0; k < program.constant_count; ++k) rows_[k] = &constants[k];
+  for (const int k : program.constant_rows) {
+    std::fill_n(scratch_[k].lane, whole, constants[k]);
+    rows_[k] = scratch_[k].lane;
+  }
+  std::copy(inputs.begin(), inputs.end(), rows_.begin() + program.constant_count);
+  for (auto k = static_cast<std::size_t>(program.time_register()); k < registers; ++k)
+    rows_[k] = scratch_[k].lane;
   std::fill_n(scratch_[program.time_register()].lane, whole, context.time);
-  RunSteps(program.code, rows_.data(), whole);
+  RunnerFor(CurrentMachine())(program.code, rows_.data(), whole);
 }
 
 void Gather(const double* x, const int* places, int stride, int lanes, double* row) {

@@ -40,23 +40,24 @@ class LaneEvaluator {
   // output(0): the value; of a condition 1 where it holds and 0 where not.
   void Values(const Shape& shape, std::span<const double* const> inputs, int lanes,
               const EvaluationContext& context = {}) {
-    Run(shape.programs.value, inputs, lanes, context);
+    Run(shape.programs->value, shape.constants, inputs, lanes, context);
   }
   // output(0): the value of an equation; output(1 + k): its derivative by variable k.
   void Gradients(const Shape& shape, std::span<const double* const> inputs, int lanes,
                  const EvaluationContext& context = {}) {
-    Run(shape.programs.gradient, inputs, lanes, context);
+    Run(shape.programs->gradient, shape.constants, inputs, lanes, context);
   }
   // A row of results, valid until the next run. It may be a row of the inputs (the derivative of x*y by x is y).
   const double* output(int k) const { return rows_[program_->outputs[k]]; }
 
- private:
-  void Run(const Program& program, std::span<const double* const> inputs, int lanes,
-           const EvaluationContext& context);
+  // Any program; output(k) is the row of its k-th result.
+  void Run(const Program& program, std::span<const double> constants, std::span<const double* const> inputs,
+           int lanes, const EvaluationContext& context = {});
 
+ private:
   const Program* program_ = nullptr;  // last run
   std::vector<const double*> rows_;   // by register
-  std::vector<Lanes> scratch_;        // constants, time and intermediate results
+  std::vector<Lanes> scratch_;  // intermediate results, the time, constants where an operation wants a row
 };
 
 // Rows of a block from values at places, and back: row[i] = x[places[i * stride]].

@@ -11,6 +11,8 @@
 #include <limits>
 #include <span>
 
+#include "runtime/expression/vector_math.h"
+
 namespace quiver {
 
 enum class Operator : std::uint8_t {
@@ -55,14 +57,18 @@ struct Formula;
 
 namespace formula_functions {
 using std::cos;
-using std::exp;
 using std::fabs;
-using std::log;
 using std::log10;
-using std::pow;
 using std::sin;
 using std::sqrt;
 using std::tanh;
+// Doubles take our own, so that single instances and vector code give the same bits.
+inline double exp(double a) { return vector_math::Exp(a); }
+inline double log(double a) { return vector_math::Log(a); }
+inline double pow(double a, double b) { return vector_math::Pow(a, b); }
+inline long double exp(long double a) { return std::exp(a); }
+inline long double log(long double a) { return std::log(a); }
+inline long double pow(long double a, long double b) { return std::pow(a, b); }
 }  // namespace formula_functions
 
 #define QUIVER_VALUE(value)                                                          \

@@ -2,6 +2,7 @@
 // From a shape's stream to register code: translate, differentiate, keep what is needed, assign registers.
 #include "runtime/expression/program.h"
 
+#include <algorithm>
 #include <limits>
 
 #include "runtime/expression/formula_builder.h"
@@ -40,6 +41,8 @@ class Translator {
         return {builder_.Constant(word.index()),
                 builder_.Constant(never * std::numeric_limits<double>::infinity())};
       }
+      case ShapeWord::kParameter:
+        return {builder_.Parameter(word.index())};
       case ShapeWord::kOperator:
         return Join(*FindOperator(word.index()));
       default:
@@ -91,42 +94,90 @@ class Translator {
   std::vector<Result> stack_;
 };
 
-// The steps that the outputs need, in order, with registers shared between results that are not alive
-// together.
-Program Extract(const FormulaBuilder& builder, const std::vector<int>& outputs, int variables) {
+// Marks what the outputs need: the last node that reads each node, `never` for outputs, -1 for what nobody reads.
+std::vector<int> LastUses(const FormulaBuilder& builder, std::span<const int> outputs) {
   const int never = builder.size();
   std::vector<int> last_use(builder.size(), -1);
   for (const int id : outputs) last_use[id] = never;
   for (int id = builder.size() - 1; id >= 0; --id) {
     const auto& node = builder.node(id);
-    if (last_use[id] < 0 || node.kind != Kind::kStep) continue;
+    if (last_use[id] < 0 || node.kind != Kind::kStep || builder.IsFixed(id)) continue;
     for (const int operand : {node.a, node.b, node.c}) {
       if (operand >= 0 && last_use[operand] < 0) last_use[operand] = id;
     }
   }
+  return last_use;
+}
 
-  Program program;
-  program.variables = variables;
-  std::vector<int> place(builder.size(), -1);  // register of a node
+}  // namespace
+
+void ConstantPlan::Need(const FormulaBuilder& builder, std::span<const int> outputs) {
+  const std::vector<int> last_use = LastUses(builder, outputs);
+  place_.resize(builder.size(), -1);
   for (int id = 0; id < builder.size(); ++id) {
-    if (last_use[id] < 0 || builder.node(id).kind != Kind::kConstant) continue;
-    place[id] = program.constant_count();
-    program.constants.push_back(builder.node(id).value);
+    if (last_use[id] >= 0 && builder.IsFixed(id)) Place(builder, id);
   }
+}
+
+void ConstantPlan::Place(const FormulaBuilder& builder, int id) {
+  if (place_[id] >= 0) return;
+  const auto& node = builder.node(id);
+  Instruction step{node.op, 0, 0, 0, 0, 0};
+  if (node.kind == Kind::kStep) {
+    for (const int operand : {node.a, node.b, node.c}) {
+      if (operand >= 0) Place(builder, operand);
+    }
+    step.a = place_[node.a];
+    step.b = node.b < 0 ? step.a : place_[node.b];
+    step.c = node.c < 0 ? step.a : place_[node.c];
+  }
+  step.target = place_[id] = count();
+  constants_.push_back(node.value);
+  if (node.kind == Kind::kParameter) parameters_.push_back({step.target, node.a});
+  if (node.kind == Kind::kStep) steps_.push_back(step);
+}
+
+std::vector<double> ConstantPlan::Values(std::span<const double> parameters) const {
+  std::vector<double> values = constants_;
+  for (const Parameter& parameter : parameters_) values[parameter.place] = parameters[parameter.number];
+  for (const Instruction& step : steps_)
+    values[step.target] = ValueOf<double>(step.op, values[step.a], values[step.b], values[step.c]);
+  return values;
+}
+
+Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::span<const int> outputs,
+                int variables) {
+  const int never = builder.size();
+  std::vector<int> last_use = LastUses(builder, outputs);
+  Program program;
+  program.constant_count = plan.count();
+  program.variables = variables;
   program.registers = program.time_register() + 1;
+  std::vector<int> place(builder.size(), -1);  // register of a node
   std::vector<int> free_registers;
+  std::vector<int> rows;  // what cannot be a single number
   for (int id = 0; id < builder.size(); ++id) {
     const auto& node = builder.node(id);
-    if (last_use[id] < 0 || node.kind == Kind::kConstant) continue;
-    if (node.kind == Kind::kInput) {
-      place[id] = program.constant_count() + node.a;
+    if (last_use[id] < 0) continue;
+    if (builder.IsFixed(id)) {
+      place[id] = plan.place(id);
       continue;
     }
-    Instruction step{node.op, 0, place[node.a], 0, 0};
+    if (node.kind == Kind::kInput) {
+      place[id] = program.constant_count + node.a;
+      continue;
+    }
+    Instruction step{node.op, 0, 0, place[node.a], 0, 0};
     step.b = node.b < 0 ? step.a : place[node.b];
     step.c = node.c < 0 ? step.a : place[node.c];
+    const int fixed = (step.a < plan.count() ? 1 : 0) | (step.b < plan.count() ? 2 : 0);
+    const OperatorInfo* info = FindOperator(static_cast<int>(step.op));
+    if (info && info->role == Role::kArithmetic && info->arity == 2 && fixed < 3)
+      step.fixed = static_cast<std::uint8_t>(fixed);
+    if (step.fixed == 0) rows.insert(rows.end(), {step.a, step.b, step.c});
     for (const int operand : {node.a, node.b, node.c}) {
       if (operand < 0 || last_use[operand] != id || builder.node(operand).kind != Kind::kStep) continue;
+      if (builder.IsFixed(operand)) continue;
       free_registers.push_back(place[operand]);
       last_use[operand] = never;  // an operand that stands twice is freed once
     }
@@ -140,24 +191,34 @@ Program Extract(const FormulaBuilder& builder, const std::vector<int>& outputs, 
     program.code.push_back(step);
   }
   for (const int id : outputs) program.outputs.push_back(place[id]);
+  rows.insert(rows.end(), program.outputs.begin(), program.outputs.end());
+  std::sort(rows.begin(), rows.end());
+  rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
+  for (const int row : rows)
+    if (row < plan.count()) program.constant_rows.push_back(row);
   return program;
 }
-
-}  // namespace
 
 ShapePrograms Compile(std::span<const ShapeWord> words, int variables) {
   FormulaBuilder builder;
   const Translator::Result root = Translator(builder, variables).Translate(words);
+  const bool is_condition = root.margin >= 0;
+  std::vector<int> slopes;
+  if (!is_condition) slopes = builder.Differentiate(root.value, variables);
+  std::vector<int> results = {root.value};
+  results.insert(results.end(), slopes.begin(), slopes.end());
+  if (is_condition) results.push_back(root.margin);
+
   ShapePrograms programs;
-  programs.value = Extract(builder, {root.value}, variables);
-  if (root.margin >= 0) {
-    programs.margin = Extract(builder, {root.margin}, variables);
+  programs.constants.Need(builder, results);
+  const std::span<const int> all = results;
+  programs.value = Extract(builder, programs.constants, all.first(1), variables);
+  if (is_condition) {
+    programs.margin = Extract(builder, programs.constants, all.last(1), variables);
     return programs;
   }
-  std::vector<int> outputs = builder.Differentiate(root.value, variables);
-  for (const int slope : outputs) programs.constant_derivative.push_back(builder.IsConstant(slope));
-  outputs.insert(outputs.begin(), root.value);
-  programs.gradient = Extract(builder, outputs, variables);
+  programs.gradient = Extract(builder, programs.constants, all, variables);
+  for (const int slope : slopes) programs.constant_derivative.push_back(builder.IsFixed(slope));
   return programs;
 }
 

@@ -1,15 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
-// Straight-line register code of one shape: what the evaluator runs. Registers hold first the constants, then
-// the inputs (the shape's variables in gather order, after them the time), then intermediate results, which
-// share registers once they are no longer needed.
+// Straight-line register code: what the evaluators run. Registers hold first what is fixed (constants and what follows
+// from them), then the inputs (the shape's variables in gather order, after them the time), then intermediate results,
+// which share registers once they are no longer needed.
+//
+// Shapes that differ in literals alone share their programs: a literal is a parameter there, and what depends on
+// parameters alone is computed once a shape.
 //
 //   ShapePrograms programs = Compile(words, 3);     // words: a shape's stream with 3 variables
+//   std::vector<double> constants = programs.ConstantsFor(literals);
 //   programs.gradient.outputs                       // registers of the value and of the 3 derivatives
 #pragma once
 
 #include <span>
 #include <vector>
 
+#include "runtime/expression/formula_builder.h"
 #include "runtime/expression/operators.h"
 #include "runtime/expression/shape_word.h"
 
@@ -17,25 +22,54 @@ namespace quiver {
 
 struct Instruction {
   Operator op;
+  std::uint8_t fixed;   // of operators with two operands; bit 0: a is a constant, bit 1: b is one
   int target, a, b, c;  // registers; unused operands repeat a
 };
 
 struct Program {
-  std::vector<double> constants;
+  int constant_count = 0;
   int variables = 0;  // inputs without the time
   int registers = 0;
   std::vector<Instruction> code;
-  std::vector<int> outputs;  // registers of the results
+  std::vector<int> outputs;        // registers of the results
+  std::vector<int> constant_rows;  // constants that are outputs or operands of other steps than `fixed` tells
 
-  int constant_count() const { return static_cast<int>(constants.size()); }
-  int time_register() const { return constant_count() + variables; }
+  int time_register() const { return constant_count + variables; }
 };
+
+// The registers of constants, shared by the programs extracted from one builder.
+class ConstantPlan {
+ public:
+  // Places every fixed node that computing `outputs` reads.
+  void Need(const FormulaBuilder& builder, std::span<const int> outputs);
+  int place(int node) const { return node < static_cast<int>(place_.size()) ? place_[node] : -1; }
+  int count() const { return static_cast<int>(constants_.size()); }
+
+  // The constants for given values of the parameters.
+  std::vector<double> Values(std::span<const double> parameters) const;
+
+ private:
+  struct Parameter {
+    int place, number;
+  };
+  void Place(const FormulaBuilder& builder, int node);
+
+  std::vector<int> place_;  // by node; -1: none
+  std::vector<double> constants_;
+  std::vector<Parameter> parameters_;
+  std::vector<Instruction> steps_;  // what follows from parameters
+};
+
+// The steps that `outputs` (nodes) need, in order. The plan must hold what they need.
+Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::span<const int> outputs,
+                int variables);
 
 struct ShapePrograms {
   Program value;     // one output: the value; 1 or 0 for a condition
   Program gradient;  // equations: the value and its derivatives
   Program margin;    // conditions: distance to the switch, positive where the condition holds
   std::vector<bool> constant_derivative;  // equations: by variable
+  ConstantPlan constants;                 // of all three
 };
 
 // `words` is exactly one tree, as ShapeStore writes it.

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <bit>
 #include <cassert>
+#include <cmath>
 
 #include "runtime/expression/operators.h"
 
@@ -26,6 +27,29 @@ std::uint64_t HashOf(std::span<const ShapeWord> words) {
   return hash ^ (hash >> 32);
 }
 
+// The word behind the tree that begins at words[i].
+std::size_t EndOfTree(std::span<const ShapeWord> words, std::size_t i) {
+  int open_lists = 0;
+  for (int missing = 1; missing > 0 || open_lists > 0; ++i) {
+    if (words[i].kind() != ShapeWord::kOperator) {
+      missing -= open_lists == 0;
+      continue;
+    }
+    const OperatorInfo& info = *FindOperator(words[i].index());
+    if (info.role == Role::kList) {
+      ++open_lists;
+    } else if (info.role == Role::kEndOfList) {
+      missing -= --open_lists == 0;
+    } else if (open_lists == 0) {
+      missing += info.arity - 1;
+    }
+  }
+  return i;
+}
+
+// Small multiples of 1/2 simplify what is built from them.
+bool StaysLiteral(double value) { return std::fabs(value) <= 16 && 2 * value == std::floor(2 * value); }
+
 char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
 
 }  // namespace
@@ -38,8 +62,8 @@ bool SameText(const char* a, const char* b) {
 }
 
 bool Shape::IsLinear() const {
-  return std::find(programs.constant_derivative.begin(), programs.constant_derivative.end(), false) ==
-         programs.constant_derivative.end();
+  const std::vector<bool>& constant = programs->constant_derivative;
+  return std::find(constant.begin(), constant.end(), false) == constant.end();
 }
 
 int ShapeStore::Intern(std::span<const Token> stream, std::vector<int>& gather) {
@@ -47,15 +71,7 @@ int ShapeStore::Intern(std::span<const Token> stream, std::vector<int>& gather) 
   const std::size_t first = gather.size();
   const std::span<const ShapeWord> words(scratch_.data(), WriteWords(stream, gather));
   const std::uint64_t hash = HashOf(words);
-  if (!table_.empty()) {
-    for (std::size_t i = hash & (table_.size() - 1); table_[i].id >= 0; i = (i + 1) & (table_.size() - 1)) {
-      if (table_[i].hash != hash) continue;
-      const Key& key = keys_[table_[i].id];
-      if (key.size == words.size() && std::equal(words.begin(), words.end(), words_.begin() + key.offset)) {
-        return table_[i].id;
-      }
-    }
-  }
+  if (const int known = shape_of_.Find(words, hash); known >= 0) return known;
   return Add(words, hash, static_cast<int>(gather.size() - first));
 }
 
@@ -117,8 +133,8 @@ int ShapeStore::NumberOf(int variable, std::vector<int>& gather, std::size_t fir
 }
 
 int ShapeStore::Add(std::span<const ShapeWord> words, std::uint64_t hash, int variables) {
-  if (2 * (shapes_.size() + 1) > table_.size()) Grow();
-  const int id = size();
+  std::vector<double> parameters;
+  const int form = FormOf(words, variables, parameters);
   Shape& shape = shapes_.emplace_back();
   shape.variable_count = variables;
   if (words[0].kind() == ShapeWord::kTruth) {
@@ -127,23 +143,67 @@ int ShapeStore::Add(std::span<const ShapeWord> words, std::uint64_t hash, int va
     const Role role = FindOperator(words[0].index())->role;
     shape.is_condition = role == Role::kComparison || role == Role::kLogical;
   }
-  shape.programs = Compile(words, variables);
+  shape.form = form;
+  shape.programs = &forms_[form];
+  shape.constants = shape.programs->constants.Values(parameters);
+  return shape_of_.Add(words, hash);
+}
+
+// The form of a shape that has none yet: its literals become parameters, but for those that stay.
+int ShapeStore::FormOf(std::span<const ShapeWord> words, int variables, std::vector<double>& parameters) {
+  std::vector<ShapeWord> form(words.begin(), words.end());
+  std::vector<std::size_t> exponents;  // where exponents begin, the next one last
+  std::size_t exponent_end = 0;        // words before it belong to an exponent
+  for (std::size_t i = 0; i < form.size(); ++i) {
+    if (words[i] == ShapeWord::Code(static_cast<int>(Operator::kPower))) {
+      exponents.push_back(EndOfTree(words, i + 1));
+    }
+    while (!exponents.empty() && exponents.back() == i) {
+      exponents.pop_back();
+      exponent_end = std::max(exponent_end, EndOfTree(words, i));
+    }
+    if (i < exponent_end || words[i].kind() != ShapeWord::kLiteral || StaysLiteral(words[i].literal()))
+      continue;
+    form[i] = ShapeWord::Parameter(static_cast<int>(parameters.size()));
+    parameters.push_back(words[i].literal());
+  }
+  const std::uint64_t hash = HashOf(form);
+  if (const int known = form_of_.Find(form, hash); known >= 0) return known;
+  forms_.push_back(Compile(form, variables));
+  return form_of_.Add(form, hash);
+}
+
+int ShapeStore::Table::Find(std::span<const ShapeWord> words, std::uint64_t hash) const {
+  if (entries_.empty()) return -1;
+  const std::size_t mask = entries_.size() - 1;
+  for (std::size_t i = hash & mask; entries_[i].id >= 0; i = (i + 1) & mask) {
+    if (entries_[i].hash != hash) continue;
+    const Key& key = keys_[entries_[i].id];
+    if (key.size == words.size() && std::equal(words.begin(), words.end(), words_.begin() + key.offset))
+      return entries_[i].id;
+  }
+  return -1;
+}
+
+int ShapeStore::Table::Add(std::span<const ShapeWord> words, std::uint64_t hash) {
+  if (2 * (keys_.size() + 1) > entries_.size()) Grow();
+  const int id = static_cast<int>(keys_.size());
   keys_.push_back({words_.size(), words.size()});
   words_.insert(words_.end(), words.begin(), words.end());
-  std::size_t i = hash & (table_.size() - 1);
-  while (table_[i].id >= 0) i = (i + 1) & (table_.size() - 1);
-  table_[i] = {hash, id};
+  std::size_t i = hash & (entries_.size() - 1);
+  while (entries_[i].id >= 0) i = (i + 1) & (entries_.size() - 1);
+  entries_[i] = {hash, id};
   return id;
 }
 
-void ShapeStore::Grow() {
-  std::vector<Entry> old(std::max<std::size_t>(64, 2 * table_.size()));
-  old.swap(table_);
+void ShapeStore::Table::Grow() {
+  std::vector<Entry> old(std::max<std::size_t>(64, 2 * entries_.size()));
+  old.swap(entries_);
   for (const Entry& entry : old) {
     if (entry.id < 0) continue;
-    std::size_t i = entry.hash & (table_.size() - 1);
-    while (table_[i].id >= 0) i = (i + 1) & (table_.size() - 1);
-    table_[i] = entry;
+    std::size_t i = entry.hash & (entries_.size() - 1);
+    while (entries_[i].id >= 0) i = (i + 1) & (entries_.size() - 1);
+    entries_[i] = entry;
   }
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // A token of a shape's stream in 64 bits. A literal is its own bits; operators, variables (numbered by first
-// appearance) and settled text comparisons use bit patterns of not-a-number, which no literal has.
+// appearance), parameters (literals left open) and settled text comparisons use bit patterns of not-a-number, which no literal has.
 #pragma once
 
 #include <bit>
@@ -16,12 +16,14 @@ class ShapeWord {
     kLiteral = 0,
     kOperator = 0xFFFF0001,
     kVariable = 0xFFFF0002,
-    kTruth = 0xFFFF0003
+    kTruth = 0xFFFF0003,
+    kParameter = 0xFFFF0004
   };
 
   static ShapeWord Literal(double value) { return ShapeWord(std::bit_cast<std::uint64_t>(value)); }
   static ShapeWord Code(int code) { return ShapeWord(kOperator, static_cast<std::uint32_t>(code)); }
   static ShapeWord Variable(int number) { return ShapeWord(kVariable, static_cast<std::uint32_t>(number)); }
+  static ShapeWord Parameter(int number) { return ShapeWord(kParameter, static_cast<std::uint32_t>(number)); }
   static ShapeWord Truth(bool holds) { return ShapeWord(kTruth, holds); }
   ShapeWord() = default;
 

@@ -12,6 +12,7 @@
 #include <tuple>
 
 #include "runtime/expression/infix.h"
+#include "runtime/expression/machine.h"
 #include "runtime/expression/undefined.h"
 #include "tests/runtime/expression/trees.h"
 
@@ -90,7 +91,14 @@ TEST(Evaluator, constant_exponents_agree_with_pow) {
   }
 }
 
-TEST(Evaluator, batches_give_the_bits_of_single_instances) {
+class BatchesOn : public testing::TestWithParam<Machine> {
+ protected:
+  ~BatchesOn() override { UseMachine(WidestMachine()); }
+};
+
+TEST_P(BatchesOn, give_the_bits_of_single_instances) {
+  UseMachine(GetParam());
+  if (CurrentMachine() != GetParam()) GTEST_SKIP() << "This machine has no " << MachineName(GetParam());
   RandomTrees random(5, 6);
   Evaluator evaluator;
   for (int trial = 0; trial < 300; ++trial) {
@@ -112,6 +120,13 @@ TEST(Evaluator, batches_give_the_bits_of_single_instances) {
     }
   }
 }
+
+INSTANTIATE_TEST_SUITE_P(Every, BatchesOn,
+                         testing::Values(Machine::kBaseline, Machine::kAvx2, Machine::kAvx512),
+                         [](const auto& row) {
+                           return std::string(row.param == Machine::kAvx512 ? "Avx512"
+                                                                            : MachineName(row.param));
+                         });
 
 TEST(Evaluator, margins_and_text_comparisons) {
   const double infinity = std::numeric_limits<double>::infinity();
@@ -173,6 +188,45 @@ TEST(Shape, what_makes_a_shape_of_its_own) {
   EXPECT_FALSE(same("44 X 44 0 0", "44 X 45 0 0"));
   EXPECT_TRUE(same("5 8 \"Yes\" \"YES\" 12 X Y", "5 13 \"a\" \"b\" 12 Y X"));
   EXPECT_FALSE(same("5 8 \"Yes\" \"no\" 12 X Y", "5 8 \"Yes\" \"yes\" 12 X Y"));
+}
+
+// Literals of a form are filled in for each shape, also where a derivative or a folded constant holds them.
+TEST(Shape, forms_are_compiled_once_and_filled_in) {
+  const std::tuple<const char*, const char*, bool> cases[] = {
+      {"20 21 2.7 X 22 Y 8.4", "20 21 -3.1 U 22 V 0.3", true},
+      {"21 36 0.7 X", "21 36 0.9 X", true},
+      {"24 X 1.7", "24 X 1.8", false},  // exponents decide how a power is computed
+      {"24 24 X 1.7 2.7", "24 24 X 1.7 2.8", false},
+      {"24 19 1.7 X 2.0", "24 19 1.8 X 2.0", true},
+      {"24 44 X 17.5 0 3.3", "24 44 X 18.5 0 3.3", true},
+      {"21 2.0 X", "21 3.0 X", false},
+      {"98 17.25 X", "98 -17.25 X", true},
+      {"12 X 7.7", "12 X 8.8", true},
+  };
+  Evaluator evaluator;
+  for (const auto& [first, second, one_form] : cases) {
+    Names names;
+    ShapeStore shapes;
+    for (const char* text : {first, second}) {
+      std::vector<int> gather;
+      const Stream stream = Read(text, names);
+      const Shape& shape = shapes[shapes.Intern(stream, gather)];
+      const std::vector<double> x = {1.3, 2.4, 0.7, 1.9};
+      const auto exact = static_cast<double>(Interpret<long double>(stream, x));
+      EXPECT_NEAR(evaluator.Value(shape, gather, x), exact, 1e-14 * std::fabs(exact)) << text;
+      if (shape.is_condition) continue;
+      std::vector<double> slopes(gather.size());
+      evaluator.Gradient(shape, gather, x, slopes);
+      for (std::size_t k = 0; k < slopes.size(); ++k) {
+        auto at = [&](long double h) { return Interpret<long double>(stream, x, gather[k], h); };
+        EXPECT_NEAR(slopes[k], static_cast<double>((at(1e-6L) - at(-1e-6L)) / 2e-6L),
+                    1e-9 * (1 + std::fabs(slopes[k])))
+            << text;
+      }
+    }
+    EXPECT_EQ(shapes.size(), 2);
+    EXPECT_EQ(shapes.FormCount(), one_form ? 1 : 2) << first;
+  }
 }
 
 // Many shapes in one store, each found again under other variables, with the hash table growing meanwhile.
