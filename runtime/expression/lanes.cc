@@ -124,8 +124,9 @@ StepRunner* RunnerFor([[maybe_unused]] Machine machine) {
 
 }  // namespace
 
-void LaneEvaluator::Run(const Program& program, std::span<const double> constants,
-                        std::span<const double* const> inputs, int lanes, const EvaluationContext& context) {
+void LaneEvaluator::Start(const Program& program, std::span<const double> constants,
+                          std::span<const double* const> inputs, int lanes,
+                          const EvaluationContext& context) {
   assert(static_cast<int>(inputs.size()) == program.variables && lanes > 0 && lanes <= kLanes);
   program_ = &program;
   const auto registers = static_cast<std::size_t>(program.registers);
@@ -143,7 +144,20 @@ void LaneEvaluator::Run(const Program& program, std::span<const double> constant
   for (auto k = static_cast<std::size_t>(program.time_register()); k < registers; ++k)
     rows_[k] = scratch_[k].lane;
   std::fill_n(scratch_[program.time_register()].lane, whole, context.time);
-  RunnerFor(CurrentMachine())(program.code, rows_.data(), whole);
+  lanes_ = whole;
+}
+
+void LaneEvaluator::RunTurn(int turn) {
+  const std::span<const Instruction> code = program_->code;
+  const int begin = turn == 0 ? 0 : program_->turns[turn - 1].code_end;
+  RunnerFor(CurrentMachine())(code.subspan(begin, program_->turns[turn].code_end - begin), rows_.data(),
+                              lanes_);
+}
+
+void RunOperation(Operator op, double* target, const double* a, const double* b, const double* c, int lanes) {
+  const Instruction step{op, 0, 0, 1, 2, 3};
+  const double* const rows[] = {target, a, b, c};
+  RunnerFor(CurrentMachine())({&step, 1}, rows, RoundUpToVector(lanes));
 }
 
 void Gather(const double* x, const int* places, int stride, int lanes, double* row) {

@@ -52,13 +52,24 @@ class LaneEvaluator {
 
   // Any program; output(k) is the row of its k-th result.
   void Run(const Program& program, std::span<const double> constants, std::span<const double* const> inputs,
-           int lanes, const EvaluationContext& context = {});
+           int lanes, const EvaluationContext& context = {}) {
+    Start(program, constants, inputs, lanes, context);
+    for (std::size_t turn = 0; turn < program.turns.size(); ++turn) RunTurn(static_cast<int>(turn));
+  }
+  // The same turn by turn; a turn's results are valid until the next turn. The constants stay where they are meanwhile.
+  void Start(const Program& program, std::span<const double> constants, std::span<const double* const> inputs,
+             int lanes, const EvaluationContext& context = {});
+  void RunTurn(int turn);
 
  private:
   const Program* program_ = nullptr;  // last run
-  std::vector<const double*> rows_;   // by register
+  int lanes_ = 0;
+  std::vector<const double*> rows_;  // by register
   std::vector<Lanes> scratch_;  // intermediate results, the time, constants where an operation wants a row
 };
+
+// One operation over rows; operands that it does not have may be any row.
+void RunOperation(Operator op, double* target, const double* a, const double* b, const double* c, int lanes);
 
 // Rows of a block from values at places, and back: row[i] = x[places[i * stride]].
 void Gather(const double* x, const int* places, int stride, int lanes, double* row);

@@ -94,16 +94,19 @@ class Translator {
   std::vector<Result> stack_;
 };
 
-// Marks what the outputs need: the last node that reads each node, `never` for outputs, -1 for what nobody reads.
-std::vector<int> LastUses(const FormulaBuilder& builder, std::span<const int> outputs) {
-  const int never = builder.size();
+// When each node is read last: 2n by node n, 2n - 1 at the end of the turn before it, -1 by nobody.
+std::vector<int> LastUses(const FormulaBuilder& builder, std::span<const int> outputs,
+                          std::span<const TurnOfNodes> turns) {
   std::vector<int> last_use(builder.size(), -1);
-  for (const int id : outputs) last_use[id] = never;
+  int first = 0;
+  for (const TurnOfNodes& turn : turns) {
+    for (; first < turn.outputs_end; ++first) last_use[outputs[first]] = 2 * turn.nodes_end - 1;
+  }
   for (int id = builder.size() - 1; id >= 0; --id) {
     const auto& node = builder.node(id);
     if (last_use[id] < 0 || node.kind != Kind::kStep || builder.IsFixed(id)) continue;
     for (const int operand : {node.a, node.b, node.c}) {
-      if (operand >= 0 && last_use[operand] < 0) last_use[operand] = id;
+      if (operand >= 0) last_use[operand] = std::max(last_use[operand], 2 * id);
     }
   }
   return last_use;
@@ -112,7 +115,8 @@ std::vector<int> LastUses(const FormulaBuilder& builder, std::span<const int> ou
 }  // namespace
 
 void ConstantPlan::Need(const FormulaBuilder& builder, std::span<const int> outputs) {
-  const std::vector<int> last_use = LastUses(builder, outputs);
+  const TurnOfNodes all = {builder.size(), static_cast<int>(outputs.size())};
+  const std::vector<int> last_use = LastUses(builder, outputs, {&all, 1});
   place_.resize(builder.size(), -1);
   for (int id = 0; id < builder.size(); ++id) {
     if (last_use[id] >= 0 && builder.IsFixed(id)) Place(builder, id);
@@ -147,8 +151,13 @@ std::vector<double> ConstantPlan::Values(std::span<const double> parameters) con
 
 Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::span<const int> outputs,
                 int variables) {
-  const int never = builder.size();
-  std::vector<int> last_use = LastUses(builder, outputs);
+  const TurnOfNodes all = {builder.size(), static_cast<int>(outputs.size())};
+  return Extract(builder, plan, outputs, variables, {&all, 1});
+}
+
+Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::span<const int> outputs,
+                int variables, std::span<const TurnOfNodes> turns) {
+  std::vector<int> last_use = LastUses(builder, outputs, turns);
   Program program;
   program.constant_count = plan.count();
   program.variables = variables;
@@ -156,41 +165,48 @@ Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::sp
   std::vector<int> place(builder.size(), -1);  // register of a node
   std::vector<int> free_registers;
   std::vector<int> rows;  // what cannot be a single number
-  for (int id = 0; id < builder.size(); ++id) {
-    const auto& node = builder.node(id);
-    if (last_use[id] < 0) continue;
-    if (builder.IsFixed(id)) {
-      place[id] = plan.place(id);
-      continue;
+  auto free_if_last = [&](int id, int moment) {
+    if (id < 0 || last_use[id] != moment || builder.node(id).kind != Kind::kStep || builder.IsFixed(id))
+      return;
+    free_registers.push_back(place[id]);
+    last_use[id] = -1;  // what stands twice is freed once
+  };
+  int id = 0, handed_out = 0;
+  for (const TurnOfNodes& turn : turns) {
+    for (; id < turn.nodes_end; ++id) {
+      const auto& node = builder.node(id);
+      if (last_use[id] < 0) continue;
+      if (builder.IsFixed(id)) {
+        place[id] = plan.place(id);
+        continue;
+      }
+      if (node.kind == Kind::kInput) {
+        place[id] = program.constant_count + node.a;
+        continue;
+      }
+      Instruction step{node.op, 0, 0, place[node.a], 0, 0};
+      step.b = node.b < 0 ? step.a : place[node.b];
+      step.c = node.c < 0 ? step.a : place[node.c];
+      const int fixed = (step.a < plan.count() ? 1 : 0) | (step.b < plan.count() ? 2 : 0);
+      const OperatorInfo* info = FindOperator(static_cast<int>(step.op));
+      if (info && info->role == Role::kArithmetic && info->arity == 2 && fixed < 3)
+        step.fixed = static_cast<std::uint8_t>(fixed);
+      if (step.fixed == 0) rows.insert(rows.end(), {step.a, step.b, step.c});
+      for (const int operand : {node.a, node.b, node.c}) free_if_last(operand, 2 * id);
+      if (free_registers.empty()) {
+        step.target = program.registers++;
+      } else {
+        step.target = free_registers.back();
+        free_registers.pop_back();
+      }
+      place[id] = step.target;
+      program.code.push_back(step);
     }
-    if (node.kind == Kind::kInput) {
-      place[id] = program.constant_count + node.a;
-      continue;
-    }
-    Instruction step{node.op, 0, 0, place[node.a], 0, 0};
-    step.b = node.b < 0 ? step.a : place[node.b];
-    step.c = node.c < 0 ? step.a : place[node.c];
-    const int fixed = (step.a < plan.count() ? 1 : 0) | (step.b < plan.count() ? 2 : 0);
-    const OperatorInfo* info = FindOperator(static_cast<int>(step.op));
-    if (info && info->role == Role::kArithmetic && info->arity == 2 && fixed < 3)
-      step.fixed = static_cast<std::uint8_t>(fixed);
-    if (step.fixed == 0) rows.insert(rows.end(), {step.a, step.b, step.c});
-    for (const int operand : {node.a, node.b, node.c}) {
-      if (operand < 0 || last_use[operand] != id || builder.node(operand).kind != Kind::kStep) continue;
-      if (builder.IsFixed(operand)) continue;
-      free_registers.push_back(place[operand]);
-      last_use[operand] = never;  // an operand that stands twice is freed once
-    }
-    if (free_registers.empty()) {
-      step.target = program.registers++;
-    } else {
-      step.target = free_registers.back();
-      free_registers.pop_back();
-    }
-    place[id] = step.target;
-    program.code.push_back(step);
+    const int outputs_begin = handed_out;
+    for (; handed_out < turn.outputs_end; ++handed_out) program.outputs.push_back(place[outputs[handed_out]]);
+    for (int k = outputs_begin; k < handed_out; ++k) free_if_last(outputs[k], 2 * turn.nodes_end - 1);
+    program.turns.push_back({static_cast<int>(program.code.size()), handed_out});
   }
-  for (const int id : outputs) program.outputs.push_back(place[id]);
   rows.insert(rows.end(), program.outputs.begin(), program.outputs.end());
   std::sort(rows.begin(), rows.end());
   rows.erase(std::unique(rows.begin(), rows.end()), rows.end());

@@ -26,12 +26,18 @@ struct Instruction {
   int target, a, b, c;  // registers; unused operands repeat a
 };
 
+// A program may hand out its results in turns, so that their registers are free again for the turns that follow.
+struct Turn {
+  int code_end, outputs_end;
+};
+
 struct Program {
   int constant_count = 0;
   int variables = 0;  // inputs without the time
   int registers = 0;
   std::vector<Instruction> code;
   std::vector<int> outputs;        // registers of the results
+  std::vector<Turn> turns;         // one, unless extracted otherwise
   std::vector<int> constant_rows;  // constants that are outputs or operands of other steps than `fixed` tells
 
   int time_register() const { return constant_count + variables; }
@@ -60,9 +66,15 @@ class ConstantPlan {
   std::vector<Instruction> steps_;  // what follows from parameters
 };
 
-// The steps that `outputs` (nodes) need, in order. The plan must hold what they need.
+// The steps that `outputs` (nodes) need, in order. The plan must hold what they need. With several turns, turn t hands
+// out the outputs before turns[t].outputs_end, all of them among the nodes before turns[t].nodes_end.
 Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::span<const int> outputs,
                 int variables);
+struct TurnOfNodes {
+  int nodes_end, outputs_end;
+};
+Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::span<const int> outputs,
+                int variables, std::span<const TurnOfNodes> turns);
 
 struct ShapePrograms {
   Program value;     // one output: the value; 1 or 0 for a condition

@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: Apache-2.0
+// Evaluates copies of a group of equations, a block of copies at a time: their variables are gathered into rows, one
+// joint program runs over the rows, and results go to where the rows of the system lie.
+//
+//   Batch batch(equations, copies);
+//   batch.WriteConstantEntries(entries);
+//   for (int first = 0; first < batch.copies(); first += kLanes)
+//     batch.Run(first, x, time, residuals, entries, scratch);      // any order, any thread with its own scratch
+#pragma once
+
+#include <cstddef>
+#include <utility>
+#include <vector>
+
+#include "runtime/evaluation/equation_list.h"
+#include "runtime/evaluation/repetition.h"
+#include "runtime/expression/lanes.h"
+#include "runtime/expression/program.h"
+
+namespace quiver {
+
+// Copies of a group of equations. Those that lie one behind the other have steps, others are listed.
+struct Copies {
+  int count = 0;
+  std::vector<EquationPlace> members;  // of the first copy
+  long long equation_step = 0, gather_step = 0, entry_step = 0;
+  std::vector<EquationPlace> listed;  // groups of a single equation: of every copy; else empty
+
+  EquationPlace Place(int copy, int member) const;
+};
+
+class Batch {
+ public:
+  // What a thread needs to run batches.
+  struct Scratch {
+    LaneEvaluator evaluator;
+    std::vector<Lanes> rows;
+    std::vector<const double*> inputs;
+    std::vector<double> residuals, entries;  // of a block, before they are streamed
+    const Batch* tile_of = nullptr;          // whose constant entries `entries` holds
+  };
+
+  Batch(const EquationList& equations, const Copies& copies);
+
+  int copies() const { return copies_; }
+  int equations() const { return copies_ * equations_per_copy_; }
+
+  // Entries that are the same at every point; Run leaves them alone.
+  void WriteConstantEntries(double* entries) const;
+  // The copies from `first`, a multiple of kLanes, to the end of their block. `entries` may be null. Streamed results
+  // bypass the caches, which pays for systems that do not fit into them.
+  void Run(int first, const double* x, double time, double* residuals, double* entries, bool streamed,
+           Scratch& scratch) const;
+
+  std::size_t memory_bytes() const;
+
+ private:
+  // Equations that one program computes.
+  struct Part {
+    Program gradients, values;
+    std::vector<double> constants;
+    std::vector<Places> variables;                // of the inputs, in their order
+    std::vector<std::vector<double>> parameters;  // further inputs: literals that differ, by copy
+    std::vector<int> members;                     // by turn: offset of the residual in its copy
+    std::vector<int> entry_offsets;  // by output of `gradients`; of a turn's first, the value, -1
+  };
+  struct ConstantEntry {
+    int offset;
+    double value;
+  };
+
+  void AddPart(const EquationList& equations, const Copies& copies, const std::vector<Places>& places,
+               std::size_t first_member, std::size_t last_member, std::size_t first_place);
+  void RunPart(const Part& part, int first, int lanes, const double* x, double time, double* residuals,
+               double* entries, bool to_tile, Scratch& scratch) const;
+
+  int copies_;
+  int equations_per_copy_, entries_per_copy_;
+  Places rows_, entries_;  // of a copy's first residual and entry
+  std::vector<Part> parts_;
+  std::vector<ConstantEntry> constant_entries_;
+};
+
+}  // namespace quiver

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "runtime/evaluation/joint_formulas.h"
+
+#include <algorithm>
+
+namespace quiver {
+
+std::vector<int> JointFormulas::Add(const Program& program, std::span<const int> constants,
+                                    std::span<const int> variables) {
+  node_.assign(static_cast<std::size_t>(program.registers), -1);
+  std::copy(constants.begin(), constants.end(), node_.begin());
+  std::copy(variables.begin(), variables.end(), node_.begin() + program.constant_count);
+  node_[static_cast<std::size_t>(program.time_register())] = time_;
+  for (const Instruction& step : program.code) {
+    auto node = [this](int place) { return node_[static_cast<std::size_t>(place)]; };
+    node_[static_cast<std::size_t>(step.target)] =
+        builder_.Step(step.op, node(step.a), node(step.b), node(step.c));
+  }
+  std::vector<int> results;
+  for (const int output : program.outputs) results.push_back(node_[static_cast<std::size_t>(output)]);
+  return results;
+}
+
+}  // namespace quiver

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+// Joins the programs of several equations: what they have in common is computed once. Every step keeps its operands and
+// their order, so that each result has the bits of its own program.
+//
+//   JointFormulas joint(inputs);                     // as many as variables; the time follows them
+//   std::vector<int> results = joint.Add(*shape.programs, constants, inputs);   // nodes: value, derivatives
+#pragma once
+
+#include <span>
+#include <vector>
+
+#include "runtime/expression/shape.h"
+
+namespace quiver {
+
+class JointFormulas {
+ public:
+  explicit JointFormulas(int inputs) : inputs_(inputs), time_(builder_.Input(inputs)) {}
+
+  // `constants` and `variables` are nodes of this builder.
+  std::vector<int> Add(const Program& program, std::span<const int> constants,
+                       std::span<const int> variables);
+
+  FormulaBuilder& builder() { return builder_; }
+  const FormulaBuilder& builder() const { return builder_; }
+  int inputs() const { return inputs_; }
+
+ private:
+  FormulaBuilder builder_;
+  int inputs_, time_;
+  std::vector<int> node_;  // by register of the program being added
+};
+
+}  // namespace quiver
