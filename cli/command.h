@@ -34,6 +34,7 @@ void AddShowCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 void AddEquationsCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 void AddMapCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 void AddPropsCommand(CLI::App& program, const ProgramOptions& options, Run& run);
+void AddReportCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 void AddSolveCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 
 // One model without a file: MODEL --set NAME=VALUE... --fix NAME=VALUE... --components A,B.

@@ -6,27 +6,11 @@
 #include <fstream>
 
 #include "cli/command.h"
-#include "cli/line_chart.h"
-#include "runtime/cases/performance_map.h"
 #include "runtime/contract/error.h"
+#include "runtime/report/plots.h"
 
 namespace quiver {
 namespace {
-
-std::string WithUnit(const std::string& name, const std::string& unit) {
-  return unit.empty() ? name : fmt::format("{}, {}", name, unit);
-}
-
-LineChart ChartOf(const PerformanceMap& map) {
-  LineChart chart;
-  chart.title = fmt::format("{}: {} over {}", map.block, map.value_name, map.flow_name);
-  chart.x_label = WithUnit(map.flow_name, map.flow_unit);
-  chart.y_label = WithUnit(map.value_name, map.value_unit);
-  for (const PerformanceMap::Curve& curve : map.curves)
-    chart.series.push_back({fmt::format("{:.6g} rpm", curve.speed), curve.flow, curve.value});
-  chart.points.push_back({fmt::format("{:.6g} rpm", map.speed), map.flow, map.value});
-  return chart;
-}
 
 int DrawMaps(const ProgramOptions& options, const DirectModel& direct, const std::string& prefix) {
   CaseRun run = direct.FileOrModel(options.Libraries());
@@ -38,7 +22,7 @@ int DrawMaps(const ProgramOptions& options, const DirectModel& direct, const std
     std::string name = fmt::format("{}{}-{}.svg", prefix, map.block, map.value_name);
     std::replace(name.begin() + static_cast<long>(prefix.size()), name.end(), '/', '-');
     std::ofstream file(name);
-    file << Svg(ChartOf(map));
+    file << Svg(MapPlot(map).chart);
     if (!file.flush())
       throw Error(fmt::format("cannot write {}. Give a folder that exists with --prefix.", name));
     fmt::print("{}: {} curves, operating point {} {} at {} {}\n", name, map.curves.size(), Number(map.value),

@@ -43,6 +43,7 @@ class CaseRun {
 
   Flowsheet& flowsheet() { return flowsheet_; }
   const CaseFile& description() const { return description_; }
+  bool qualified() const { return qualified_; }
   // Sets up and emits at the first call.
   EquationSystem& System();
   SolveSummary Solve(const SolveOptions& options = {});

@@ -40,6 +40,7 @@ class MapReader {
     map.value_unit = UnitOf(value);
     map.flow = flow.RealValue();
     map.speed = speed.RealValue();
+    map.has_surge = arguments_.surge >= 0;
     if (!ValueAt(map.value)) return false;
 
     const long long curves = procedure_.ArgumentElements(arguments_.speeds);

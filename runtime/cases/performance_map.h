@@ -20,6 +20,7 @@ struct PerformanceMap {
   std::string block;  // the instance with the map
   std::string flow_name, flow_unit, value_name, value_unit;
   std::vector<Curve> curves;  // by the map's own speeds, from surge to stonewall
+  bool has_surge = false;     // the first point of a curve is where the machine surges
   double speed, flow,
       value;  // of the case, in the map's coordinates: at the reference speed where similarity laws are on
 };

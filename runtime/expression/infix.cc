@@ -140,16 +140,27 @@ bool IsVariableOrList(std::span<const Token> tree) {
 
 }  // namespace
 
+EquationForm FormOf(std::span<const Token> stream) {
+  if (!stream.empty() && IsCode(stream[0], Operator::kSubtract)) return EquationForm::kDifference;
+  if (stream.size() >= 3 && IsCode(stream[0], Operator::kAdd) && stream[1].IsLiteral() &&
+      IsVariableOrList(stream.subspan(2)))
+    return EquationForm::kValue;
+  return EquationForm::kZero;
+}
+
 std::string FormulaText(std::span<const Token> tree, const VariableName& name) {
   return Printer(tree, name).Formula();
 }
 
 std::string EquationText(std::span<const Token> stream, const VariableName& name) {
   if (stream.empty()) return "";
-  if (IsCode(stream[0], Operator::kSubtract)) return Printer(stream, name).Difference();
-  if (stream.size() >= 3 && IsCode(stream[0], Operator::kAdd) && stream[1].IsLiteral() &&
-      IsVariableOrList(stream.subspan(2))) {
-    return fmt::format("{} = {}", FormulaText(stream.subspan(2), name), 0.0 - stream[1].real);
+  switch (FormOf(stream)) {
+    case EquationForm::kDifference:
+      return Printer(stream, name).Difference();
+    case EquationForm::kValue:
+      return fmt::format("{} = {}", FormulaText(stream.subspan(2), name), 0.0 - stream[1].real);
+    case EquationForm::kZero:
+      break;
   }
   return FormulaText(stream, name) + " = 0";
 }

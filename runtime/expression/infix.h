@@ -20,7 +20,11 @@ namespace quiver {
 
 using VariableName = std::function<std::string(int place)>;
 
-// "left = right" for a difference, "x = 1" for -1 + x (x a variable or a list), "... = 0" for anything else.
+// How a stream reads as an equation: "left = right" for a difference, "x = 1" for -1 + x (x a variable or a list),
+// "... = 0" for anything else.
+enum class EquationForm { kDifference, kValue, kZero };
+EquationForm FormOf(std::span<const Token> stream);
+
 std::string EquationText(std::span<const Token> stream, const VariableName& name);
 
 // Any tree as it stands; conditions with ==, !=, <, <=, >, >=, and, or.

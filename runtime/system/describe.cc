@@ -126,7 +126,7 @@ class EquationPrinter {
     return HolderName(holder, &instance_);
   }
 
-  TokenDescription Token(const StreamToken& token) const {
+  TokenDescription Describe(const StreamToken& token) const {
     TokenDescription d{token.kind, 0, 0, 0, {}};
     switch (token.kind) {
       case StreamToken::kOperator:
@@ -134,6 +134,7 @@ class EquationPrinter {
         break;
       case StreamToken::kVariable:
         d.text = Name(*token.variable);
+        d.holder = token.variable;
         break;
       case StreamToken::kReal:
         d.real = token.real;
@@ -151,7 +152,7 @@ class EquationPrinter {
   std::vector<TokenDescription> Tokens(const EmissionRecord& record, TokenRange range) const {
     std::vector<TokenDescription> tokens;
     for (int i = range.first; i < range.first + range.count; ++i)
-      tokens.push_back(Token(record.tokens[static_cast<size_t>(i)]));
+      tokens.push_back(Describe(record.tokens[static_cast<size_t>(i)]));
     return tokens;
   }
 
@@ -218,6 +219,7 @@ class EquationPrinter {
     }
     for (long long i = 0; i < count; ++i) {
       d.text = Name(*elements[i]);
+      d.holder = elements[i];
       inputs.push_back(d);
     }
   }
@@ -226,8 +228,15 @@ class EquationPrinter {
   std::map<QV_VarParam*, std::string> references_;
 };
 
-// The infix printer's tokens: variables by their place in the list of names.
 std::string PrintTokens(const std::vector<TokenDescription>& tokens, bool equation) {
+  const std::vector<Token> stream = StreamOf(tokens);
+  const auto name = [&](int place) { return tokens[static_cast<size_t>(place)].text; };
+  return equation ? EquationText(stream, name) : FormulaText(stream, name);
+}
+
+}  // namespace
+
+std::vector<Token> StreamOf(const std::vector<TokenDescription>& tokens) {
   std::vector<Token> stream;
   for (size_t i = 0; i < tokens.size(); ++i) {
     const TokenDescription& t = tokens[i];
@@ -249,11 +258,8 @@ std::string PrintTokens(const std::vector<TokenDescription>& tokens, bool equati
         break;
     }
   }
-  const auto name = [&](int place) { return tokens[static_cast<size_t>(place)].text; };
-  return equation ? EquationText(stream, name) : FormulaText(stream, name);
+  return stream;
 }
-
-}  // namespace
 
 EquationsDescription DescribeEquations(Instance& instance) {
   InstanceRecord record;

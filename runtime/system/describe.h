@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "runtime/contract/instance.h"
+#include "runtime/expression/token.h"
 #include "runtime/system/branches.h"
 #include "runtime/system/records.h"
 
@@ -39,8 +40,11 @@ struct TokenDescription {
   int code = 0;
   long long integer = 0;
   double real = 0;
-  std::string text;  // a text literal, or a variable's name
+  std::string text;               // a text literal, or a variable's name
+  QV_VarParam* holder = nullptr;  // of a variable
 };
+// For the readers of runtime/expression: variables become their places in the list.
+std::vector<Token> StreamOf(const std::vector<TokenDescription>& tokens);
 
 struct ConditionDescription {
   std::string label;  // empty: otherwise
