@@ -4,12 +4,13 @@
 #   make run        installs what is missing, builds, solves the example cases
 #   make test       installs what is missing, builds everything, runs the tests
 #   make sanitize   the same tests under the address and undefined-behaviour sanitizers
+#   make bench      the benchmarks: a table of goals and measurements, also in bench/results.md
 #   make install    PREFIX=/usr/local DESTDIR=
 #   make format     formats the sources; make check-format only looks
 #   make lint       clang-tidy over the sources, or over FILES="cli/list.cc ..."
 #   make clean
 .DEFAULT_GOAL := run
-.PHONY: run test sanitize install format check-format lint clean dependencies products
+.PHONY: run test sanitize bench install format check-format lint clean dependencies products
 
 PREFIX ?= /usr/local
 JOBS ?= $(shell nproc)
@@ -36,6 +37,11 @@ sanitize: dependencies
 	@$(CONFIGURE) sanitize -D CMAKE_CXX_FLAGS=-Wno-maybe-uninitialized >/dev/null
 	@cmake --build --preset sanitize --parallel $(JOBS)
 	@ASAN_OPTIONS=intercept_tls_get_addr=0 ctest --preset sanitize --parallel $(JOBS)
+
+bench: dependencies
+	@$(CONFIGURE) release -D QUIVER_BUILD_BENCH=ON >/dev/null
+	@cmake --build --preset release --parallel $(JOBS) --target benches
+	@bench/run.sh build
 
 install: products
 	@cmake --install build --prefix "$(PREFIX)"

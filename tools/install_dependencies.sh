@@ -21,6 +21,7 @@ libudunits2-dev      UDUNITS-2: units on values
 libsuitesparse-dev   SuiteSparse (KLU): sparse linear systems
 libgtest-dev         GoogleTest: the tests
 libgmock-dev         GoogleMock: the tests
+libbenchmark-dev     Google Benchmark: the benchmarks
 '
 names=$(printf '%s' "$packages" | awk 'NF {print $1}')
 

@@ -340,6 +340,16 @@ std::span<const int> EquationSystem::ConditionVariables(int equation) const {
           static_cast<size_t>(condition_start_[e + 1] - condition_start_[e])};
 }
 
+int EquationSystem::CurrentShape(int equation) const {
+  const Alternative& alternative = alternatives_[static_cast<size_t>(At(equation).current_alternative)];
+  return At(equation).current < 0 ? -1 : alternative.shape;
+}
+std::span<const int> EquationSystem::CurrentGather(int equation) const {
+  const Alternative& alternative = alternatives_[static_cast<size_t>(At(equation).current_alternative)];
+  return {gather_.data() + alternative.gather,
+          static_cast<size_t>(shapes_[alternative.shape].variable_count)};
+}
+
 bool EquationSystem::EvaluateCall(Call& call, const double* x) {
   if (call.stamp == stamp_) return !call.failed;
   call.stamp = stamp_;

@@ -66,6 +66,10 @@ class EquationSystem final : public NonlinearProblem {
   std::vector<double> StartValues() const;
   void Store(std::span<const double> x);
 
+  // The alternative in use as a shape with its variables; -1 for an output of a procedure, or if none holds.
+  int CurrentShape(int equation) const;
+  std::span<const int> CurrentGather(int equation) const;
+
   Flowsheet& flowsheet() const { return *flowsheet_; }
   const ShapeStore& shapes() const { return shapes_; }
 
