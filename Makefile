@@ -16,8 +16,8 @@ PREFIX ?= /usr/local
 JOBS ?= $(shell nproc)
 CCACHE := $(if $(shell command -v ccache),-D CMAKE_CXX_COMPILER_LAUNCHER=ccache)
 CONFIGURE = cmake $(CCACHE) --log-level=WARNING --preset
-# A model's text keeps its own layout (one equation, one line), so the formatter leaves models/<field> alone.
-FORMATTED = git ls-files -z '*.h' '*.cc' ':!models/*/*'
+# A model's text keeps its own layout (one equation, one line), so the formatter leaves models/<field> and blocks alone.
+FORMATTED = git ls-files -z '*.h' '*.cc' ':!models/*/*' ':!blocks/*'
 
 run: products
 	@tools/run_examples.sh build/bin/quiver

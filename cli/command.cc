@@ -54,7 +54,7 @@ bool LooksLikeFile(const std::string& target) {
 }
 }  // namespace
 
-CaseRun DirectModel::FileOrModel(const ModelLibrary& library) const {
+CaseRun DirectModel::FileOrModel(const ModelSource& library) const {
   const bool from_file = !library.Find(model) && LooksLikeFile(model);
   return CaseRun(library, from_file ? ReadCaseFile(model) : Case(), from_file);
 }
@@ -88,7 +88,7 @@ void AddModelCommand(CLI::App& program, const ProgramOptions& options, Run& run,
   command->add_flag("--json", *json, "One JSON document on standard output");
   command->callback([=, &options, &run] {
     run = [=, &options] {
-      const ModelLibrary& library = options.Libraries();
+      const ModelSource& library = options.Libraries();
       CaseRun built(library, direct->Case(), false);
       print(built, *library.Find(direct->model), *json);
       return 0;

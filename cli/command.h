@@ -20,10 +20,11 @@ namespace quiver {
 
 // Options before the command: which libraries.
 struct ProgramOptions {
-  std::string model_library;
+  std::vector<std::string> model_libraries;
+  bool bare = false;
   std::vector<std::string> routine_folders;
 
-  const ModelLibrary& Libraries() const { return UseLibraries({model_library, routine_folders}); }
+  const ModelLibraries& Libraries() const { return UseLibraries({model_libraries, bare, routine_folders}); }
 };
 
 using Run = std::function<int()>;
@@ -46,7 +47,7 @@ struct DirectModel {
   // A case of one block. Throws CaseError for values that cannot be read.
   CaseFile Case() const;
   // `model` may also name a case file.
-  CaseRun FileOrModel(const ModelLibrary& library) const;
+  CaseRun FileOrModel(const ModelSource& library) const;
 };
 void AddDirectOptions(CLI::App& command, DirectModel& direct, bool solving);
 

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 
 #include "cli/command.h"
 #include "cli/json_output.h"
@@ -16,30 +17,47 @@
 namespace quiver {
 namespace {
 
-void ListModels(const ModelLibrary& library, bool json) {
+void ListModels(const ModelLibraries& libraries, bool json) {
   Json rows = Json::array();
-  std::vector<std::vector<std::string>> table = {{"model", "identity", "specified"}};
-  for (const QV_ModelRow& row : library.models()) {
-    const std::string specified = row.specified;
-    const Json value = specified == "true"    ? Json(true)
-                       : specified == "false" ? Json(false)
-                                              : Json(specified);
-    rows.push_back({{"name", row.name}, {"identity", row.identity}, {"specified", value}});
-    std::string identity = row.identity;
-    identity[identity.find('\t')] = ' ';
-    table.push_back({row.name, identity,
-                     specified == "true"    ? "yes"
-                     : specified == "false" ? "no"
-                                            : specified});
-  }
+  std::vector<std::vector<std::string>> table = {{"model", "identity", "specified", "library"}};
+  for (const auto& library : libraries.all())
+    for (const QV_ModelRow& row : library->models()) {
+      const std::string file = library->path().filename().string(), specified = row.specified;
+      const Json value = specified == "true"    ? Json(true)
+                         : specified == "false" ? Json(false)
+                                                : Json(specified);
+      rows.push_back(
+          {{"name", row.name}, {"identity", row.identity}, {"specified", value}, {"library", file}});
+      std::string identity = row.identity;
+      identity[identity.find('\t')] = ' ';
+      table.push_back({row.name, identity,
+                       specified == "true"    ? "yes"
+                       : specified == "false" ? "no"
+                                              : specified,
+                       file});
+    }
   if (json) return Print(rows);
-  fmt::print("{}", Table(table, {false, false, false}));
-  fmt::print("\n{} models. Those marked \"no\" exist by name and declare nothing.\n",
-             library.models().size());
+  fmt::print("{}", Table(table, {false, false, false, false}));
+  fmt::print("\n{} models of {} librar{}. Those marked \"no\" exist by name and declare nothing.\n",
+             rows.size(), libraries.all().size(), libraries.all().size() == 1 ? "y" : "ies");
 }
 
-void ListProcedures(const ModelLibrary& library, bool json) {
-  std::vector<QV_ProcedureRow> all(library.procedures().begin(), library.procedures().end());
+// The rows of one table of all libraries; what two of them share, once.
+template <class Row>
+std::vector<Row> AllRows(const ModelLibraries& libraries, std::span<const Row> (ModelLibrary::*rows)() const,
+                         const char* Row::*name) {
+  std::vector<Row> all;
+  for (const auto& library : libraries.all())
+    for (const Row& row : ((*library).*rows)()) {
+      const auto same = [&](const Row& known) { return std::string_view(known.*name) == row.*name; };
+      if (std::none_of(all.begin(), all.end(), same)) all.push_back(row);
+    }
+  return all;
+}
+
+void ListProcedures(const ModelLibraries& libraries, bool json) {
+  std::vector<QV_ProcedureRow> all =
+      AllRows(libraries, &ModelLibrary::procedures, &QV_ProcedureRow::class_name);
   const size_t of_library = all.size();
   long long host_count = 0;
   const QV_ProcedureRow* host_rows = HostProcedureRows(&host_count);
@@ -103,10 +121,12 @@ PlainValue PlainOf(const QV_Value* value) {
   return {};
 }
 
-void ListTypes(const ModelLibrary& library, bool json) {
+void ListTypes(const ModelLibraries& libraries, bool json) {
+  const std::vector<QV_OptionTypeRow> types =
+      AllRows(libraries, &ModelLibrary::option_types, &QV_OptionTypeRow::name);
   Json rows = Json::array();
   std::vector<std::vector<std::string>> table = {{"type", "default", "valid values or bounds", "unit"}};
-  for (const QV_OptionTypeRow& row : library.option_types()) {
+  for (const QV_OptionTypeRow& row : types) {
     const std::unique_ptr<QV_Type> holder(row.create());
     QV_VOLUME volume(
         true);  // the one base with defaults of its own: what a type inherits from it is not overridden
@@ -143,7 +163,7 @@ void ListTypes(const ModelLibrary& library, bool json) {
   }
   if (json) return Print(rows);
   fmt::print("{}", Table(table, {false, false, false, false}));
-  fmt::print("\n{} types.\n", library.option_types().size());
+  fmt::print("\n{} types.\n", types.size());
 }
 
 void ListOperators(bool json) {
@@ -176,10 +196,10 @@ void AddListCommand(CLI::App& program, const ProgramOptions& options, Run& run) 
         ListOperators(*json);
         return 0;
       }
-      const ModelLibrary& library = options.Libraries();
-      if (*what == "models") ListModels(library, *json);
-      if (*what == "procedures") ListProcedures(library, *json);
-      if (*what == "types") ListTypes(library, *json);
+      const ModelLibraries& libraries = options.Libraries();
+      if (*what == "models") ListModels(libraries, *json);
+      if (*what == "procedures") ListProcedures(libraries, *json);
+      if (*what == "types") ListTypes(libraries, *json);
       return 0;
     };
   });

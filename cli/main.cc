@@ -13,8 +13,12 @@ int main(int argc, char** argv) {
   quiver::Run run;
   program.set_version_flag("--version", std::string("quiver ") + quiver::Version());
   program.require_subcommand(1);
-  program.add_option("--library", options.model_library, "Another model library than the one installed")
-      ->type_name("FILE");
+  program
+      .add_option("--library", options.model_libraries, "One more model library; may be given several times")
+      ->type_name("FILE")
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  program.add_flag("--bare", options.bare, "Without the model libraries that are installed");
   program.add_option("--routines", options.routine_folders, "Folder of routine libraries, searched first")
       ->type_name("DIR");
   quiver::AddListCommand(program, options, run);

@@ -18,9 +18,9 @@ add_library(quiver_frame_archive STATIC
 set_target_properties(quiver_frame_archive PROPERTIES OUTPUT_NAME quiver_frame LINKER_LANGUAGE CXX)
 
 # All that is installed, and nothing that is only tested.
-add_custom_target(products DEPENDS quiver quiver_host quiver_models quiver_frame_archive corvanta brisolt)
+add_custom_target(products DEPENDS quiver quiver_host quiver_models quiver_blocks quiver_frame_archive corvanta brisolt)
 
-install(TARGETS quiver quiver_host quiver_models quiver_frame_archive
+install(TARGETS quiver quiver_host quiver_models quiver_blocks quiver_frame_archive
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})

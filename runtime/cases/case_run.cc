@@ -15,7 +15,7 @@
 
 namespace quiver {
 
-CaseRun::CaseRun(const ModelLibrary& library, CaseFile description, bool qualified)
+CaseRun::CaseRun(const ModelSource& library, CaseFile description, bool qualified)
     : description_(std::move(description)), qualified_(qualified), flowsheet_(library) {
   flowsheet_.SetComponents(description_.components);
   std::vector<CaseFault> faults;
@@ -137,6 +137,11 @@ void CaseRun::CollectValues(Instance& instance, std::vector<NamedValue>& values)
     if (property.kind == PropertyKind::kGlobal || property.kind == PropertyKind::kStructureReference)
       continue;
     QV_Type* object = instance.Object(static_cast<int>(i));
+    if (property.kind == PropertyKind::kExternal) {  // the owner's own is told with the owner
+      auto* holder = dynamic_cast<QV_VarParam*>(object);
+      const Instance* holding = holder ? InstanceHolding(*holder) : nullptr;
+      if (holding && holding != &instance) continue;
+    }
     if (auto* array = dynamic_cast<QV_ArrayBase*>(object)) {
       for (long long e = 0; e < array->Count(); ++e)
         if (auto* holder = dynamic_cast<QV_VarParam*>(&array->At(e))) add(*holder, property.description);

@@ -39,7 +39,7 @@ struct StreamState {
 class CaseRun {
  public:
   // Constructs, sizes and assigns. `qualified`: values carry the block's name.
-  CaseRun(const ModelLibrary& library, CaseFile description, bool qualified = true);
+  CaseRun(const ModelSource& library, CaseFile description, bool qualified = true);
 
   Flowsheet& flowsheet() { return flowsheet_; }
   const CaseFile& description() const { return description_; }

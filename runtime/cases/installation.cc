@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "runtime/contract/error.h"
 #include "runtime/modeller/property_routines.h"
 #include "runtime/plugin/routine_library.h"
 
@@ -13,21 +14,28 @@ std::filesystem::path FolderOfHost() {
   return SharedLibrary::FolderOf(reinterpret_cast<const void*>(&Version));
 }
 
+// The model library, and blocks of our own making built from its models.
+constexpr const char* kInstalled[] = {"quiver_models", "quiver_blocks"};
+
 }  // namespace
 
 const char* Version() { return QUIVER_VERSION; }
 
-const ModelLibrary& UseLibraries(const LibraryPaths& paths) {
+const ModelLibraries& UseLibraries(const LibraryPaths& paths) {
   // Kept to the end of the process: instances hold code of the library, procedures addresses of routines.
-  static std::vector<std::unique_ptr<ModelLibrary>> opened;
+  static std::vector<std::unique_ptr<ModelLibraries>> opened;
   static std::vector<std::unique_ptr<RoutineLibraries>> routines;
   std::vector<std::string> folders = paths.routines;
   folders.push_back(FolderOfHost().string());
   routines.push_back(std::make_unique<RoutineLibraries>(folders));
   RegisterPropertyRoutines(*routines.back());
   InstallRoutineProvider(routines.back().get());
-  opened.push_back(std::make_unique<ModelLibrary>(
-      paths.models.empty() ? FolderOfHost() / SharedLibrary::FileName("quiver_models") : paths.models));
+  auto libraries = std::make_unique<ModelLibraries>();
+  if (!paths.bare)
+    for (const char* name : kInstalled) libraries->Add(FolderOfHost() / SharedLibrary::FileName(name));
+  for (const std::string& path : paths.models) libraries->Add(path);
+  if (libraries->all().empty()) throw Error("there is no model library: name one with --library FILE.");
+  opened.push_back(std::move(libraries));
   return *opened.back();
 }
 

@@ -11,14 +11,16 @@
 namespace quiver {
 
 struct LibraryPaths {
-  std::filesystem::path models;       // empty: the model library beside the host
+  std::vector<std::string> models;    // further model libraries
+  bool bare = false;                  // without those beside the host
   std::vector<std::string> routines;  // folders searched before the one beside the host
 };
 
 const char* Version();
 
-// Opens the model library and makes the routine libraries available to procedures, for the rest of the process.
-const ModelLibrary& UseLibraries(const LibraryPaths& paths = {});
+// Opens the model libraries and makes the routine libraries available to procedures, for the rest of the process. Throws Error
+// when a library cannot be opened, and when none is left.
+const ModelLibraries& UseLibraries(const LibraryPaths& paths = {});
 // Whether a procedure's routine exists in the libraries in use.
 bool IsImplemented(const char* library, const char* routine);
 

@@ -21,7 +21,8 @@ struct Bounds {
 };
 
 struct HostAccess {
-  static constexpr unsigned char kVariableFlag = 1, kGlobalFlag = 2, kUserSpecFlag = 4;
+  static constexpr unsigned char kVariableFlag = 1, kGlobalFlag = 2, kUserSpecFlag = 4, kOwnerValueFlag = 16,
+                                 kOwnerSpecFlag = 32;  // 8: kHasValueFlag
   using Kind = QV_VarParam::Kind;
   static constexpr Kind kReal = QV_VarParam::kReal, kInteger = QV_VarParam::kInteger,
                         kText = QV_VarParam::kText, kLogical = QV_VarParam::kLogical,

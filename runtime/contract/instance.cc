@@ -310,6 +310,23 @@ std::string HolderName(QV_VarParam& holder, const Instance* within) {
 
 std::string QualifiedName(QV_VarParam& holder) { return HolderName(holder, nullptr); }
 
+const Instance* InstanceHolding(QV_VarParam& holder) {
+  QV_Type* parent = HostAccess::Parent(holder);
+  if (!parent || HostAccess::HasFlag(holder, HostAccess::kGlobalFlag)) return nullptr;
+  if (auto* array = dynamic_cast<QV_ArrayBase*>(parent)) parent = HostAccess::Parent(*array);
+  return parent ? HostAccess::InstanceOf(static_cast<QV_Container&>(*parent)) : nullptr;
+}
+
+bool AdmitAssignment(QV_VarParam& holder, unsigned char owner_flag) {
+  const Instance* assigning = ThisThread().instance;
+  const Instance* own = assigning ? InstanceHolding(holder) : nullptr;
+  if (!own) return true;
+  if (own == assigning) return !HostAccess::HasFlag(holder, owner_flag);
+  for (const Instance* above = own->parent; above; above = above->parent)
+    if (above == assigning) HostAccess::SetFlag(holder, owner_flag);
+  return true;
+}
+
 bool AdmitGlobalAssignment(QV_VarParam& holder, const QV_Value& value) {
   const Current& current = ThisThread();
   if (!current.scope) return true;

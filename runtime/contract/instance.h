@@ -106,7 +106,12 @@ inline constexpr const char* kUnnamedArray = "";
 int SetFromValue(QV_VarParam& holder, const QV_Value& value, Origin origin);
 void GiveTypeDefault(QV_VarParam& holder);
 bool HasValue(const QV_VarParam& holder);
+const Instance* InstanceHolding(QV_VarParam& holder);  // null for a global and for what nobody has declared
 bool AdmitGlobalAssignment(QV_VarParam& holder, const QV_Value& value);
+// Whether the instance whose assignments run may assign to the holder: what an owner assigns to its sub-model stays when the
+// sub-model's own defaults, which come later, would say otherwise. Of two owners the nearer one, which comes later, has its way.
+// `owner_flag` remembers it, for the value or for the specification kind.
+bool AdmitAssignment(QV_VarParam& holder, unsigned char owner_flag);
 std::string DescribeValue(const QV_Value& value);
 
 }  // namespace quiver

@@ -80,7 +80,9 @@ class AttributeTarget final : public QV_VarParamProp {
                                                     : 0;
       if (kind != QV_SPEC_COMPUTED && kind != QV_SPEC_GIVEN)
         return Refuse(*holder_, "a specification is computed (1) or given (4).");
-      if (!HostAccess::HasFlag(*holder_, HostAccess::kUserSpecFlag)) HostAccess::SetSpec(*holder_, kind);
+      if (!HostAccess::HasFlag(*holder_, HostAccess::kUserSpecFlag) &&
+          quiver::AdmitAssignment(*holder_, HostAccess::kOwnerSpecFlag))
+        HostAccess::SetSpec(*holder_, kind);
       return 0;
     }
     if (std::isnan(number)) return Refuse(*holder_, "a bound must be a number.");
@@ -208,6 +210,7 @@ int QV_VarParam::Assign(QV_Value* value) {
     return 0;  // the user's and the solution's stay
   if (HostAccess::HasFlag(*this, HostAccess::kGlobalFlag) && !quiver::AdmitGlobalAssignment(*this, *value))
     return 0;
+  if (!quiver::AdmitAssignment(*this, HostAccess::kOwnerValueFlag)) return 0;
   return quiver::SetFromValue(*this, *value, Origin::kAssignment);
 }
 

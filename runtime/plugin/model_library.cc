@@ -19,6 +19,10 @@ std::span<const Row> Rows(const SharedLibrary& library, const char* symbol) {
   return {rows, static_cast<size_t>(count)};
 }
 
+Error UnknownModel(std::string_view model, const std::vector<std::string>& names) {
+  return Error(fmt::format("unknown model {}: {}", model, Suggest(model, names)));
+}
+
 }  // namespace
 
 ModelLibrary::ModelLibrary(const std::filesystem::path& path)
@@ -46,7 +50,7 @@ std::vector<std::string> ModelLibrary::ModelNames() const {
 
 QV_ModelType* ModelLibrary::Create(std::string_view model) const {
   const QV_ModelRow* row = Find(model);
-  if (!row) throw Error(fmt::format("unknown model {}: {}", model, Suggest(model, ModelNames())));
+  if (!row) throw UnknownModel(model, ModelNames());
   const std::string name = row->name;
   const auto* block =
       static_cast<const QV_CompatibilityBlock*>(library_.Find(("_Compatibility" + name).c_str()));
@@ -68,6 +72,43 @@ QV_ModelType* ModelLibrary::Create(std::string_view model) const {
     throw Error(fmt::format("model {} could not be constructed.", name));
   }
   return created;
+}
+
+void ModelLibraries::Add(const std::filesystem::path& path) {
+  std::error_code unreadable;
+  for (const auto& open : libraries_)
+    if (std::filesystem::equivalent(open->path(), path, unreadable)) return;
+  auto library = std::make_unique<ModelLibrary>(path);
+  for (const QV_ModelRow& row : library->models())
+    if (const ModelLibrary* other = LibraryOf(row.name))
+      throw Error(fmt::format(
+          "{} and {} both have a model {}. Use one of the two: --bare leaves out the libraries installed.",
+          other->path().string(), path.string(), row.name));
+  libraries_.push_back(std::move(library));
+}
+
+const ModelLibrary* ModelLibraries::LibraryOf(std::string_view model) const {
+  for (const auto& library : libraries_)
+    if (library->Find(model)) return library.get();
+  return nullptr;
+}
+
+const QV_ModelRow* ModelLibraries::Find(std::string_view model) const {
+  const ModelLibrary* library = LibraryOf(model);
+  return library ? library->Find(model) : nullptr;
+}
+
+std::vector<std::string> ModelLibraries::ModelNames() const {
+  std::vector<std::string> names;
+  for (const auto& library : libraries_)
+    for (const QV_ModelRow& row : library->models()) names.emplace_back(row.name);
+  return names;
+}
+
+QV_ModelType* ModelLibraries::Create(std::string_view model) const {
+  const ModelLibrary* library = LibraryOf(model);
+  if (!library) throw UnknownModel(model, ModelNames());
+  return library->Create(model);
 }
 
 }  // namespace quiver

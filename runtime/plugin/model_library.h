@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-// A model library: opened by path, its types created by name.
+// Model libraries: opened by path, their types created by name. Several together answer as one.
 //
 //   ModelLibrary library(path);   QV_ModelType* psv = library.Create("PSV_SIMPLE");   // carries one reference
+//   ModelLibraries all;   all.Add(path);   all.Add(another);   all.LibraryOf("PSV_SIMPLE")->path();
 #pragma once
 
 #include <filesystem>
+#include <memory>
 #include <span>
 #include <string>
 #include <vector>
@@ -15,7 +17,19 @@
 
 namespace quiver {
 
-class ModelLibrary {
+// Where a flowsheet's models come from.
+class ModelSource {
+ public:
+  virtual ~ModelSource() = default;
+  virtual const QV_ModelRow* Find(
+      std::string_view model) const = 0;  // letter case ignored; null when unknown
+  virtual std::vector<std::string> ModelNames() const = 0;
+  // Checks the type's compatibility block, then calls its factory. Throws Error: unknown name (with a suggestion),
+  // another version of the contract, or a construction that failed.
+  virtual QV_ModelType* Create(std::string_view model) const = 0;
+};
+
+class ModelLibrary : public ModelSource {
  public:
   // Throws Error when it cannot be opened or lacks its list of models.
   explicit ModelLibrary(const std::filesystem::path& path);
@@ -23,12 +37,9 @@ class ModelLibrary {
   std::span<const QV_ModelRow> models() const { return models_; }
   std::span<const QV_ProcedureRow> procedures() const { return procedures_; }
   std::span<const QV_OptionTypeRow> option_types() const { return option_types_; }
-  const QV_ModelRow* Find(std::string_view model) const;  // letter case ignored; null when unknown
-  std::vector<std::string> ModelNames() const;
-
-  // Checks the type's compatibility block, then calls its factory. Throws Error: unknown name (with a suggestion),
-  // another version of the contract, or a construction that failed.
-  QV_ModelType* Create(std::string_view model) const;
+  const QV_ModelRow* Find(std::string_view model) const override;
+  std::vector<std::string> ModelNames() const override;
+  QV_ModelType* Create(std::string_view model) const override;
 
   const std::filesystem::path& path() const { return library_.path(); }
 
@@ -37,6 +48,22 @@ class ModelLibrary {
   std::span<const QV_ModelRow> models_;
   std::span<const QV_ProcedureRow> procedures_;
   std::span<const QV_OptionTypeRow> option_types_;
+};
+
+class ModelLibraries : public ModelSource {
+ public:
+  // Opens one more; a file that is open already is left as it is. Throws Error as ModelLibrary does, and when a model's name is
+  // taken by another library: nothing could tell then which of the two is meant.
+  void Add(const std::filesystem::path& path);
+
+  const std::vector<std::unique_ptr<ModelLibrary>>& all() const { return libraries_; }  // in the order of Add
+  const ModelLibrary* LibraryOf(std::string_view model) const;                          // null when unknown
+  const QV_ModelRow* Find(std::string_view model) const override;
+  std::vector<std::string> ModelNames() const override;
+  QV_ModelType* Create(std::string_view model) const override;
+
+ private:
+  std::vector<std::unique_ptr<ModelLibrary>> libraries_;
 };
 
 }  // namespace quiver

@@ -24,7 +24,7 @@ namespace quiver {
 
 class Flowsheet {
  public:
-  explicit Flowsheet(const ModelLibrary& library) : library_(&library) {}
+  explicit Flowsheet(const ModelSource& library) : library_(&library) {}
   Flowsheet(const Flowsheet&) = delete;
   Flowsheet& operator=(const Flowsheet&) = delete;
   ~Flowsheet();
@@ -54,7 +54,7 @@ class Flowsheet {
  private:
   void GiveComponents(Instance& instance);
 
-  const ModelLibrary* library_;
+  const ModelSource* library_;
   Scope scope_;
   std::vector<std::string> components_;
   std::vector<QV_ModelType*> objects_;                  // one reference each

@@ -20,6 +20,14 @@ std::vector<std::string> Keys(const Json& object, size_t first) {
   return keys;
 }
 
+std::string SharedLibraryName(const std::string& name) {
+#if defined(_WIN32)
+  return "lib" + name + ".dll";
+#else
+  return "lib" + name + ".so";
+#endif
+}
+
 Json Document(const std::vector<std::string>& arguments) {
   const Answer answer = Quiver(arguments);
   EXPECT_EQ(answer.status, 0) << answer.err;
@@ -29,10 +37,14 @@ Json Document(const std::vector<std::string>& arguments) {
 
 TEST(List, ModelsAreTheCatalogueAndSayWhatTheyDeclare) {
   const Json models = Document({"list", "models", "--json"});
-  EXPECT_EQ(models.size(), 79u);
-  std::set<std::string> names, structures;
+  std::set<std::string> names, structures, blocks;
   for (const Json& model : models) {
-    EXPECT_THAT(Keys(model, 3), ElementsAre("name", "identity", "specified"));
+    EXPECT_THAT(Keys(model, 4), ElementsAre("name", "identity", "specified", "library"));
+    if (model["library"].get<std::string>().find("quiver_blocks") != std::string::npos) {
+      EXPECT_EQ(model["specified"], true);
+      blocks.insert(model["name"]);
+      continue;
+    }
     const std::string name = model["name"], identity = model["identity"];
     names.insert(name);
     if (identity.starts_with("Structure ")) structures.insert(name);
@@ -44,11 +56,39 @@ TEST(List, ModelsAreTheCatalogueAndSayWhatTheyDeclare) {
     EXPECT_EQ(properties.empty(), model["specified"] == false) << name;
   }
   EXPECT_EQ(names.size(), 79u);
+  EXPECT_THAT(blocks, ElementsAre("COMPRESSOR", "FEED", "PUMP", "VALVE"));
   EXPECT_THAT(structures, ElementsAre("FRGLOBAL", "FRGLOBAL2", "ZNGLOBAL"));
   for (const Json& model : models)
     if (model["name"] == "PSV_SIMPLE" || model["name"] == "PIPEFITTINGS") {
       EXPECT_EQ(model["specified"], true);
     }
+}
+
+// Libraries named on the command line come on top; a name that two of them have would leave open which is meant.
+TEST(List, LibrariesAddUpAndMustNotClash) {
+  const auto library = [](const char* folder, const std::string& name) {
+    return std::string(QUIVER_BUILD_DIR) + folder + SharedLibraryName(name);
+  };
+  const std::string models = library("/lib/", "quiver_models");
+  const size_t all = Document({"list", "models", "--json"}).size();
+  EXPECT_EQ(Document({"--library", models, "list", "models", "--json"}).size(), all);
+  const Json alone = Document({"--bare", "--library", models, "list", "models", "--json"});
+  EXPECT_EQ(alone.size(), 79u);
+  EXPECT_EQ(Quiver({"--bare", "list", "models"}).status, 2);
+
+  const std::string copy = library("/tests/", "copy_of_models");
+  std::filesystem::copy_file(models, copy, std::filesystem::copy_options::overwrite_existing);
+  const Answer clash = Quiver({"--library", copy, "list", "models"});
+  EXPECT_EQ(clash.status, 2);
+  EXPECT_THAT(clash.err, HasSubstr("both have a model"));
+  EXPECT_EQ(Document({"--bare", "--library", copy, "list", "models", "--json"}), Json::parse([&] {
+              std::string text = alone.dump();
+              const std::string from = SharedLibraryName("quiver_models"),
+                                to = SharedLibraryName("copy_of_models");
+              for (size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size())
+                text.replace(at, from.size(), to);
+              return text;
+            }()));
 }
 
 TEST(List, ProceduresAgreeWithTheirOwnCounts) {

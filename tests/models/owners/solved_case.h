@@ -29,12 +29,13 @@ class SolvedCase {
     if (found == values_.end()) ADD_FAILURE() << "no variable " << name;
     return found == values_.end() ? 0 : found->second;
   }
+  CaseRun& run() { return run_; }
   std::string Why() const { return summary_.failures.empty() ? "" : summary_.failures.front().reason; }
   bool converged = false;
 
  private:
-  static const ModelLibrary& Library() {
-    static const ModelLibrary& library = UseLibraries();
+  static const ModelSource& Library() {
+    static const ModelSource& library = UseLibraries();
     return library;
   }
   CaseRun run_;
