@@ -36,6 +36,8 @@ void AddEquationsCommand(CLI::App& program, const ProgramOptions& options, Run& 
 void AddMapCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 void AddPropsCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 void AddReportCommand(CLI::App& program, const ProgramOptions& options, Run& run);
+// The curves of a solved case below each other in one SVG file. The case cannot be solved again afterwards.
+void WritePlots(CaseRun& run, const std::string& file);
 void AddSolveCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 
 // One model without a file: MODEL --set NAME=VALUE... --fix NAME=VALUE... --components A,B.

@@ -48,7 +48,7 @@ ReportProvenance ProvenanceOf(const ReportRequest& request, CaseRun& run) {
   ReportProvenance from{std::string("quiver ") + Version(), ReportDate(), {}};
   if (run.qualified()) {
     from.sources.emplace_back("Case file", std::filesystem::path(request.direct.model).filename().string());
-    from.sources.emplace_back("SHA-256 of the case file", Sha256(TextOfFile(request.direct.model)));
+    from.sources.emplace_back("SHA-256 of the case file", Sha256Of(TextOfFile(request.direct.model)));
   } else {
     std::string command = "quiver report " + request.direct.model;
     const auto add = [&](const char* option, const std::vector<std::string>& values) {
@@ -126,6 +126,20 @@ int WriteReport(const ProgramOptions& options, const ReportRequest& request) {
 }
 
 }  // namespace
+
+void WritePlots(CaseRun& run, const std::string& file) {
+  std::vector<LineChart> charts;
+  for (const Plot& plot : CurvePlots(run).plots) charts.push_back(plot.chart);
+  for (const Plot& plot : MapPlots(run)) charts.push_back(plot.chart);
+  if (charts.empty())
+    throw Error(
+        "--plot: no model of this case has a curve to draw (relief devices, fire, valves and performance "
+        "maps have).");
+  std::ofstream out(file, std::ios::binary);
+  out << Svg(charts);
+  if (!out.flush())
+    throw Error(fmt::format("--plot: cannot write {}. Name a file in a folder that exists.", file));
+}
 
 void AddReportCommand(CLI::App& program, const ProgramOptions& options, Run& run) {
   CLI::App* command = program.add_subcommand(

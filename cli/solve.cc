@@ -100,7 +100,7 @@ void PrintResult(CaseRun& run, const SolveSummary& summary, bool converged) {
     fmt::print("\n{} more variables take no part in any equation of this case.\n", all.size() - rows.size());
 }
 
-int Solve(const ProgramOptions& options, const DirectModel& direct, bool json) {
+int Solve(const ProgramOptions& options, const DirectModel& direct, bool json, const std::string& plot) {
   CaseRun run = direct.FileOrModel(options.Libraries());
   const SolveSummary summary = run.Solve();
   const bool converged = summary.outcome == SolveOutcome::kConverged;
@@ -112,6 +112,9 @@ int Solve(const ProgramOptions& options, const DirectModel& direct, bool json) {
   for (const std::string& note : run.flowsheet().scope().notes) fmt::print(stderr, "note: {}\n", note);
   for (const SolveFailure& note : summary.notes) fmt::print(stderr, "note: {}\n", note.reason);
   for (const SolveFailure& failure : summary.failures) fmt::print(stderr, "quiver: {}\n", failure.reason);
+  if (!plot.empty() && converged) WritePlots(run, plot);
+  if (!plot.empty() && !converged)
+    fmt::print(stderr, "quiver: {} is not written, because there is no solution to draw.\n", plot);
   return converged ? 0 : 1;
 }
 
@@ -122,10 +125,16 @@ void AddSolveCommand(CLI::App& program, const ProgramOptions& options, Run& run)
       program.add_subcommand("solve", "Solves a case file, or one model given on the command line");
   const auto direct = std::make_shared<DirectModel>();
   const auto json = std::make_shared<bool>(false);
+  const auto plot = std::make_shared<std::string>();
   command->add_option("CASE", direct->model, "A case file, or the name of a model")->required();
   AddDirectOptions(*command, *direct, true);
   command->add_flag("--json", *json, "One JSON document on standard output");
-  command->callback([=, &options, &run] { run = [=, &options] { return Solve(options, *direct, *json); }; });
+  command
+      ->add_option("--plot", *plot,
+                   "Its curves as a picture: relief flux, fire heat load, valve characteristics, maps")
+      ->type_name("FILE.svg");
+  command->callback(
+      [=, &options, &run] { run = [=, &options] { return Solve(options, *direct, *json, *plot); }; });
 }
 
 }  // namespace quiver

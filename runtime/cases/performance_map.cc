@@ -38,6 +38,8 @@ class MapReader {
     map.flow_unit = UnitOf(flow);
     map.value_name = HolderName(value, &within);
     map.value_unit = UnitOf(value);
+    map.flow_description = DescriptionOf(within, map.flow_name);
+    map.value_description = DescriptionOf(within, map.value_name);
     map.flow = flow.RealValue();
     map.speed = speed.RealValue();
     map.has_surge = arguments_.surge >= 0;
@@ -65,6 +67,11 @@ class MapReader {
   }
 
  private:
+  static std::string DescriptionOf(const Instance& within, const std::string& name) {
+    const int place = within.type().Find(name);
+    const char* text = place < 0 ? nullptr : within.type().properties[static_cast<size_t>(place)].description;
+    return text ? text : "";
+  }
   static void SetReal(QV_VarParam& holder, double value) { HostAccess::Real(holder) = value; }
 
   QV_VarParam* const* Elements(int argument) {

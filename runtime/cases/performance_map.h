@@ -18,7 +18,7 @@ struct PerformanceMap {
     std::vector<double> flow, value;
   };
   std::string block;  // the instance with the map
-  std::string flow_name, flow_unit, value_name, value_unit;
+  std::string flow_name, flow_unit, flow_description, value_name, value_unit, value_description;
   std::vector<Curve> curves;  // by the map's own speeds, from surge to stonewall
   bool has_surge = false;     // the first point of a curve is where the machine surges
   double speed, flow,

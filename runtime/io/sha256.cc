@@ -45,7 +45,7 @@ void Digest(const unsigned char* block, std::array<std::uint32_t, 8>& state) {
 
 }  // namespace
 
-std::string Sha256(std::string_view bytes) {
+std::string Sha256Of(std::string_view bytes) {
   // The first 32 bits of the fractional parts of the square roots of the first 8 primes.
   std::array<std::uint32_t, 8> state = {0x6a09e667, 0xbb67ae85, 0x3c6ef372, 0xa54ff53a,
                                         0x510e527f, 0x9b05688c, 0x1f83d9ab, 0x5be0cd19};

@@ -332,9 +332,12 @@ ReportContent SolveAndCollect(CaseRun& run, const SolveOptions& options) {
     inputs.Instances();
   }
   AddBounds(system, content);
-  if (content.converged) content.plots = CurvePlots(run);
-  if (content.converged)
+  if (content.converged) {
+    Curves curves = CurvePlots(run);
+    content.plots = std::move(curves.plots);
+    content.plots_left_out = std::move(curves.left_out);
     for (Plot& plot : MapPlots(run)) content.plots.push_back(std::move(plot));
+  }
   AddModels(run, content, inputs);
   return content;
 }

@@ -65,6 +65,7 @@ struct ReportContent {
   std::vector<StreamState> streams;
   std::vector<ReportOrifices> orifices;
   std::vector<Plot> plots;
+  std::vector<std::string> plots_left_out;
   std::vector<std::string> at_bounds;  // "valve.VF = 1 (upper)"  // "valve.VF = 1 (upper)"
   std::vector<NearSwitch> near_switch;
   std::vector<std::string> failures, notes;

@@ -163,9 +163,12 @@ class Drawing {
   // Whether a curve through the point goes up there: the room above it is on the left.
   bool Rises(const LineChart::Point& point) const {
     for (const LineChart::Series& series : chart_.series)
-      for (size_t i = 1; i + 1 < series.x.size(); ++i)
-        if (series.x[i] == point.x && series.y[i] == point.y)
-          return Py(series.y[i + 1]) < Py(series.y[i - 1]) - 1;
+      for (size_t i = 1; i < series.x.size(); ++i) {
+        const double x0 = series.x[i - 1], x1 = series.x[i], y0 = series.y[i - 1], y1 = series.y[i];
+        if (!(x0 < x1) || point.x < x0 || point.x > x1) continue;
+        const double on_curve = y0 + (y1 - y0) * (point.x - x0) / (x1 - x0);
+        if (std::abs(Py(on_curve) - Py(point.y)) < 6 && Py(y1) < Py(y0) - 0.5) return true;
+      }
     return false;
   }
 
@@ -173,9 +176,10 @@ class Drawing {
     if (!std::isfinite(point.x) || !std::isfinite(point.y)) return;
     const double x = Px(point.x), y = Py(point.y);
     svg_ += fmt::format(
-        "<circle class=\"point\" cx=\"{:.1f}\" cy=\"{:.1f}\" r=\"5\"><title>{}: {:.6g}, "
+        "<circle class=\"{}\" cx=\"{:.1f}\" cy=\"{:.1f}\" r=\"5\"><title>{}: {:.6g}, "
         "{:.6g}</title></circle>",
-        x, y, Escaped(point.name.empty() ? point.label : point.name), point.x, point.y);
+        point.open ? "point open" : "point", x, y, Escaped(point.name.empty() ? point.label : point.name),
+        point.x, point.y);
     const bool fits_left = x - TextWidth(point.label) - 12 > kLeft;
     const bool left = fits_left && (x + TextWidth(point.label) + 12 > kWidth - right_ || Rises(point));
     const bool below = y < top_ + 22;

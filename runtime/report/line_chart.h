@@ -21,6 +21,7 @@ struct LineChart {
   struct Point {  // a state that the reader looks for
     std::string label;
     double x, y;
+    bool open = false;      // drawn as a ring
     std::string name = {};  // what it is, where the picture has no room for a label
   };
   struct Line {  // an upright line over the whole height

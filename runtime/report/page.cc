@@ -226,8 +226,9 @@ class Page {
   }
 
   void Curves() {
-    if (content_.plots.empty()) return;
+    if (content_.plots.empty() && content_.plots_left_out.empty()) return;
     Section("curves", "Curves");
+    for (const std::string& reason : content_.plots_left_out) body_ += "<p>" + Escaped(reason) + "</p>\n";
     int number = 0;
     for (const Plot& plot : content_.plots) {
       ++number;

@@ -2,7 +2,7 @@
 // A report as one HTML page that needs nothing else: no network, no file beside it, and, but for values read off the curves
 // under the pointer, no script. Well formed as XML, too.
 //
-//   ReportProvenance from{"quiver 0.1", "case.yaml", Sha256(text), "2026-05-04 12:00 UTC"};
+//   ReportProvenance from{"quiver 0.1", "case.yaml", Sha256Of(text), "2026-05-04 12:00 UTC"};
 //   file << ReportPage(SolveAndCollect(run), from);
 #pragma once
 

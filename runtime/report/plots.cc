@@ -17,6 +17,7 @@ namespace quiver {
 namespace {
 
 constexpr int kSamples = 48;
+constexpr size_t kMostDevices = 60;
 constexpr size_t kMostInOneChart = 6;  // as many as lines have styles
 
 // A property by its name, if it is a single real variable in some equation of the case.
@@ -40,8 +41,23 @@ std::vector<double> Grid(double low, double high, int count, double extra) {
   return values;
 }
 
+// Closer to each other where the flux falls like the root of the pressure drop that is left.
+std::vector<double> BackPressures(double inlet, double extra) {
+  std::vector<double> values = Grid(0, 1, kSamples, NAN);
+  for (double& value : values) value = inlet * (0.998 - 0.978 * (1 - value) * (1 - value));
+  if (extra > values.front() && extra < values.back())
+    values.insert(std::ranges::upper_bound(values, extra), extra);
+  return values;
+}
+
 std::string NotSolvedNote(int count, size_t all) {
   return count == 0 ? "" : fmt::format(" {} of {} points did not converge and are left out.", count, all);
+}
+
+std::nullopt_t LeftOut(Curves& curves, const Instance& instance, const Follower& follower) {
+  curves.left_out.push_back(
+      fmt::format("{}: no curve is drawn, because {}.", InstanceName(instance), follower.refusal()));
+  return std::nullopt;
 }
 
 // ---- Relief devices.
@@ -61,7 +77,7 @@ std::string MethodOf(const Instance& instance) {
 }
 
 // The flux over the back-pressure, of a device that is given its back-pressure, its ratio to the inlet's, or both.
-std::optional<Relief> FollowRelief(CaseRun& run, const Instance& instance) {
+std::optional<Relief> FollowRelief(CaseRun& run, const Instance& instance, Curves& curves) {
   QV_VarParam* flux = Variable(run, instance, "FLUX");
   QV_VarParam* inlet = Variable(run, instance, "P");
   if (!flux || !inlet) return std::nullopt;
@@ -86,8 +102,8 @@ std::optional<Relief> FollowRelief(CaseRun& run, const Instance& instance) {
   if (critical) results.push_back(NumberOf(*critical));
   if (critical) relief.critical = critical->RealValue() > 0.5;
   Follower follower(run.System(), moved, results);
-  if (!follower.refusal().empty()) return std::nullopt;
-  relief.trace = Sample(follower, results.size(), Grid(0.02 * p, 0.995 * p, kSamples, back));
+  if (!follower.refusal().empty()) return LeftOut(curves, instance, follower);
+  relief.trace = Sample(follower, results.size(), BackPressures(p, back));
   if (!critical) return relief;
   Trace& trace = relief.trace;
   for (size_t i = 0; i + 1 < trace.at.size(); ++i) {
@@ -121,31 +137,31 @@ Plot ReliefPlot(const std::vector<const Relief*>& devices) {
     const bool alone = devices.size() == 1;
     if (has_choke)
       plot.chart.points.push_back({alone ? fmt::format("chokes at {:.4g} bar", device->choke) : "",
-                                   device->choke, device->choke_flux, device->name + " chokes"});
-    plot.chart.points.push_back({alone ? "case" : "", device->back, device->flux, device->name});
+                                   device->choke, device->choke_flux, true, device->name + " chokes"});
+    plot.chart.points.push_back({alone ? "case" : "", device->back, device->flux, false, device->name});
     plot.table.push_back({device->name, device->method, has_choke ? ShortNumber(device->choke) : "–",
                           has_choke ? ShortNumber(device->choke_flux) : "–", ShortNumber(device->back),
                           ShortNumber(device->flux), device->critical ? "critical" : "subcritical"});
     not_solved += device->trace.not_solved;
   }
   if (devices.size() > 1) plot.chart.lines.push_back({"back-pressure of the case", devices[0]->back});
-  plot.caption =
-      fmt::format("Each curve is solved again over the back-pressure, with the inlet of the case{}.{}",
-                  chokes ? "; below the point at which it chokes, the back-pressure has no influence" : "",
-                  NotSolvedNote(not_solved, devices.size() * (kSamples + 1)));
+  plot.caption = fmt::format(
+      "Each curve is solved again over the back-pressure, with the inlet of the case{}.{}",
+      chokes ? "; below the point at which it chokes (ring), the back-pressure has no influence" : "",
+      NotSolvedNote(not_solved, devices.size() * (kSamples + 1)));
   plot.chart.description = plot.caption;
   return plot;
 }
 
 // A device of which only the pressure drop is known, not the pressures.
-std::optional<Plot> PressureDropPlot(CaseRun& run, const Instance& instance) {
+std::optional<Plot> PressureDropPlot(CaseRun& run, const Instance& instance, Curves& curves) {
   QV_VarParam* flux = Variable(run, instance, "FLUX");
   QV_VarParam* drop = Variable(run, instance, "P_DROP");
   if (!flux || !drop || !(drop->RealValue() > 0)) return std::nullopt;
   const double now = drop->RealValue();
   const std::vector<int> results = {NumberOf(*flux)};
   Follower follower(run.System(), {{NumberOf(*drop), 1.0}}, results);
-  if (!follower.refusal().empty()) return std::nullopt;
+  if (!follower.refusal().empty()) return LeftOut(curves, instance, follower);
   const Trace trace = Sample(follower, 1, Grid(0.01 * now, 2 * now, kSamples, now));
   Plot plot;
   plot.chart.title = InstanceName(instance) + ": mass flux over pressure drop";
@@ -159,13 +175,18 @@ std::optional<Plot> PressureDropPlot(CaseRun& run, const Instance& instance) {
   return plot;
 }
 
-void AddReliefPlots(CaseRun& run, std::vector<Plot>& plots) {
+void AddReliefPlots(CaseRun& run, Curves& curves) {
   std::vector<Relief> devices;
   for (const Instance* block : run.flowsheet().blocks()) {
-    if (auto device = FollowRelief(run, *block))
+    if (devices.size() == kMostDevices) {
+      curves.left_out.push_back(fmt::format(
+          "The curves of the first {} relief devices are drawn, the others are not.", kMostDevices));
+      break;
+    }
+    if (auto device = FollowRelief(run, *block, curves))
       devices.push_back(std::move(*device));
-    else if (auto plot = PressureDropPlot(run, *block))
-      plots.push_back(std::move(*plot));
+    else if (auto plot = PressureDropPlot(run, *block, curves))
+      curves.plots.push_back(std::move(*plot));
   }
   // Methods are compared in one picture where their inlets are at the same pressure.
   std::vector<char> drawn(devices.size(), 0);
@@ -177,13 +198,13 @@ void AddReliefPlots(CaseRun& run, std::vector<Plot>& plots) {
       drawn[k] = 1;
       together.push_back(&devices[k]);
     }
-    plots.push_back(ReliefPlot(together));
+    curves.plots.push_back(ReliefPlot(together));
   }
 }
 
 // ---- Fire.
 
-std::optional<Plot> FirePlot(CaseRun& run, const Instance& instance) {
+std::optional<Plot> FirePlot(CaseRun& run, const Instance& instance, Curves& curves) {
   QV_VarParam* area = Variable(run, instance, "AFIRE");
   QV_VarParam* heat = Variable(run, instance, "HEATLOAD");
   if (!area || !heat) return std::nullopt;
@@ -191,7 +212,7 @@ std::optional<Plot> FirePlot(CaseRun& run, const Instance& instance) {
   constexpr double kAllBrackets = 300;  // m2; the standards' last bracket begins at 2800 square feet
   const double now = area->RealValue();
   Follower follower(run.System(), {{NumberOf(*area), 1.0}}, {NumberOf(*heat)});
-  if (!follower.refusal().empty()) return std::nullopt;
+  if (!follower.refusal().empty()) return LeftOut(curves, instance, follower);
   Plot plot;
   const auto sample = [&](double most) {
     return Sample(follower, 1, Grid(most / 500, most, 3 * kSamples, now));
@@ -241,12 +262,12 @@ std::optional<Plot> FirePlot(CaseRun& run, const Instance& instance) {
 
 // ---- Valves.
 
-std::optional<Plot> ValvePlot(CaseRun& run, const Instance& instance) {
+std::optional<Plot> ValvePlot(CaseRun& run, const Instance& instance, Curves& curves) {
   QV_VarParam* opening = Variable(run, instance, "POS");
   QV_VarParam* coefficient = Variable(run, instance, "CV");
   if (!opening || !coefficient) return std::nullopt;
   Follower follower(run.System(), {{NumberOf(*opening), 1.0}}, {NumberOf(*coefficient)});
-  if (!follower.refusal().empty()) return std::nullopt;
+  if (!follower.refusal().empty()) return LeftOut(curves, instance, follower);
   const double now = opening->RealValue();
   const Trace trace = Sample(follower, 1, Grid(0, 100, 2 * kSamples, now));
   Plot plot;
@@ -267,25 +288,31 @@ std::optional<Plot> ValvePlot(CaseRun& run, const Instance& instance) {
 
 }  // namespace
 
-std::vector<Plot> CurvePlots(CaseRun& run) {
-  std::vector<Plot> plots;
+Curves CurvePlots(CaseRun& run) {
+  Curves curves;
   const CurrentGuard guard({&run.flowsheet().scope(), nullptr, nullptr, nullptr});
-  AddReliefPlots(run, plots);
+  AddReliefPlots(run, curves);
   for (const Instance* instance : run.flowsheet().Instances()) {
     std::optional<Plot> plot;
-    if (IsA(*instance, "QV_FIRECALCS")) plot = FirePlot(run, *instance);
-    if (IsA(*instance, "QV_VALTYPE")) plot = ValvePlot(run, *instance);
-    if (plot) plots.push_back(std::move(*plot));
+    if (IsA(*instance, "QV_FIRECALCS")) plot = FirePlot(run, *instance, curves);
+    if (IsA(*instance, "QV_VALTYPE")) plot = ValvePlot(run, *instance, curves);
+    if (plot) curves.plots.push_back(std::move(*plot));
   }
-  return plots;
+  return curves;
 }
+
+namespace {
+std::string Described(const std::string& name, const std::string& description) {
+  return description.empty() ? name : fmt::format("{} ({})", description, name);
+}
+}  // namespace
 
 Plot MapPlot(const PerformanceMap& map) {
   Plot plot;
   LineChart& chart = plot.chart;
   chart.title = fmt::format("{}: {} over {}", map.block, map.value_name, map.flow_name);
-  chart.x_label = WithUnit(map.flow_name, map.flow_unit);
-  chart.y_label = WithUnit(map.value_name, map.value_unit);
+  chart.x_label = WithUnit(Described(map.flow_name, map.flow_description), map.flow_unit);
+  chart.y_label = WithUnit(Described(map.value_name, map.value_description), map.value_unit);
   chart.label_at_end = true;
   LineChart::Series surge{"", {}, {}};
   surge.limit = true;

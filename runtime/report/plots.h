@@ -3,7 +3,7 @@
 // characteristics of valves, performance maps.
 //
 //   run.Solve();
-//   for (const Plot& plot : CurvePlots(run)) Draw(plot.chart);
+//   for (const Plot& plot : CurvePlots(run).plots) Draw(plot.chart);
 //   for (const Plot& plot : MapPlots(run)) Draw(plot.chart);      // last: the case cannot be solved again afterwards
 #pragma once
 
@@ -23,7 +23,11 @@ struct Plot {
   std::vector<std::vector<std::string>> table;
 };
 
-std::vector<Plot> CurvePlots(CaseRun& run);
+struct Curves {
+  std::vector<Plot> plots;
+  std::vector<std::string> left_out;  // of which instance there is none, and why
+};
+Curves CurvePlots(CaseRun& run);
 std::vector<Plot> MapPlots(CaseRun& run);
 Plot MapPlot(const PerformanceMap& map);
 
