@@ -2,6 +2,7 @@
 #include "runtime/evaluation/batch.h"
 
 #include <algorithm>
+#include <tuple>
 #include <unordered_map>
 
 #include "runtime/evaluation/joint_formulas.h"
@@ -12,6 +13,8 @@ namespace {
 
 // More would not stay in the first-level cache together with their results.
 constexpr std::size_t kMostVariablesOfAPart = 96;
+// Results go out once a cache line of a copy's entries can be filled.
+constexpr std::size_t kEntriesOfATurn = 8;
 
 struct PlacesHash {
   std::size_t operator()(const Places& places) const {
@@ -83,72 +86,82 @@ void Batch::AddPart(const EquationList& equations, const Copies& copies, const s
     return (*equations.shapes)[equations.shape_of[static_cast<std::size_t>(at.equation)]];
   };
 
-  // Inputs: the distinct variables, then the constants in which copies differ.
-  struct Member {
-    std::vector<int> variables;   // numbers of inputs
-    std::vector<int> parameters;  // by constant: number of the parameter or -1
-  };
-  std::vector<Member> members;
+  // Inputs: the distinct variables, those that lie one behind the other together; then constants in which copies differ.
+  std::size_t end = place;
+  for (std::size_t m = first_member; m < last_member; ++m)
+    end += static_cast<std::size_t>(shape_of(0, m).variable_count);
   std::unordered_map<Places, int, PlacesHash> input_of;
+  std::vector<const Places*> distinct;
+  for (std::size_t k = place; k < end; ++k)
+    if (input_of.try_emplace(places[k], 0).second) distinct.push_back(&places[k]);
+  std::stable_sort(distinct.begin(), distinct.end(), [](const Places* a, const Places* b) {
+    return std::tuple(!a->list.empty(), a->step, a->first) < std::tuple(!b->list.empty(), b->step, b->first);
+  });
+  for (const Places* variable : distinct) {
+    input_of[*variable] = part.variable_count++;
+    Inputs* const before = part.variables.empty() ? nullptr : &part.variables.back();
+    const bool joins = before && before->places.list.empty() && variable->list.empty() &&
+                       variable->step != 0 && variable->step == before->places.step &&
+                       variable->first == before->places.first + before->count;
+    if (joins) {
+      ++before->count;
+    } else {
+      part.variables.push_back({*variable, 1});
+    }
+  }
+  // By member and constant: its number as a parameter, or -1.
+  std::vector<std::vector<int>> parameters;
   for (std::size_t m = first_member; m < last_member; ++m) {
     const Shape& shape = shape_of(0, m);
-    Member& member = members.emplace_back();
-    for (int k = 0; k < shape.variable_count; ++k, ++place) {
-      const auto [at, added] = input_of.try_emplace(places[place], static_cast<int>(part.variables.size()));
-      if (added) part.variables.push_back(places[place]);
-      member.variables.push_back(at->second);
-    }
-    member.parameters.assign(shape.constants.size(), -1);
     std::vector<char> differs(shape.constants.size(), 0);
-    bool any = false;
     for (int i = 1; i < copies_; ++i) {
       const Shape& other = shape_of(i, m);
       if (&other == &shape) continue;
-      any = true;
       for (std::size_t c = 0; c < differs.size(); ++c) differs[c] |= other.constants[c] != shape.constants[c];
     }
-    if (!any) continue;
+    std::vector<int>& numbers = parameters.emplace_back(shape.constants.size(), -1);
     for (std::size_t c = 0; c < differs.size(); ++c) {
       if (!differs[c]) continue;
-      member.parameters[c] = static_cast<int>(part.parameters.size());
+      numbers[c] = static_cast<int>(part.parameters.size());
       std::vector<double>& values = part.parameters.emplace_back();
       for (int i = 0; i < copies_; ++i) values.push_back(shape_of(i, m).constants[c]);
     }
   }
 
-  const int variables = static_cast<int>(part.variables.size());
-  JointFormulas joint(variables + static_cast<int>(part.parameters.size()));
-  std::vector<int> outputs, values;
+  JointFormulas joint(part.variable_count + static_cast<int>(part.parameters.size()));
+  std::vector<int> outputs, values, entries;  // nodes; `entries` of the current turn
   std::vector<TurnOfNodes> turns, value_turns;
+  const long long first_entry = copies.Place(0, 0).entry;
+  Results results{static_cast<int>(first_member), 0,
+                  static_cast<int>(copies.Place(0, static_cast<int>(first_member)).entry - first_entry), 0};
+  results.last_entry = results.first_entry;
   for (std::size_t m = first_member; m < last_member; ++m) {
     const Shape& shape = shape_of(0, m);
-    const Member& member = members[m - first_member];
     const EquationPlace at = copies.Place(0, static_cast<int>(m));
     std::vector<int> constants, inputs;
-    for (std::size_t c = 0; c < shape.constants.size(); ++c)
-      constants.push_back(member.parameters[c] < 0 ? joint.builder().Constant(shape.constants[c])
-                                                   : joint.builder().Input(variables + member.parameters[c]));
-    for (const int input : member.variables) inputs.push_back(joint.builder().Input(input));
-    const std::vector<int> results = joint.Add(shape.programs->gradient, constants, inputs);
-
-    part.members.push_back(static_cast<int>(m));
-    part.entry_offsets.push_back(-1);
-    outputs.push_back(results[0]);
-    values.push_back(results[0]);
-    int offset = static_cast<int>(at.entry - copies.Place(0, 0).entry);
-    for (int k = 0; k < shape.variable_count; ++k) {
-      if (!equations.HasEntry(equations.gathers[static_cast<std::size_t>(at.gather + k)])) continue;
-      const int slope = results[static_cast<std::size_t>(k) + 1];
-      if (joint.builder().IsConstant(slope)) {
-        constant_entries_.push_back({offset, joint.builder().node(slope).value});
-      } else {
-        outputs.push_back(slope);
-        part.entry_offsets.push_back(offset);
-      }
-      ++offset;
+    for (std::size_t c = 0; c < shape.constants.size(); ++c) {
+      const int parameter = parameters[m - first_member][c];
+      constants.push_back(parameter < 0 ? joint.builder().Constant(shape.constants[c])
+                                        : joint.builder().Input(part.variable_count + parameter));
     }
+    for (int k = 0; k < shape.variable_count; ++k, ++place)
+      inputs.push_back(joint.builder().Input(input_of.at(places[place])));
+    const std::vector<int> nodes = joint.Add(shape.programs->gradient, constants, inputs);
+
+    outputs.push_back(nodes[0]);
+    values.push_back(nodes[0]);
+    for (int k = 0; k < shape.variable_count; ++k)
+      if (equations.HasEntry(equations.gathers[static_cast<std::size_t>(at.gather + k)]))
+        entries.push_back(nodes[static_cast<std::size_t>(k) + 1]);
+    if (entries.size() < kEntriesOfATurn && m + 1 < last_member) continue;
+    results.last_member = static_cast<int>(m) + 1;
+    results.last_entry = results.first_entry + static_cast<int>(entries.size());
+    outputs.insert(outputs.end(), entries.begin(), entries.end());
     turns.push_back({joint.builder().size(), static_cast<int>(outputs.size())});
     value_turns.push_back({joint.builder().size(), static_cast<int>(values.size())});
+    part.results.push_back(results);
+    results = {results.last_member, 0, results.last_entry, 0};
+    entries.clear();
   }
   ConstantPlan plan;
   plan.Need(joint.builder(), outputs);
@@ -158,92 +171,83 @@ void Batch::AddPart(const EquationList& equations, const Copies& copies, const s
   parts_.push_back(std::move(part));
 }
 
-void Batch::WriteConstantEntries(double* entries) const {
-  for (int i = 0; i < copies_; ++i) {
-    double* const copy = entries + entries_[i];
-    for (const ConstantEntry& entry : constant_entries_) copy[entry.offset] = entry.value;
-  }
-}
-
 void Batch::Run(int first, const double* x, double time, double* residuals, double* entries, bool streamed,
                 Scratch& scratch) const {
   const int lanes = std::min(kLanes, copies_ - first);
-  const bool to_tile = streamed && rows_.list.empty() && entries;
-  if (!to_tile) {
-    for (const Part& part : parts_) RunPart(part, first, lanes, x, time, residuals, entries, false, scratch);
+  const bool listed = !rows_.list.empty();
+  if (!streamed || listed || !entries) {
+    double* const rows = residuals + (listed ? 0 : rows_[first]);
+    double* const slopes = !entries || listed ? entries : entries + entries_[first];
+    for (const Part& part : parts_) RunPart(part, first, lanes, x, time, rows, slopes, scratch);
     return;
   }
-  const std::size_t rows = static_cast<std::size_t>(equations_per_copy_) * kLanes;
-  const std::size_t width = static_cast<std::size_t>(entries_per_copy_);
-  if (scratch.tile_of != this) {
-    scratch.tile_of = this;
-    if (scratch.residuals.size() < rows) scratch.residuals.resize(rows);
-    if (scratch.entries.size() < width * kLanes) scratch.entries.resize(width * kLanes);
-    for (std::size_t i = 0; i < kLanes; ++i)
-      for (const ConstantEntry& entry : constant_entries_)
-        scratch.entries[i * width + static_cast<std::size_t>(entry.offset)] = entry.value;
-  }
+  const std::size_t row_count = static_cast<std::size_t>(equations_per_copy_ * lanes);
+  const std::size_t entry_count = static_cast<std::size_t>(entries_per_copy_ * lanes);
+  if (scratch.residuals.size() < row_count) scratch.residuals.resize(row_count);
+  if (scratch.entries.size() < entry_count) scratch.entries.resize(entry_count);
   for (const Part& part : parts_)
-    RunPart(part, first, lanes, x, time, scratch.residuals.data(), scratch.entries.data(), true, scratch);
-  const auto count = static_cast<std::size_t>(lanes);
-  StreamCopy(scratch.residuals.data(), count * static_cast<std::size_t>(equations_per_copy_),
-             residuals + rows_[first]);
-  StreamCopy(scratch.entries.data(), count * width, entries + entries_[first]);
+    RunPart(part, first, lanes, x, time, scratch.residuals.data(), scratch.entries.data(), scratch);
+  StreamCopy(scratch.residuals.data(), row_count, residuals + rows_[first]);
+  StreamCopy(scratch.entries.data(), entry_count, entries + entries_[first]);
 }
 
 void Batch::RunPart(const Part& part, int first, int lanes, const double* x, double time, double* residuals,
-                    double* entries, bool to_tile, Scratch& scratch) const {
-  const std::size_t variables = part.variables.size(), inputs = variables + part.parameters.size();
+                    double* entries, Scratch& scratch) const {
+  const auto variables = static_cast<std::size_t>(part.variable_count),
+             inputs = variables + part.parameters.size();
   if (scratch.rows.size() < inputs) scratch.rows.resize(inputs);
   scratch.inputs.resize(inputs);
   for (std::size_t k = 0; k < inputs; ++k) scratch.inputs[k] = scratch.rows[k].lane;
-  for (std::size_t k = 0; k < variables; ++k) {
-    const Places& places = part.variables[k];
-    if (places.list.empty()) {
-      GatherAffine(x, places[first], places.step, lanes, scratch.rows[k].lane);
+  std::size_t row = 0;
+  for (const Inputs& group : part.variables) {
+    if (group.places.list.empty()) {
+      GatherRows(x + group.places[first], group.places.step, lanes, &scratch.rows[row], group.count);
     } else {
-      Gather(x, places.list.data() + first, 1, lanes, scratch.rows[k].lane);
+      Gather(x, group.places.list.data() + first, 1, lanes, scratch.rows[row].lane);
     }
+    row += static_cast<std::size_t>(group.count);
   }
-  for (std::size_t k = variables; k < inputs; ++k)
-    std::copy_n(part.parameters[k - variables].data() + first, lanes, scratch.rows[k].lane);
+  for (; row < inputs; ++row) {
+    const double* const values = part.parameters[row - variables].data() + first;
+    for (int i = 0; i < RoundUpToVector(lanes); ++i)
+      scratch.rows[row].lane[i] = values[std::min(i, lanes - 1)];
+  }
 
   const Program& program = entries ? part.gradients : part.values;
   scratch.evaluator.Start(program, part.constants, scratch.inputs, lanes, {.time = time});
+  int begin = 0;
   for (std::size_t turn = 0; turn < program.turns.size(); ++turn) {
     scratch.evaluator.RunTurn(static_cast<int>(turn));
     const int end = program.turns[turn].outputs_end;
-    int k = turn == 0 ? 0 : program.turns[turn - 1].outputs_end;
-    const int member = part.members[turn];
-    if (!rows_.list.empty()) {
-      Scatter(scratch.evaluator.output(k), rows_.list.data() + first, 1, lanes, residuals);
+    scratch.outputs.clear();
+    for (int k = begin; k < end; ++k) scratch.outputs.push_back(scratch.evaluator.output(k));
+    begin = end;
+    const Results& results = part.results[turn];
+    const int members = results.last_member - results.first_member;
+    const double* const* const slopes = scratch.outputs.data() + members;
+    if (rows_.list.empty()) {
+      ScatterRows(scratch.outputs.data(), members, lanes, residuals + results.first_member,
+                  equations_per_copy_);
+      if (entries)
+        ScatterRows(slopes, results.last_entry - results.first_entry, lanes, entries + results.first_entry,
+                    entries_per_copy_);
     } else {
-      ScatterAffine(scratch.evaluator.output(k), (to_tile ? 0 : rows_[first]) + member, equations_per_copy_,
-                    lanes, residuals);
-    }
-    while (++k < end) {
-      const int offset = part.entry_offsets[static_cast<std::size_t>(k)];
-      if (!entries_.list.empty()) {
-        Scatter(scratch.evaluator.output(k), entries_.list.data() + first, 1, lanes, entries + offset);
-      } else {
-        ScatterAffine(scratch.evaluator.output(k), (to_tile ? 0 : entries_[first]) + offset,
-                      entries_per_copy_, lanes, entries);
-      }
+      Scatter(scratch.outputs[0], rows_.list.data() + first, 1, lanes, residuals);
+      for (int k = 0; entries && k < results.last_entry; ++k)
+        Scatter(slopes[k], entries_.list.data() + first, 1, lanes, entries + k);
     }
   }
 }
 
 std::size_t Batch::memory_bytes() const {
-  std::size_t bytes = sizeof *this + rows_.memory_bytes() + entries_.memory_bytes() +
-                      constant_entries_.capacity() * sizeof(ConstantEntry);
+  std::size_t bytes = sizeof *this + rows_.memory_bytes() + entries_.memory_bytes();
   for (const Part& part : parts_) {
-    bytes +=
-        sizeof part + part.constants.capacity() * sizeof(double) + part.variables.capacity() * sizeof(Places);
+    bytes += sizeof part + part.constants.capacity() * sizeof(double) +
+             part.variables.capacity() * sizeof(Inputs) + part.results.capacity() * sizeof(Results);
     for (const Program* program : {&part.gradients, &part.values})
       bytes += program->code.capacity() * sizeof(Instruction) + program->outputs.capacity() * sizeof(int);
-    for (const Places& places : part.variables) bytes += places.memory_bytes();
+    for (const Inputs& group : part.variables) bytes += group.places.memory_bytes();
     for (const std::vector<double>& values : part.parameters) bytes += values.capacity() * sizeof(double);
-    bytes += (part.members.capacity() + part.entry_offsets.capacity()) * sizeof(int);
   }
   return bytes;
 }

@@ -3,7 +3,6 @@
 // joint program runs over the rows, and results go to where the rows of the system lie.
 //
 //   Batch batch(equations, copies);
-//   batch.WriteConstantEntries(entries);
 //   for (int first = 0; first < batch.copies(); first += kLanes)
 //     batch.Run(first, x, time, residuals, entries, scratch);      // any order, any thread with its own scratch
 #pragma once
@@ -35,9 +34,8 @@ class Batch {
   struct Scratch {
     LaneEvaluator evaluator;
     std::vector<Lanes> rows;
-    std::vector<const double*> inputs;
+    std::vector<const double*> inputs, outputs;
     std::vector<double> residuals, entries;  // of a block, before they are streamed
-    const Batch* tile_of = nullptr;          // whose constant entries `entries` holds
   };
 
   Batch(const EquationList& equations, const Copies& copies);
@@ -45,8 +43,6 @@ class Batch {
   int copies() const { return copies_; }
   int equations() const { return copies_ * equations_per_copy_; }
 
-  // Entries that are the same at every point; Run leaves them alone.
-  void WriteConstantEntries(double* entries) const;
   // The copies from `first`, a multiple of kLanes, to the end of their block. `entries` may be null. Streamed results
   // bypass the caches, which pays for systems that do not fit into them.
   void Run(int first, const double* x, double time, double* residuals, double* entries, bool streamed,
@@ -55,30 +51,34 @@ class Batch {
   std::size_t memory_bytes() const;
 
  private:
+  // Variables that lie one behind the other in every copy, or a single one.
+  struct Inputs {
+    Places places;  // of the first
+    int count;
+  };
+  // The results of a few equations, as many as fill a cache line: members one after another, and their entries.
+  struct Results {
+    int first_member, last_member, first_entry, last_entry;
+  };
   // Equations that one program computes.
   struct Part {
-    Program gradients, values;
+    Program gradients, values;  // a turn's results: the residuals of its members, then their entries
     std::vector<double> constants;
-    std::vector<Places> variables;                // of the inputs, in their order
+    std::vector<Inputs> variables;  // in the order of the programs' inputs
+    int variable_count = 0;
     std::vector<std::vector<double>> parameters;  // further inputs: literals that differ, by copy
-    std::vector<int> members;                     // by turn: offset of the residual in its copy
-    std::vector<int> entry_offsets;  // by output of `gradients`; of a turn's first, the value, -1
-  };
-  struct ConstantEntry {
-    int offset;
-    double value;
+    std::vector<Results> results;                 // by turn
   };
 
   void AddPart(const EquationList& equations, const Copies& copies, const std::vector<Places>& places,
                std::size_t first_member, std::size_t last_member, std::size_t first_place);
   void RunPart(const Part& part, int first, int lanes, const double* x, double time, double* residuals,
-               double* entries, bool to_tile, Scratch& scratch) const;
+               double* entries, Scratch& scratch) const;
 
   int copies_;
   int equations_per_copy_, entries_per_copy_;
   Places rows_, entries_;  // of a copy's first residual and entry
   std::vector<Part> parts_;
-  std::vector<ConstantEntry> constant_entries_;
 };
 
 }  // namespace quiver

@@ -13,8 +13,14 @@ std::vector<int> JointFormulas::Add(const Program& program, std::span<const int>
   node_[static_cast<std::size_t>(program.time_register())] = time_;
   for (const Instruction& step : program.code) {
     auto node = [this](int place) { return node_[static_cast<std::size_t>(place)]; };
-    node_[static_cast<std::size_t>(step.target)] =
-        builder_.Step(step.op, node(step.a), node(step.b), node(step.c));
+    int& result = node_[static_cast<std::size_t>(step.target)];
+    if (few_operations_ && step.op == Operator::kNegate) {
+      result = builder_.Step(Operator::kMultiply, node(step.a), builder_.Constant(-1), node(step.a));
+    } else if (few_operations_ && step.op == Operator::kSquare) {
+      result = builder_.Step(Operator::kMultiply, node(step.a), node(step.a), node(step.a));
+    } else {
+      result = builder_.Step(step.op, node(step.a), node(step.b), node(step.c));
+    }
   }
   std::vector<int> results;
   for (const int output : program.outputs) results.push_back(node_[static_cast<std::size_t>(output)]);

@@ -15,7 +15,9 @@ namespace quiver {
 
 class JointFormulas {
  public:
-  explicit JointFormulas(int inputs) : inputs_(inputs), time_(builder_.Input(inputs)) {}
+  // With `few_operations` what multiplication can do is multiplication: -a is a (-1) and sqr(a) is a a to the last bit.
+  explicit JointFormulas(int inputs, bool few_operations = false)
+      : inputs_(inputs), time_(builder_.Input(inputs)), few_operations_(few_operations) {}
 
   // `constants` and `variables` are nodes of this builder.
   std::vector<int> Add(const Program& program, std::span<const int> constants,
@@ -28,6 +30,7 @@ class JointFormulas {
  private:
   FormulaBuilder builder_;
   int inputs_, time_;
+  bool few_operations_;
   std::vector<int> node_;  // by register of the program being added
 };
 

@@ -18,7 +18,6 @@ constexpr int kOperators = 256;
 int OperandCount(Operator op) {
   switch (op) {
     case Operator::kPowerByBase:
-    case Operator::kPowerByExponent:
       return 3;
     case Operator::kSign:
       return 1;
@@ -34,7 +33,6 @@ bool RunsOverRows(Operator op) {
   switch (op) {
     case Operator::kPower:
     case Operator::kPowerByBase:
-    case Operator::kPowerByExponent:
     case Operator::kExponential:
     case Operator::kNaturalLogarithm:
       return true;
@@ -56,7 +54,7 @@ LevelTape::LevelTape(const EquationList& equations, std::span<const EquationPlac
         variables.push_back(variable);
     }
   }
-  JointFormulas joint(static_cast<int>(variables.size()));
+  JointFormulas joint(static_cast<int>(variables.size()), true);
   std::vector<int> residuals, entries;
   for (const EquationPlace& at : places) {
     const Shape& shape = (*equations.shapes)[equations.shape_of[static_cast<std::size_t>(at.equation)]];
@@ -141,13 +139,18 @@ LevelTape::Tape LevelTape::Schedule(const FormulaBuilder& builder, std::span<con
 
   int next = tape.first_result;
   for (;;) {
-    auto most = std::max_element(ready.begin(), ready.end(),
-                                 [](const auto& a, const auto& b) { return a.size() < b.size(); });
+    // Long operations wait until nothing else is left to do, so that more of them come together.
+    const auto later = [&](const std::vector<int>& a, const std::vector<int>& b) {
+      if (a.empty() || b.empty()) return a.size() < b.size();
+      const bool a_long = RunsOverRows(builder.node(a[0]).op), b_long = RunsOverRows(builder.node(b[0]).op);
+      return a_long != b_long ? a_long : a.size() < b.size();
+    };
+    auto most = std::max_element(ready.begin(), ready.end(), later);
     if (most->empty()) break;
     const std::vector<int> group = std::move(*most);
     most->clear();
     const Operator op = builder.node(group[0]).op;
-    tape.groups.push_back({op, static_cast<int>(group.size())});
+    tape.groups.push_back({op, static_cast<std::uint8_t>(OperandCount(op)), static_cast<int>(group.size())});
     for (int operand = 0; operand < OperandCount(op); ++operand) {
       for (const int id : group) {
         const auto& node = builder.node(id);
@@ -180,7 +183,7 @@ void LevelTape::RunTape(Tape& tape, const double* x, double time) {
   const int* operands = tape.operands.data();
   double* target = file + tape.first_result;
   for (const Group& group : tape.groups) {
-    const int count = group.count, arity = OperandCount(group.op);
+    const int count = group.count, arity = group.arity;
     const int* const a = operands;
     const int* const b = arity > 1 ? a + count : a;
     const int* const c = arity > 2 ? b + count : a;
@@ -189,9 +192,8 @@ void LevelTape::RunTape(Tape& tape, const double* x, double time) {
       for (int first = 0; first < count; first += kLanes) {
         const int lanes = std::min(kLanes, count - first);
         Lanes rows[3], result;
-        Gather(file, a + first, 1, lanes, rows[0].lane);
-        if (arity > 1) Gather(file, b + first, 1, lanes, rows[1].lane);
-        if (arity > 2) Gather(file, c + first, 1, lanes, rows[2].lane);
+        const int* const operand[] = {a + first, b + first, c + first};
+        for (int k = 0; k < arity; ++k) Gather(file, operand[k], 1, lanes, rows[k].lane);
         RunOperation(group.op, result.lane, rows[0].lane, rows[1].lane, rows[2].lane, lanes);
         std::copy_n(result.lane, lanes, target + first);
       }

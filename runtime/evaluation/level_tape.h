@@ -30,6 +30,7 @@ class LevelTape {
  private:
   struct Group {
     Operator op;
+    std::uint8_t arity;
     int count;
   };
   // A sequence of groups. Values lie in a file: constants, variables, the time, then results in the order in which they

@@ -154,7 +154,6 @@ long long SystemEvaluator::EntryStart(int equation) const {
 }
 
 void SystemEvaluator::WriteConstantEntries(double* entries) const {
-  for (const Batch& batch : batches_) batch.WriteConstantEntries(entries);
   for (const LevelTape& tape : tapes_) tape.WriteConstantEntries(entries);
 }
 

@@ -40,7 +40,8 @@ class SystemEvaluator {
   long long EntryCount() const { return entry_count_; }
   long long EntryStart(int equation) const;
 
-  // The entries that Evaluate leaves alone, because they are the same at every point.
+  // The entries that Evaluate leaves alone: those of single equations that are the same at every point. (Batches write
+  // whole lines, constants and all.)
   void WriteConstantEntries(double* entries) const;
   // `entries` may be null. One call at a time.
   void Evaluate(const double* x, double* residuals, double* entries, const EvaluationContext& context = {});

@@ -69,13 +69,14 @@ void Evaluator::Gradients(const Shape& shape, std::span<const int> gathers, std:
                           const EvaluationContext& context) {
   assert(!shape.is_condition && gradients.size() == gathers.size());
   const auto stride = static_cast<std::size_t>(shape.variable_count);
+  outputs_.resize(stride);
   for (std::size_t first = 0; first < values.size(); first += kLanes) {
     const int lanes = GatherBlock(shape, gathers, first, values.size(), x.data());
     lanes_.Gradients(shape, inputs_, lanes, context);
     std::copy_n(lanes_.output(0), lanes, values.data() + first);
-    for (std::size_t k = 0; k < stride; ++k)
-      ScatterAffine(lanes_.output(static_cast<int>(k) + 1), static_cast<long long>(k),
-                    static_cast<long long>(stride), lanes, gradients.data() + first * stride);
+    for (std::size_t k = 0; k < stride; ++k) outputs_[k] = lanes_.output(static_cast<int>(k) + 1);
+    ScatterRows(outputs_.data(), shape.variable_count, lanes, gradients.data() + first * stride,
+                shape.variable_count);
   }
 }
 

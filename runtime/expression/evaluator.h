@@ -54,8 +54,8 @@ class Evaluator {
 
   std::vector<double> single_;
   LaneEvaluator lanes_;
-  std::vector<Lanes> block_;           // inputs
-  std::vector<const double*> inputs_;  // their rows
+  std::vector<Lanes> block_;  // inputs
+  std::vector<const double*> inputs_, outputs_;
 };
 
 }  // namespace quiver

@@ -193,9 +193,12 @@ Term PowerByBase(Term a, Term b, Term v) {
   return Term(builder, builder.Apply(Operator::kPowerByBase, a.Node(builder), exponent, v.node_));
 }
 
-Term PowerByExponent(Term a, Term b, Term v) {
+// v ln(a), but 0 where v is: at a == 0 the logarithm is infinite. Powers of one base share the logarithm.
+Term PowerByExponent(Term a, Term, Term v) {
   FormulaBuilder& builder = *v.builder_;
-  return Term(builder, builder.Apply(Operator::kPowerByExponent, a.Node(builder), b.Node(builder), v.node_));
+  const int log = builder.Apply(Operator::kNaturalLogarithm, a.Node(builder));
+  // Not simplified: the guard is needed although the logarithm of a constant 0 is known.
+  return Term(builder, builder.Step(Operator::kGuardedProduct, v.node_, log));
 }
 
 }  // namespace quiver

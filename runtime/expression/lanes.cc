@@ -160,20 +160,4 @@ void RunOperation(Operator op, double* target, const double* a, const double* b,
   RunnerFor(CurrentMachine())({&step, 1}, rows, RoundUpToVector(lanes));
 }
 
-void Gather(const double* x, const int* places, int stride, int lanes, double* row) {
-  for (int i = 0; i < lanes; ++i) row[i] = x[places[static_cast<std::ptrdiff_t>(i) * stride]];
-}
-
-void Scatter(const double* row, const int* places, int stride, int lanes, double* x) {
-  for (int i = 0; i < lanes; ++i) x[places[static_cast<std::ptrdiff_t>(i) * stride]] = row[i];
-}
-
-void GatherAffine(const double* x, long long first, long long step, int lanes, double* row) {
-  for (int i = 0; i < lanes; ++i) row[i] = x[first + step * i];
-}
-
-void ScatterAffine(const double* row, long long first, long long step, int lanes, double* x) {
-  for (int i = 0; i < lanes; ++i) x[first + step * i] = row[i];
-}
-
 }  // namespace quiver

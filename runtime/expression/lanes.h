@@ -71,11 +71,15 @@ class LaneEvaluator {
 // One operation over rows; operands that it does not have may be any row.
 void RunOperation(Operator op, double* target, const double* a, const double* b, const double* c, int lanes);
 
-// Rows of a block from values at places, and back: row[i] = x[places[i * stride]].
+// Rows of a block from values at places, and back: row[i] = x[places[i * stride]]. Gathered rows are filled up to whole
+// vectors with the last instance's value, so that nothing odd is computed behind it.
 void Gather(const double* x, const int* places, int stride, int lanes, double* row);
 void Scatter(const double* row, const int* places, int stride, int lanes, double* x);
 // The same where the places are first, first + step, ...
 void GatherAffine(const double* x, long long first, long long step, int lanes, double* row);
 void ScatterAffine(const double* row, long long first, long long step, int lanes, double* x);
+// Several rows at once, where instance i has its values one behind the other: rows[k].lane[i] = from[i * step + k].
+void GatherRows(const double* from, long long step, int lanes, Lanes* rows, int count);
+void ScatterRows(const double* const* rows, int count, int lanes, double* to, long long step);
 
 }  // namespace quiver

@@ -92,6 +92,11 @@ namespace formula_functions {
     return Formula<Operator::k##name>::template Value<T>(a, b, c); \
   }
 #include "runtime/expression/operators.def"
+// The derivative of v = a^b by b.
+template <class T>
+T PowerByExponent(T a, T, T v) {
+  return GuardedProduct<T>(v, log(a));
+}
 }  // namespace formula_functions
 
 #define OPERATOR(code, name, role, arity, text, precedence, value, by_a, by_b)            \
