@@ -9,13 +9,16 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <set>
 
 #include "cli/command.h"
 #include "cli/json_output.h"
 #include "runtime/contract/error.h"
+#include "runtime/contract/names.h"
 #include "runtime/io/quantity_text.h"
 #include "runtime/io/sha256.h"
 #include "runtime/report/page.h"
+#include "runtime/report/sweep_table.h"
 
 namespace quiver {
 namespace {
@@ -23,6 +26,7 @@ namespace {
 struct ReportRequest {
   DirectModel direct;
   std::string output;
+  std::vector<std::string> sweeps;
   bool json = false, brief = false;
 };
 
@@ -61,6 +65,9 @@ ReportProvenance ProvenanceOf(const ReportRequest& request, CaseRun& run) {
     if (!request.direct.components.empty()) add("--components", {request.direct.components});
     from.sources.emplace_back("Command", command);
   }
+  for (const std::string& file : request.sweeps)
+    from.sources.emplace_back("Sweep " + std::filesystem::path(file).filename().string(),
+                              "SHA-256 " + Sha256Of(TextOfFile(file)));
   if (!run.description().components.empty())
     from.sources.emplace_back("Components", fmt::format("{}", fmt::join(run.description().components, ", ")));
   return from;
@@ -98,10 +105,27 @@ Json SummaryJson(const ReportContent& content, const std::string& output, size_t
   return document;
 }
 
+void AddSweeps(const std::vector<SweepTable>& sweeps, ReportContent& content) {
+  std::set<std::string> inputs;
+  for (const auto* rows : {&content.inputs, &content.defaults, &content.options})
+    for (const ReportInput& input : *rows) inputs.insert(UpperCase(input.name));
+  for (const SweepTable& sweep : sweeps) {
+    std::vector<Plot> plots = SweepPlots(sweep, inputs);
+    if (plots.empty())
+      content.plots_left_out.push_back(
+          fmt::format("{}: no curve is drawn, because no number that is an input of the case changes in it.",
+                      sweep.file));
+    for (Plot& plot : plots) content.plots.push_back(std::move(plot));
+  }
+}
+
 int WriteReport(const ProgramOptions& options, const ReportRequest& request) {
   CaseRun run = request.direct.FileOrModel(options.Libraries());
   const ReportProvenance provenance = ProvenanceOf(request, run);
-  const ReportContent content = SolveAndCollect(run);
+  std::vector<SweepTable> sweeps;
+  for (const std::string& file : request.sweeps) sweeps.push_back(ReadSweepTable(file));
+  ReportContent content = SolveAndCollect(run);
+  AddSweeps(sweeps, content);
   const std::string page = ReportPage(content, provenance, request.brief);
   const int status = content.converged ? 0 : 1;
   if (request.output == "-") {
@@ -150,6 +174,10 @@ void AddReportCommand(CLI::App& program, const ProgramOptions& options, Run& run
   command
       ->add_option("-o,--output", request->output,
                    "The page; NAME-report.html if not given, - for standard output")
+      ->type_name("FILE");
+  command
+      ->add_option("--sweep", request->sweeps,
+                   "Results of a sweep of this case (.csv or .jsonl), drawn as curves")
       ->type_name("FILE");
   command->add_flag("--brief", request->brief, "Without the equations and the list of all values");
   CLI::Option* json =

@@ -48,7 +48,10 @@ std::string TextOf(const PlainValue& value) {
 class InputCollector {
  public:
   InputCollector(CaseRun& run, bool qualified, ReportContent& content)
-      : run_(run), within_(qualified ? nullptr : run.flowsheet().blocks().front()), content_(content) {
+      : run_(run),
+        within_(qualified ? nullptr : run.flowsheet().blocks().front()),
+        given_by_(qualified ? "case" : "command line"),
+        content_(content) {
     for (const CaseBlock& block : run.description().blocks)
       for (const auto* assignments : {&block.set, &block.fix})
         for (const Assignment& a : *assignments)
@@ -103,7 +106,7 @@ class InputCollector {
       const std::string name = HolderName(holder, within_);
       if (EqualIgnoringCase(name.substr(name.rfind('.') + 1), "ComponentList")) return;  // of the whole case
       content_.inputs.push_back(
-          Row(holder, description, connected_.contains(UpperCase(name)) ? "connection" : "case"));
+          Row(holder, description, connected_.contains(UpperCase(name)) ? "connection" : given_by_));
       seen_.insert(&holder);
     } else if (given && takes_part) {
       content_.defaults.push_back(Row(holder, description, "default"));
@@ -112,6 +115,7 @@ class InputCollector {
                (HostAccess::KindOf(holder) == HostAccess::kText ||
                 HostAccess::KindOf(holder) == HostAccess::kLogical)) {
       content_.options.push_back(Row(holder, description, "default"));
+      seen_.insert(&holder);
     }
   }
 
@@ -121,7 +125,7 @@ class InputCollector {
     for (const PropertyDescription& p : model.properties)
       if (EqualIgnoringCase(p.name, name.substr(0, name.find('(')))) description = p.description;
     ReportInput row = Row(holder, description, "default");
-    if (HostAccess::OriginOf(holder) == Origin::kUser) row.source = "case";
+    if (HostAccess::OriginOf(holder) == Origin::kUser) row.source = given_by_;
     if (HostAccess::HasFlag(holder, HostAccess::kGlobalFlag)) row.name = name;
     content_.defaults.push_back(std::move(row));
   }
@@ -140,6 +144,7 @@ class InputCollector {
 
   CaseRun& run_;
   const Instance* within_;
+  const char* given_by_;
   ReportContent& content_;
   std::map<std::string, std::string> written_;  // by upper-case name, what the case says
   std::set<std::string> connected_;

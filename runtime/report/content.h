@@ -19,7 +19,7 @@ struct ReportInput {
   std::string value;    // for people
   std::string written;  // as in the case where that differs: "150 psi"
   std::string unit, description;
-  std::string source;  // "case", "connection", "default"
+  std::string source;  // "case", "command line", "connection", "default"
 };
 
 // An equation with all its alternatives; the place of the one that holds, or -1.

@@ -59,8 +59,9 @@ EquationMathml CallMathml(const EquationDescription& equation, double line) {
   if (shown < equation.inputs.size())
     row += fmt::format("<mtext>… {} more</mtext>", equation.inputs.size() - shown);
   row += "<mo>)</mo>";
-  call.right =
-      rows.empty() ? row : "<mtable class=\"lines\">" + rows + "<mtr><mtd>" + row + "</mtd></mtr></mtable>";
+  call.right = rows.empty() ? row
+                            : "<mtable class=\"lines\" displaystyle=\"true\">" + rows + "<mtr><mtd>" + row +
+                                  "</mtd></mtr></mtable>";
   return call;
 }
 
@@ -78,7 +79,7 @@ std::string WhenMathml(const EquationDescription& equation) {
         text.empty() ? "<mtr><mtd><mtext>if&#xa0;</mtext>" : "</mtd></mtr><mtr><mtd><mtext>and&#xa0;</mtext>";
     text += FormulaMathml(StreamOf(c->tokens), NamesOf(c->tokens), kLineOfCondition);
   }
-  if (!text.empty()) text = "<mtable class=\"lines\">" + text + "</mtd></mtr></mtable>";
+  if (!text.empty()) text = "<mtable class=\"lines\" displaystyle=\"true\">" + text + "</mtd></mtr></mtable>";
   if (equation.conditions.front().otherwise)
     text = text.empty() ? "<mtext>otherwise</mtext>" : "<mtext>otherwise,&#xa0;</mtext>" + text;
   return text;
@@ -98,7 +99,8 @@ std::string PiecewiseMathml(const ReportEquation& equation) {
                         same_left ? sides[k].right : sides[k].Text(), WhenMathml(*equation.alternatives[k]));
   }
   return (same_left ? sides[0].left + "<mo>=</mo>" : "") +
-         "<mrow><mo stretchy=\"true\">{</mo><mtable class=\"cases\">" + rows + "</mtable></mrow>";
+         "<mrow><mo stretchy=\"true\">{</mo><mtable class=\"cases\" displaystyle=\"true\">" + rows +
+         "</mtable></mrow>";
 }
 
 bool IsPlain(const ReportEquation& equation) {
@@ -115,7 +117,7 @@ std::string Lines(const std::vector<std::string>& items) {
       row.clear();
     }
   }
-  return items.size() == 1 ? items[0] : "<mtable class=\"lines\">" + rows + "</mtable>";
+  return items.size() == 1 ? items[0] : "<mtable class=\"lines\" displaystyle=\"true\">" + rows + "</mtable>";
 }
 
 // x = y: a connection, no formula.

@@ -318,7 +318,7 @@ std::string Lines(const Piece& piece, double line_width) {
     begin_width = piece.breaks[i].width;
   }
   rows += fmt::format("<mtr><mtd>{}</mtd></mtr>", piece.text.substr(begin));
-  return "<mtable class=\"lines\">" + rows + "</mtable>";
+  return "<mtable class=\"lines\" displaystyle=\"true\">" + rows + "</mtable>";
 }
 
 }  // namespace

@@ -16,7 +16,8 @@
 namespace quiver {
 namespace {
 
-constexpr size_t kMostRows = 2000;  // of one table
+constexpr size_t kMostRows = 2000;    // of one table
+constexpr size_t kLeastTogether = 4;  // elements of an array that share a row
 
 // Seven digits to read, all of them for whoever reads the page by program.
 std::string ValueCell(double value) {
@@ -198,15 +199,37 @@ class Page {
                                                                                            : input.written;
   }
 
+  // Where the elements of one array end that begin at `first`, as far as they came from the same place.
+  static size_t EndOfTable(const std::vector<ReportInput>& inputs, size_t first) {
+    const auto array = [](const ReportInput& input) { return input.name.substr(0, input.name.rfind('(')); };
+    size_t end = first + 1;
+    while (end < inputs.size() && inputs[first].name.ends_with(')') &&
+           array(inputs[end]) == array(inputs[first]) && inputs[end].source == inputs[first].source &&
+           inputs[end].description == inputs[first].description)
+      ++end;
+    return end;
+  }
+
   static std::string InputTable(const std::string& caption, const std::vector<ReportInput>& inputs) {
     const bool written =
         std::ranges::any_of(inputs, [](const ReportInput& input) { return !AsWritten(input).empty(); });
     std::vector<std::string> header = {"Name", "#Value", "Unit", "From", "Meaning"}, rows;
     if (written) header.insert(header.begin() + 3, "As written");
-    for (const ReportInput& input : inputs)
-      rows.push_back(RowHead(input.name) + TextCell(input.value, "n") + TextCell(UnitText(input.unit)) +
+    for (size_t i = 0; i < inputs.size();) {
+      const ReportInput& input = inputs[i];
+      const size_t end = EndOfTable(inputs, i);
+      std::string name = input.name, values = TextCell(input.value, "n");
+      if (end - i >= kLeastTogether) {
+        name += " … " + inputs[end - 1].name.substr(inputs[end - 1].name.rfind('('));
+        std::vector<std::string> all;
+        for (size_t k = i; k < end; ++k) all.push_back(inputs[k].value);
+        values = TextCell(fmt::format("{}", fmt::join(all, "; ")));
+      }
+      rows.push_back(RowHead(name) + values + TextCell(UnitText(input.unit)) +
                      (written ? TextCell(AsWritten(input)) : "") + TextCell(input.source) +
                      TextCell(input.description, "meaning"));
+      i = end - i >= kLeastTogether ? end : i + 1;
+    }
     return TableOf(caption, header, rows);
   }
 

@@ -324,11 +324,11 @@ Plot MapPlot(const PerformanceMap& map) {
   }
   const bool has_surge = map.has_surge && surge.x.size() > 1;
   if (has_surge) chart.series.push_back(std::move(surge));
-  chart.points.push_back({fmt::format("case: {:.6g} rpm", map.speed), map.flow, map.value});
-  plot.caption = fmt::format(
-      "Operating point: {} at {}, {:.6g} rpm.{}", WithUnit(ShortNumber(map.value), map.value_unit),
-      WithUnit(ShortNumber(map.flow), map.flow_unit), map.speed,
-      has_surge ? " The dotted line joins the first points of the curves: surge." : "");
+  chart.points.push_back({fmt::format("case, on the map at {:.6g} rpm", map.speed), map.flow, map.value});
+  plot.caption =
+      fmt::format("Operating point: {} {} at {} {}, {:.6g} rpm.{}", ShortNumber(map.value),
+                  UnitText(map.value_unit), ShortNumber(map.flow), UnitText(map.flow_unit), map.speed,
+                  has_surge ? " The dotted line joins the first points of the curves: surge." : "");
   chart.description = plot.caption;
   return plot;
 }

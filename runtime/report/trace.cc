@@ -15,14 +15,16 @@ Follower::Follower(EquationSystem& system, std::vector<Moved> moved, std::vector
       solution_(system.StartValues()),
       x_(solution_) {
   const StructureReport whole = AnalyseStructure(system);
-  if (!whole.is_well_posed)
+  if (!whole.is_well_posed) {
     refusal_ = "the case is not well posed";
-  else if (!FindBlocks(whole))
-    refusal_ =
-        fmt::format("{} is solved for together with other unknowns", system.VariableName(moved_[0].variable));
-  else if (part_.blocks.Count() == 0)
-    refusal_ = fmt::format("{} does not depend on {}", system.VariableName(results_[0]),
-                           system.VariableName(moved_[0].variable));
+  } else {
+    const bool alone = FindBlocks(whole);
+    if ((!alone || part_.blocks.Count() == 0) && !TurnRound(whole)) {
+      const std::string name = system.VariableName(moved_[0].variable);
+      refusal_ = alone ? fmt::format("{} does not depend on {}", system.VariableName(results_[0]), name)
+                       : fmt::format("{} is solved for together with other unknowns", name);
+    }
+  }
   part_.is_square = part_.is_well_posed = true;
 }
 
@@ -76,6 +78,27 @@ bool Follower::FindBlocks(const StructureReport& whole) {
     part_.blocks.column.insert(part_.blocks.column.end(), columns.begin(), columns.end());
     part_.blocks.start.push_back(static_cast<int>(part_.blocks.row.size()));
   }
+  return true;
+}
+
+// Where the variable is found from the result, by one equation with both in it, that equation gives the result instead.
+bool Follower::TurnRound(const StructureReport& whole) {
+  if (moved_.size() != 1 || results_.size() != 1) return false;
+  std::vector<int> both;
+  for (int block = 0; block < whole.blocks.Count(); ++block) {
+    if (std::ranges::find(whole.blocks.Columns(block), moved_[0].variable) ==
+        whole.blocks.Columns(block).end())
+      continue;
+    for (const int equation : whole.blocks.Rows(block)) {
+      const auto names = [&](int variable) {
+        const auto row = system_.ResidualVariables(equation);
+        return std::ranges::find(row, variable) != row.end();
+      };
+      if (names(moved_[0].variable) && names(results_[0])) both.push_back(equation);
+    }
+  }
+  if (both.size() != 1) return false;
+  part_.blocks = {{0, 1}, both, {results_[0]}};
   return true;
 }
 

@@ -5,7 +5,7 @@
 //   Follower follower(run.System(), {{back_pressure, 1.0}}, {flux});
 //   if (follower.refusal().empty() && follower.SolveAt(3.0)) Plot(3.0, follower.Result(0));
 //
-// The variable may be given, or computed by an equation of its own, which then gives way. The case gets its own state back when
+// The variable may be given, or computed by an equation of its own, which then gives way or gives the result. The case gets its own state back when
 // the follower goes.
 #pragma once
 
@@ -44,6 +44,7 @@ class Follower {
 
  private:
   bool FindBlocks(const StructureReport& whole);
+  bool TurnRound(const StructureReport& whole);
 
   EquationSystem& system_;
   std::vector<Moved> moved_;

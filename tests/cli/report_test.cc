@@ -198,16 +198,24 @@ TEST(Report, FireBracketsOfNfpa30) {
   EXPECT_NEAR(square_feet[2], 2800, 1e-3);
 }
 
+// Whether the opening is given, or found from the coefficient.
 TEST(Report, ValveCharacteristicAndItsOperatingPoint) {
-  const Report report = MakeReport({"VALTYPE", "--set", "CHAR_EQN=QUICK-OPENING", "--fix", "CVMAX=80",
-                                    "--fix", "POS=30", "--fix", "FL=0.9", "--fix", "XT=0.7"});
-  ASSERT_EQ(report.answer.status, 0) << report.answer.err;
   const auto law = [](double pos) { return 80 * 0.1 * pos / std::sqrt(1 + 0.0099 * pos * pos); };
-  const auto curve = CurveOf(*report.page.All("svg").at(0), 0);
-  EXPECT_NEAR(curve.front().first, 0, 1e-6);
-  EXPECT_NEAR(curve.back().first, 100, 1e-6);
-  for (const auto& [pos, cv] : curve) EXPECT_NEAR(cv, law(pos), 0.1) << pos;
-  EXPECT_NEAR(report.summary["plots"][0]["points"][0]["y"].get<double>(), law(30), 1e-9);
+  char coefficient[40];
+  std::snprintf(coefficient, sizeof coefficient, "CV=%.17g", law(30));
+  for (const std::string& given : {std::string("POS=30"), std::string(coefficient)}) {
+    SCOPED_TRACE(given);
+    const Report report = MakeReport({"VALTYPE", "--set", "CHAR_EQN=QUICK-OPENING", "--fix", "CVMAX=80",
+                                      "--fix", given, "--fix", "FL=0.9", "--fix", "XT=0.7"});
+    ASSERT_EQ(report.answer.status, 0) << report.answer.err;
+    const auto curve = CurveOf(*report.page.All("svg").at(0), 0);
+    EXPECT_NEAR(curve.front().first, 0, 1e-6);
+    EXPECT_NEAR(curve.back().first, 100, 1e-6);
+    for (const auto& [pos, cv] : curve) EXPECT_NEAR(cv, law(pos), 0.1) << pos;
+    const Json point = report.summary["plots"][0]["points"][0];
+    EXPECT_NEAR(point["x"].get<double>(), 30, 1e-6);
+    EXPECT_NEAR(point["y"].get<double>(), law(30), 1e-6);
+  }
 }
 
 TEST(Report, CompressorMapWithSurgeLine) {
@@ -223,6 +231,43 @@ TEST(Report, CompressorMapWithSurgeLine) {
     nearest = std::min(nearest, std::hypot((flow - point["x"].get<double>()) / point["x"].get<double>(),
                                            (value - point["y"].get<double>()) / point["y"].get<double>()));
   EXPECT_LT(nearest, 0.02);
+}
+
+// The columns that are inputs of the case become axes; rows that were not solved are counted, not drawn.
+TEST(Report, CurvesOfASweep) {
+  Scratch scratch;
+  scratch.Write("case.yaml",
+                "blocks: {psv: {model: PSV_SIMPLE, fix: {P_DROP: 6, RHO: 55.3, MW: 18, AREA_RATIO: 0}}}\n");
+  scratch.Write("grid.csv",
+                "# quiver 0.1\npoint,status,reason,start,iterations,psv.P_DROP [bar],psv.RHO "
+                "[kmol/m3],psv.FLUX [kg/m2/s]\n"
+                "1,solved,,cold,3,4,50,200\n2,solved,,1,3,1,50,100\n3,failed,\"a, \"\"b\"\"\",,9,2,50,\n"
+                "4,solved,,1,3,1,60,110\n5,solved,,1,3,4,60,220\n6,solved,,1,3,9,60,330\n");
+  scratch.Write("grid.jsonl",
+                "{\"quiver\":\"0.1\",\"columns\":[{\"name\":\"psv.P_DROP\",\"unit\":\"bar\"},{\"name\":\"psv."
+                "FLUX\",\"unit\":null}]}\n"
+                "{\"psv.P_DROP\":2,\"psv.FLUX\":7}\n{\"psv.P_DROP\":1,\"psv.FLUX\":5}\n");
+  const Report report = MakeReport({"case.yaml", "--sweep", "grid.csv", "--sweep", "grid.jsonl"}, scratch);
+  ASSERT_EQ(report.answer.status, 0) << report.answer.err;
+  const auto pictures = report.page.All("svg");
+  ASSERT_EQ(pictures.size(), 3u);  // the case's own first
+  const auto near = [](const auto& found, std::vector<std::pair<double, double>> expected) {
+    ASSERT_EQ(found.size(), expected.size());
+    for (size_t i = 0; i < found.size(); ++i) {
+      EXPECT_NEAR(found[i].first, expected[i].first, 0.01);
+      EXPECT_NEAR(found[i].second, expected[i].second, 0.5);
+    }
+  };
+  near(CurveOf(*pictures[1], 0), {{1, 100}, {4, 200}});
+  near(CurveOf(*pictures[1], 1), {{1, 110}, {4, 220}, {9, 330}});
+  near(CurveOf(*pictures[2], 0), {{1, 5}, {2, 7}});
+  EXPECT_THAT(report.page.Text(), HasSubstr("1 more did not converge"));
+  EXPECT_EQ(report.summary["plots"][1]["x"], "psv.P_DROP, bar");
+  scratch.Write("torn.csv", "psv.P_DROP,psv.FLUX\n1\n");
+  const Answer torn = Quiver({"report", "case.yaml", "--sweep", "torn.csv"}, scratch);
+  EXPECT_EQ(torn.status, 2);
+  EXPECT_THAT(torn.err, HasSubstr("torn.csv, line 2"));
+  EXPECT_EQ(Quiver({"report", "case.yaml", "--sweep", "none.csv"}, scratch).status, 2);
 }
 
 // ---- Equations and answers.
