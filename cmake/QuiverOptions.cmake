@@ -14,6 +14,10 @@ endif()
 # Everything runs straight from the build folder: programs in bin, libraries in lib beside it.
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+if(WIN32)
+  # quiver_host.dll and its like, in bin beside the program that opens them.
+  set(CMAKE_SHARED_LIBRARY_PREFIX "")
+endif()
 set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
 set(CMAKE_INSTALL_RPATH "$ORIGIN;$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 
@@ -33,6 +37,19 @@ if(QUIVER_SANITIZE)
   target_link_options(quiver_settings INTERFACE -fsanitize=${QUIVER_SANITIZE})
 endif()
 
+# quiver_embed_texts(source.cc HEADER declares.h NAMESPACE name TEXTS Function=file[+file...]...): a source file with a function
+# for each entry that returns the files' text.
+function(quiver_embed_texts output)
+  cmake_parse_arguments(ARG "" "HEADER;NAMESPACE" "TEXTS" ${ARGN})
+  set(script ${PROJECT_SOURCE_DIR}/cmake/embed_texts.cmake)
+  string(REGEX REPLACE "[^;+]*=|\\+" ";" files "${ARG_TEXTS}")
+  list(REMOVE_ITEM files "")
+  list(JOIN ARG_TEXTS "," texts)
+  add_custom_command(OUTPUT ${output}
+    COMMAND ${CMAKE_COMMAND} -D HEADER=${ARG_HEADER} -D NAMESPACE=${ARG_NAMESPACE} -D OUTPUT=${output} -D TEXTS=${texts} -P ${script}
+    DEPENDS ${files} ${script} VERBATIM)
+endfunction()
+
 # quiver_add_test(name SOURCES ... LIBRARIES ...): one GoogleTest program, its cases found by CTest.
 function(quiver_add_test name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
@@ -40,6 +57,7 @@ function(quiver_add_test name)
   target_link_libraries(${name} PRIVATE quiver_settings ${ARG_LIBRARIES} GTest::gtest GTest::gmock GTest::gtest_main)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
   target_compile_definitions(${name} PRIVATE QUIVER_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
-                             QUIVER_BUILD_DIR="${PROJECT_BINARY_DIR}")
+                             QUIVER_BUILD_DIR="${PROJECT_BINARY_DIR}"
+                             QUIVER_LIBRARY_DIR="$<TARGET_FILE_DIR:quiver_host>")
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST)
 endfunction()

@@ -2,7 +2,11 @@
 #include "runtime/io/units.h"
 
 #include <fmt/format.h>
+#ifdef QUIVER_OWN_UNIT_TABLE
+#include "runtime/io/unit_table.h"
+#else
 #include <udunits2.h>
+#endif
 
 #include <cctype>
 #include <clocale>
@@ -19,6 +23,9 @@
 #include "runtime/io/utf8.h"
 
 namespace quiver {
+#ifdef QUIVER_OWN_UNIT_TABLE
+using namespace unit_table;
+#endif
 namespace {
 
 constexpr double kAtmosphereInPascal = 101325;
