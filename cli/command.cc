@@ -14,6 +14,8 @@
 #include <unistd.h>
 #endif
 
+#include "runtime/io/path_text.h"
+
 namespace quiver {
 
 CaseFile DirectModel::Case() const {
@@ -48,15 +50,15 @@ CaseFile DirectModel::Case() const {
 
 namespace {
 bool LooksLikeFile(const std::string& target) {
-  const std::string extension = std::filesystem::path(target).extension().string();
+  const std::string extension = PathOf(target).extension().string();
   return extension == ".yaml" || extension == ".yml" || extension == ".json" ||
-         std::filesystem::exists(target);
+         std::filesystem::exists(PathOf(target));
 }
 }  // namespace
 
 CaseRun DirectModel::FileOrModel(const ModelSource& library) const {
   const bool from_file = !library.Find(model) && LooksLikeFile(model);
-  return CaseRun(library, from_file ? ReadCaseFile(model) : Case(), from_file);
+  return CaseRun(library, from_file ? ReadCaseFile(PathOf(model)) : Case(), from_file);
 }
 
 void AddDirectOptions(CLI::App& command, DirectModel& direct, bool solving) {

@@ -4,10 +4,28 @@
 
 #include <CLI/CLI.hpp>
 
+#if defined(_WIN32)
+#include <fcntl.h>
+#include <io.h>
+#include <windows.h>
+#endif
+
 #include "cli/command.h"
 #include "runtime/contract/error.h"
 
+namespace {
+// The same bytes on every system: lines end in "\n", letters are UTF-8.
+void PrepareOutput() {
+#if defined(_WIN32)
+  _setmode(1, _O_BINARY);
+  _setmode(2, _O_BINARY);
+  SetConsoleOutputCP(CP_UTF8);
+#endif
+}
+}  // namespace
+
 int main(int argc, char** argv) {
+  PrepareOutput();
   CLI::App program("Process-engineering models as equations, and the host that solves them.", "quiver");
   quiver::ProgramOptions options;
   quiver::Run run;

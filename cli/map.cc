@@ -21,7 +21,7 @@ int DrawMaps(const ProgramOptions& options, const DirectModel& direct, const std
   for (const PerformanceMap& map : maps) {
     std::string name = fmt::format("{}{}-{}.svg", prefix, map.block, map.value_name);
     std::replace(name.begin() + static_cast<long>(prefix.size()), name.end(), '/', '-');
-    std::ofstream file(name);
+    std::ofstream file(name, std::ios::binary);
     file << Svg(MapPlot(map).chart);
     if (!file.flush())
       throw Error(fmt::format("cannot write {}. Give a folder that exists with --prefix.", name));

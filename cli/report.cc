@@ -15,6 +15,7 @@
 #include "cli/json_output.h"
 #include "runtime/contract/error.h"
 #include "runtime/contract/names.h"
+#include "runtime/io/path_text.h"
 #include "runtime/io/quantity_text.h"
 #include "runtime/io/sha256.h"
 #include "runtime/report/page.h"
@@ -51,7 +52,7 @@ std::string TextOfFile(const std::string& path) {
 ReportProvenance ProvenanceOf(const ReportRequest& request, CaseRun& run) {
   ReportProvenance from{std::string("quiver ") + Version(), ReportDate(), {}};
   if (run.qualified()) {
-    from.sources.emplace_back("Case file", std::filesystem::path(request.direct.model).filename().string());
+    from.sources.emplace_back("Case file", PathOf(request.direct.model).filename().string());
     from.sources.emplace_back("SHA-256 of the case file", Sha256Of(TextOfFile(request.direct.model)));
   } else {
     std::string command = "quiver report " + request.direct.model;
@@ -75,7 +76,7 @@ ReportProvenance ProvenanceOf(const ReportRequest& request, CaseRun& run) {
 
 // "relief_gas-report.html" of relief_gas/case.yaml: the folder names a case that its file does not.
 std::string DefaultOutput(const std::string& target) {
-  const std::filesystem::path path = std::filesystem::absolute(target);
+  const std::filesystem::path path = std::filesystem::absolute(PathOf(target));
   std::string name = path.stem().string();
   if (name == "case" && path.has_parent_path()) name = path.parent_path().filename().string();
   return name + "-report.html";

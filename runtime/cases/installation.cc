@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "runtime/contract/error.h"
+#include "runtime/io/path_text.h"
 #include "runtime/modeller/property_routines.h"
 #include "runtime/plugin/routine_library.h"
 
@@ -33,7 +34,7 @@ const ModelLibraries& UseLibraries(const LibraryPaths& paths) {
   auto libraries = std::make_unique<ModelLibraries>();
   if (!paths.bare)
     for (const char* name : kInstalled) libraries->Add(FolderOfHost() / SharedLibrary::FileName(name));
-  for (const std::string& path : paths.models) libraries->Add(path);
+  for (const std::string& path : paths.models) libraries->Add(PathOf(path));
   if (libraries->all().empty()) throw Error("there is no model library: name one with --library FILE.");
   opened.push_back(std::move(libraries));
   return *opened.back();

@@ -8,6 +8,7 @@
 #include <filesystem>
 
 #include "runtime/contract/error.h"
+#include "runtime/io/path_text.h"
 
 namespace quiver {
 namespace {
@@ -118,7 +119,7 @@ RoutineLibraries::Library RoutineLibraries::TryOpen(const std::string& base_name
   for (const std::string& folder : folders_) {
     std::error_code unreadable;
     std::vector<std::filesystem::path> files;
-    for (std::filesystem::directory_iterator it(folder, unreadable), end; !unreadable && it != end;
+    for (std::filesystem::directory_iterator it(PathOf(folder), unreadable), end; !unreadable && it != end;
          it.increment(unreadable)) {
       const std::string name = Lower(it->path().filename().string());
       if (name == file_name || name == "lib" + file_name) files.push_back(it->path());

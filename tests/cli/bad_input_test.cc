@@ -110,12 +110,23 @@ TEST(BadInput, HugeFilesEndInAMessage) {
   ExpectRefusal(SolveText(std::string(3000000, 'x')), {"case.yaml:1:"});
 }
 
+// On Windows, too, where the system's own code page knows few letters.
+TEST(BadInput, NamesOfFilesHaveAnyLetters) {
+  Scratch scratch;
+  scratch.Write(
+      "\u00dcberstr\u00f6mventil \u03b1.yaml",
+      "blocks:\n  psv:\n    model: PSV_SIMPLE\n    fix: {P_DROP: 6, RHO: 55, MW: 18, AREA_RATIO: 0}\n");
+  EXPECT_EQ(Quiver({"solve", "\u00dcberstr\u00f6mventil \u03b1.yaml"}, scratch).status, 0);
+  ExpectRefusal(Quiver({"solve", "k\u00f6ln/\u03b1.yaml"}),
+                {"k\u00f6ln", "\u03b1.yaml: there is no such file"});
+}
+
 TEST(BadInput, ALibraryThatIsNoModelLibrary) {
   Scratch scratch;
   scratch.Write("text.so", "no library");
   ExpectRefusal(Quiver({"--library", "./text.so", "list", "models"}, scratch), {"text.so"});
-  ExpectRefusal(Quiver({"--library", QUIVER_BUILD_DIR "/lib/libbrisolt.so", "list", "models"}),
-                {"libbrisolt.so", "no model library"});
+  ExpectRefusal(Quiver({"--library", QUIVER_ROUTINE_LIBRARY, "list", "models"}),
+                {"brisolt", "no model library"});
 }
 
 }  // namespace

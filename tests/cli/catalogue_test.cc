@@ -22,7 +22,7 @@ std::vector<std::string> Keys(const Json& object, size_t first) {
 
 std::string SharedLibraryName(const std::string& name) {
 #if defined(_WIN32)
-  return "lib" + name + ".dll";
+  return name + ".dll";
 #else
   return "lib" + name + ".so";
 #endif
@@ -66,17 +66,14 @@ TEST(List, ModelsAreTheCatalogueAndSayWhatTheyDeclare) {
 
 // Libraries named on the command line come on top; a name that two of them have would leave open which is meant.
 TEST(List, LibrariesAddUpAndMustNotClash) {
-  const auto library = [](const char* folder, const std::string& name) {
-    return std::string(QUIVER_BUILD_DIR) + folder + SharedLibraryName(name);
-  };
-  const std::string models = library("/lib/", "quiver_models");
+  const std::string models = std::string(QUIVER_LIBRARY_DIR "/") + SharedLibraryName("quiver_models");
   const size_t all = Document({"list", "models", "--json"}).size();
   EXPECT_EQ(Document({"--library", models, "list", "models", "--json"}).size(), all);
   const Json alone = Document({"--bare", "--library", models, "list", "models", "--json"});
   EXPECT_EQ(alone.size(), 79u);
   EXPECT_EQ(Quiver({"--bare", "list", "models"}).status, 2);
 
-  const std::string copy = library("/tests/", "copy_of_models");
+  const std::string copy = QUIVER_BUILD_DIR "/tests/" + SharedLibraryName("copy_of_models");
   std::filesystem::copy_file(models, copy, std::filesystem::copy_options::overwrite_existing);
   const Answer clash = Quiver({"--library", copy, "list", "models"});
   EXPECT_EQ(clash.status, 2);

@@ -32,7 +32,7 @@ class Scratch {
 };
 
 struct Answer {
-  int status = -1;  // -1: ended by a signal
+  int status = -1;  // as RunProgram returns it
   std::string out, err;
 
   // Standard output is exactly one JSON document.
