@@ -5,12 +5,14 @@
 #   make test       installs what is missing, builds everything, runs the tests
 #   make sanitize   the same tests under the address and undefined-behaviour sanitizers
 #   make bench      the benchmarks: a table of goals and measurements, also in bench/results.md
+#   make windows    the same program for 64-bit Windows, as one zip: build-windows/quiver-<version>-windows-x64.zip
+#   make test-windows  the tests of that build, under wine
 #   make install    PREFIX=/usr/local DESTDIR=
 #   make format     formats the sources; make check-format only looks
 #   make lint       clang-tidy over the sources, or over FILES="cli/list.cc ..."
 #   make clean
 .DEFAULT_GOAL := run
-.PHONY: run test sanitize bench install format check-format lint clean dependencies products
+.PHONY: run test sanitize bench windows test-windows install format check-format lint clean dependencies dependencies-windows products
 
 PREFIX ?= /usr/local
 JOBS ?= $(shell nproc)
@@ -43,6 +45,17 @@ bench: dependencies
 	@cmake --build --preset release --parallel $(JOBS) --target benches
 	@bench/run.sh build
 
+windows: dependencies-windows
+	@$(CONFIGURE) windows >/dev/null
+	@cmake --build --preset windows --parallel $(JOBS) --target products
+	@tools/windows_package.sh
+
+test-windows: dependencies-windows
+	@$(CONFIGURE) windows >/dev/null
+	@cmake --build --preset windows --parallel $(JOBS)
+	@tools/windows_emulator.sh --start
+	@status=0; ctest --preset windows --parallel $(JOBS) || status=1; tools/windows_emulator.sh --stop; exit $$status
+
 install: products
 	@cmake --install build --prefix "$(PREFIX)"
 
@@ -62,3 +75,7 @@ clean:
 
 dependencies:
 	@tools/install_dependencies.sh
+
+dependencies-windows: dependencies
+	@tools/install_dependencies.sh --windows
+	@CCACHE="$(CCACHE)" JOBS=$(JOBS) tools/windows_libraries.sh

@@ -10,6 +10,11 @@
 include(CMakePackageConfigHelpers)
 
 set(quiver_headers ${CMAKE_INSTALL_INCLUDEDIR}/quiver)
+# Where systems have no search path in the program, its libraries lie beside it.
+set(quiver_libraries ${CMAKE_INSTALL_LIBDIR})
+if(WIN32)
+  set(quiver_libraries ${CMAKE_INSTALL_BINDIR})
+endif()
 set(quiver_package ${CMAKE_INSTALL_LIBDIR}/cmake/Quiver)
 
 # An archive may drop what nobody refers to: right here, since a model library of one's own exports its own models only.
@@ -31,7 +36,7 @@ install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(FILES README.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 configure_package_config_file(cmake/QuiverConfig.cmake.in QuiverConfig.cmake INSTALL_DESTINATION ${quiver_package}
-                              PATH_VARS quiver_headers CMAKE_INSTALL_LIBDIR CMAKE_INSTALL_BINDIR)
+                              PATH_VARS quiver_headers quiver_libraries CMAKE_INSTALL_LIBDIR CMAKE_INSTALL_BINDIR)
 # Below 1.0 a new minor version may change the interface.
 write_basic_package_version_file(QuiverConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/QuiverConfig.cmake ${PROJECT_BINARY_DIR}/QuiverConfigVersion.cmake

@@ -174,7 +174,7 @@ struct CallInputs {
 };
 template <class Wrapper, class... Out>
 ProcedureText MakeCall(CallInputs<Wrapper> inputs, const Out&... out) {
-  constexpr auto& signature = Wrapper::kSignature;
+  constexpr auto signature = Wrapper::kSignature;
   static_assert(sizeof...(Out) == signature.outputs, "this procedure has another number of outputs");
   static_assert(AllFit<Wrapper, Out...>(signature.inputs),
                 "an output does not have the type or the dimensions that the procedure gives");
@@ -188,7 +188,7 @@ template <class Wrapper>
 struct Procedure {
   template <class... In>
   CallInputs<Wrapper> operator()(const In&... in) const {
-    constexpr auto& signature = Wrapper::kSignature;
+    constexpr auto signature = Wrapper::kSignature;
     static_assert(sizeof...(In) == signature.inputs, "this procedure has another number of inputs");
     static_assert(AllFit<Wrapper, std::decay_t<In>...>(0),
                   "an input does not have the type or the dimensions that the procedure takes");

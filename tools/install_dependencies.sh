@@ -3,7 +3,8 @@
 # Installs what the build needs and is not there yet; says nothing and changes nothing when all is there.
 #
 #   tools/install_dependencies.sh            # installs (as root, or through sudo where it asks for no password)
-#   tools/install_dependencies.sh --list     # prints the packages
+#   tools/install_dependencies.sh --windows  # what `make windows` and `make test-windows` need beside that
+#   tools/install_dependencies.sh --list     # prints the packages (after --windows: those)
 #
 # For Debian 12 and its relatives. Elsewhere it only says what to install by hand.
 set -eu
@@ -23,6 +24,18 @@ libgtest-dev         GoogleTest: the tests
 libgmock-dev         GoogleMock: the tests
 libbenchmark-dev     Google Benchmark: the benchmarks
 '
+if [ "${1:-}" = --windows ]; then
+  shift
+  packages='
+g++-mingw-w64-x86-64-posix  C++ compiler for Windows
+googletest                  GoogleTest as sources: the tests
+libcli11-dev                CLI11: the command line
+libudunits2-data            UDUNITS-2: the database of units
+nlohmann-json3-dev          nlohmann-json: JSON output
+wine64                      runs what was built
+xz-utils                    unpacks sources
+'
+fi
 names=$(printf '%s' "$packages" | awk 'NF {print $1}')
 
 by_hand() {

@@ -30,15 +30,16 @@ run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${scratch}/first)
 file(RENAME ${scratch}/first ${prefix})
 
 # sqrt(2 * 18.015 kg/kmol * 55.3 kmol/m3 * 6e5 Pa) = 34575.6 kg/m2/s
-run(${prefix}/bin/quiver solve PSV_SIMPLE --fix "P_DROP=6 bar" --fix RHO=55.3 --fix MW=18.015 --fix AREA_RATIO=0 --json)
+set(quiver ${EMULATOR} ${prefix}/bin/${PROGRAM})
+run(${quiver} solve PSV_SIMPLE --fix "P_DROP=6 bar" --fix RHO=55.3 --fix MW=18.015 --fix AREA_RATIO=0 --json)
 expect_value(FLUX 34575.6 34575.7)
 
-run(${CMAKE_COMMAND} -S ${CONSUMER} -B consumer -G ${GENERATOR} -D CMAKE_CXX_COMPILER=${COMPILER}
+run(${CMAKE_COMMAND} -S ${CONSUMER} -B consumer -G ${GENERATOR} -D CMAKE_CXX_COMPILER=${COMPILER} -D CMAKE_TOOLCHAIN_FILE=${TOOLCHAIN}
     -D CMAKE_PREFIX_PATH=${prefix} "-DCMAKE_CXX_FLAGS=-Wall -Wextra -Werror")
 run(${CMAKE_COMMAND} --build consumer)
 
 # Torricelli: 3600 * 0.61 * pi/4 * 0.05^2 * sqrt(2 * 9.80665 * 2) = 27.0055 m3/hr
-set(solve ${prefix}/bin/quiver --library ./consumer/libtank_models.so solve TANK_OUTLET --fix LEVEL=2 --json)
+set(solve ${quiver} --library ./consumer/${LIBRARY} solve TANK_OUTLET --fix LEVEL=2 --json)
 run(${solve} --fix "DIAM=50 mm")
 expect_value(FLOW 27.005 27.006)
 # The rim at half the level: sqrt(1/2) of the flow, and 0.97/0.61 of it through a rounded hole.

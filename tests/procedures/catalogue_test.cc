@@ -149,7 +149,7 @@ class Libraries : public testing::Test {
     outputs[out[0]] = 2 * values[in[0]];
     *failure = 0;
   }
-  RoutineLibraries libraries{{QUIVER_BUILD_DIR "/no_such_folder", QUIVER_BUILD_DIR "/lib"}};
+  RoutineLibraries libraries{{QUIVER_BUILD_DIR "/no_such_folder", QUIVER_LIBRARY_DIR}};
 };
 
 TEST_F(Libraries, a_limit_is_computed_by_the_library_that_its_class_names) {
@@ -178,15 +178,16 @@ TEST_F(Libraries, are_found_by_base_name_in_their_folders_only) {
             libraries.Find("Brisolt", "ZX40RM_splimit").address);
   EXPECT_EQ(libraries.OpenedFiles().size(), 1u);
   for (const std::string name :
-       {QUIVER_BUILD_DIR "/lib/libbrisolt.so", "../lib/brisolt", "..", "lib\\brisolt", ""}) {
+       {QUIVER_LIBRARY_DIR "/libbrisolt.so", "../lib/brisolt", "..", "lib\\brisolt", ""}) {
     const auto found = libraries.Find(name.c_str(), "ZX40RM_splimit");
     EXPECT_EQ(found.address, nullptr) << name;
     EXPECT_EQ(found.reason,
               "that is no base name of a library. Give a name without folders, such as Corvanta.");
   }
   EXPECT_EQ(libraries.Find("Nowhere", "ZX40RM_x").reason,
-            "there is no file libnowhere.so in " QUIVER_BUILD_DIR "/no_such_folder or " QUIVER_BUILD_DIR
-            "/lib. Install the library there, or name its folder.");
+            "there is no file " + SharedLibrary::FileName("nowhere") +
+                " in " QUIVER_BUILD_DIR "/no_such_folder or " QUIVER_LIBRARY_DIR
+                ". Install the library there, or name its folder.");
   EXPECT_THAT(libraries.Find("Brisolt", "ZX40RM_SPLIMIT").reason,
               testing::HasSubstr("has no routine of that name, but ZX40RM_splimit."));
   EXPECT_THAT(libraries.Find("Brisolt", "ZX40RM_spabsent").reason, testing::HasSubstr("Add it there"));

@@ -68,7 +68,7 @@ class UserRoutine : public ::testing::Test {
 };
 
 TEST_F(UserRoutine, gives_the_rate_of_its_own_formula) {
-  Use({QUIVER_BUILD_DIR "/lib", QUIVER_BUILD_DIR "/examples/user_routine"});
+  Use({QUIVER_LIBRARY_DIR, QUIVER_BUILD_DIR "/examples/user_routine"});
   UserRateCall call;
   double residuals[2];
   ASSERT_TRUE(EvaluateProcedure(call.wrapper, residuals, nullptr)) << LastProcedureFault().sentence;
@@ -81,7 +81,7 @@ TEST_F(UserRoutine, gives_the_rate_of_its_own_formula) {
 }
 
 TEST_F(UserRoutine, is_missed_by_name_where_its_folder_is_not_configured) {
-  Use({QUIVER_BUILD_DIR "/lib"});
+  Use({QUIVER_LIBRARY_DIR});
   UserRateCall call;
   double residuals[2];
   EXPECT_FALSE(EvaluateProcedure(call.wrapper, residuals, nullptr));

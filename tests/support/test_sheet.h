@@ -26,7 +26,7 @@
 namespace quiver::tests {
 
 inline const ModelLibrary& TheLibrary() {
-  static const ModelLibrary library(std::string(QUIVER_BUILD_DIR) + "/lib/" +
+  static const ModelLibrary library(std::string(QUIVER_LIBRARY_DIR) + "/" +
                                     SharedLibrary::FileName("quiver_models"));
   return library;
 }

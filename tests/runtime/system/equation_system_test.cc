@@ -83,7 +83,7 @@ class Systems : public testing::Test {
   }
 
  private:
-  RoutineLibraries routines_{{std::string(QUIVER_BUILD_DIR) + "/lib"}};
+  RoutineLibraries routines_{{QUIVER_LIBRARY_DIR}};
 };
 
 TEST_F(Systems, DerivativesAreTheSlopesOfTheResiduals) {
