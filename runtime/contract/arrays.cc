@@ -10,6 +10,7 @@
 #include "runtime/contract/host_access.h"
 #include "runtime/contract/instance.h"
 #include "runtime/contract/names.h"
+#include "runtime/contract/readings.h"
 #include "runtime/contract/scope.h"
 
 namespace quiver {
@@ -48,6 +49,8 @@ long long ArrayStorage::PositionOf(const void* const* indices) const {
 
 using quiver::ArrayStorage;
 using quiver::HostAccess;
+using quiver::NoteReading;
+using quiver::Reading;
 
 QV_ArrayBase::QV_ArrayBase() : QV_VarParam(kArray, false) {}
 QV_ArrayBase& QV_ArrayBase::operator=(const QV_ArrayBase& other) {
@@ -61,24 +64,29 @@ QV_ArrayBase::~QV_ArrayBase() {
   delete storage_;
 }
 long long QV_ArrayBase::Count() const {
+  NoteReading(*this, Reading::kDimensions);
   return storage_ ? static_cast<long long>(storage_->elements.size()) : 0;
 }
-int QV_ArrayBase::Rank() const { return storage_ ? static_cast<int>(storage_->sets.size()) : 0; }
+int QV_ArrayBase::Rank() const {
+  NoteReading(*this, Reading::kDimensions);
+  return storage_ ? static_cast<int>(storage_->sets.size()) : 0;
+}
 long long QV_ArrayBase::Size(int dimension) const {
+  NoteReading(*this, Reading::kDimensions);
   return storage_->sets[static_cast<size_t>(dimension)].Count();
 }
 QV_Type& QV_ArrayBase::At(long long position) const {
+  NoteReading(*this, Reading::kDimensions);
   return *storage_->elements[static_cast<size_t>(position)];
 }
 
 void QV_ArrayBase::Resize(QV_Set* const* sets, int rank) {
+  const quiver::IndexSets indexed(sets, rank);
+  if (storage_ && storage_->sets == indexed) return;
   auto next = std::make_unique<ArrayStorage>();
+  next->sets = indexed;
   long long count = 1;
-  for (int k = 0; k < rank; ++k) {
-    next->sets.push_back(quiver::ElementsOf(*sets[k]));
-    count *= next->sets.back().Count();
-  }
-  if (storage_ && storage_->sets == next->sets) return;
+  for (int k = 0; k < rank; ++k) count *= indexed[static_cast<size_t>(k)].Count();
   if (quiver::Scope* scope = quiver::ThisThread().scope) ++scope->resized_arrays;
 
   // Elements whose indices stay move over; the others are made new or given back.
@@ -127,6 +135,7 @@ void QV_ArrayBase::Resize(QV_Set* const* sets, int rank) {
 }
 
 QV_Type& QV_ArrayBase::FindElement(const void* const* indices, const char* shape) const {
+  NoteReading(*this, Reading::kDimensions);
   const long long position = storage_ ? storage_->PositionOf(indices) : -1;
   if (position >= 0) return At(position);
   // The model's text names an element that its own sets do not have. The call must yield one, and nothing may
@@ -148,11 +157,8 @@ QV_Type& QV_ArrayBase::FindElement(const void* const* indices, const char* shape
 }
 
 void QV_ArrayBase::CopyElements(const QV_ArrayBase& other) {
-  std::vector<QV_Set*> sets;
-  if (other.storage_)
-    for (auto& set : other.storage_->sets) sets.push_back(&set);
   if (other.storage_) {
-    Resize(sets.data(), static_cast<int>(sets.size()));
+    Resize(other.storage_->sets.data(), static_cast<int>(other.storage_->sets.size()));
   } else if (storage_) {
     for (QV_Type* element : storage_->elements) delete element;
     delete storage_;

@@ -64,7 +64,7 @@ struct HostAccess {
   static int Integer(const QV_Value& v) { return v.integer_; }
   static bool Logical(const QV_Value& v) { return v.logical_; }
   static const char* Text(const QV_Value& v) { return v.text_; }
-  static const SetStorage* Set(const QV_Value& v) { return v.set_; }
+  static SetStorage* Set(const QV_Value& v) { return v.set_; }
   static QV_SpecType Specification(const QV_Value& v) { return v.specification_; }
   static int Index(const QV_Value& v) { return v.index_; }
 

@@ -111,9 +111,25 @@ void BindReference(Instance& instance, QV_ExternalBase& reference, int property)
 }  // namespace
 
 int TypeTable::Find(std::string_view name) const {
+  if (complete) {
+    const auto found = by_name_.find(UpperCase(name));
+    return found == by_name_.end() ? -1 : found->second;
+  }
   for (size_t i = 0; i < properties.size(); ++i)
     if (EqualIgnoringCase(properties[i].name, name)) return static_cast<int>(i);
   return -1;
+}
+
+void TypeTable::Complete() {
+  complete = true;
+  for (size_t i = 0; i < properties.size(); ++i) {
+    const DeclaredProperty& p = properties[i];
+    by_name_.emplace(UpperCase(p.name), static_cast<int>(i));
+    if (p.kind == PropertyKind::kVirtual || p.held == Held::kModel || p.held == Held::kArrayOfModels)
+      models_.push_back(static_cast<int>(i));
+    else if (p.kind != PropertyKind::kLocal)
+      references_.push_back(static_cast<int>(i));
+  }
 }
 
 QV_ExternalBase* Instance::Reference(int property) const {
@@ -134,6 +150,19 @@ QV_Type* Instance::Object(int property) const {
   return reinterpret_cast<QV_Type*>(At(*object_, type_->properties[static_cast<size_t>(property)].offset));
 }
 
+namespace {
+// An array tells by an element, made for the question and given back.
+Held HeldBy(QV_Type* holder) {
+  if (!holder) return Held::kOther;
+  if (dynamic_cast<QV_Container*>(holder)) return Held::kModel;
+  auto* value = dynamic_cast<QV_VarParam*>(holder);
+  if (!value) return Held::kOther;
+  if (HostAccess::KindOf(*value) != HostAccess::kArray) return Held::kValue;
+  const std::unique_ptr<QV_Type> sample(HostAccess::NewElement(static_cast<QV_ArrayBase&>(*value)));
+  return dynamic_cast<QV_Container*>(sample.get()) ? Held::kArrayOfModels : Held::kArrayOfValues;
+}
+}  // namespace
+
 void Declare(const Declaration& d) {
   Instance* instance = ThisThread().instance;
   if (!instance) return;  // nobody is building a simulation: the object stands alone
@@ -144,24 +173,25 @@ void Declare(const Declaration& d) {
                            : d.substitute ? OffsetOf(object, d.substitute)
                                           : OffsetOf(object, d.holder);
   if (!table.complete && property == static_cast<int>(table.properties.size())) {
-    table.properties.push_back({d.name, d.description, d.kind, d.flag, d.direction, offset});
+    table.properties.push_back(
+        {d.name, d.description, d.kind, d.flag, d.direction, offset, HeldBy(d.holder)});
   } else {
     const bool known = property < static_cast<int>(table.properties.size());
     const DeclaredProperty* p = known ? &table.properties[static_cast<size_t>(property)] : nullptr;
-    if (!p || p->offset != offset || p->kind != d.kind || SUValue::CompareCI(p->name, d.name) != 0) {
+    const auto same_name = [&] { return p->name == d.name || SUValue::CompareCI(p->name, d.name) == 0; };
+    if (!p || p->offset != offset || p->kind != d.kind || !same_name()) {
       ++instance->mismatches;
       return;
     }
   }
-  if (d.holder)
-    if (auto* holder = dynamic_cast<QV_VarParam*>(d.holder)) {
-      if (HostAccess::KindOf(*holder) == HostAccess::kArray) {
-        HostAccess::Parent(*holder) = &object;
-        HostAccess::PropertyIndex(*holder) = property;
-      } else {
-        TakeIn(*instance, *holder, property);
-      }
-    }
+  const Held held = table.properties[static_cast<size_t>(property)].held;
+  if (held == Held::kValue) {
+    TakeIn(*instance, static_cast<QV_VarParam&>(*d.holder), property);
+  } else if (held == Held::kArrayOfValues || held == Held::kArrayOfModels) {
+    auto& array = static_cast<QV_VarParam&>(*d.holder);
+    HostAccess::Parent(array) = &object;
+    HostAccess::PropertyIndex(array) = property;
+  }
 }
 
 Instance& ConstructInstance(Scope& scope, QV_Container& object, Instance* parent, const char* name,
@@ -182,7 +212,7 @@ Instance& ConstructInstance(Scope& scope, QV_Container& object, Instance* parent
     object.Construct();
   }
   TypeTable& table = *instance->type_;
-  if (!table.complete) table.complete = true;
+  if (!table.complete) table.Complete();
   if (instance->declared_ != static_cast<int>(table.properties.size())) ++instance->mismatches;
   if (instance->mismatches) {
     scope.Fault(fmt::format(
@@ -190,17 +220,14 @@ Instance& ConstructInstance(Scope& scope, QV_Container& object, Instance* parent
         InstanceName(*instance), table.type_name));
     return *instance;
   }
-  const int count = static_cast<int>(table.properties.size());
-  for (int i = 0; i < count; ++i)
-    if (QV_ExternalBase* reference = instance->Reference(i)) BindReference(*instance, *reference, i);
-  for (int i = 0; i < count; ++i) {
+  for (const int i : table.references()) BindReference(*instance, *instance->Reference(i), i);
+  for (const int i : table.models()) {
     if (QV_VirtualBase* substitute = instance->Substitute(i); substitute && !substitute->Target()) {
       QV_Type*& target = HostAccess::Target(*substitute);
       target = HostAccess::NewTarget(*substitute);
       if (target) scope.Adopt(target);
     }
-    QV_Type* object_of = instance->Reference(i) ? nullptr : instance->Object(i);
-    if (auto* sub = dynamic_cast<QV_Container*>(object_of); sub && !HostAccess::InstanceOf(*sub))
+    if (auto* sub = dynamic_cast<QV_Container*>(instance->Object(i)); sub && !HostAccess::InstanceOf(*sub))
       ConstructInstance(scope, *sub, instance, "", i);
   }
   return *instance;
@@ -208,13 +235,11 @@ Instance& ConstructInstance(Scope& scope, QV_Container& object, Instance* parent
 
 int ConstructArrayElements(Instance& instance) {
   int made = 0;
-  for (int i = 0; i < static_cast<int>(instance.type().properties.size()); ++i) {
-    if (instance.type().properties[static_cast<size_t>(i)].kind != PropertyKind::kLocal) continue;
-    auto* array = dynamic_cast<QV_ArrayBase*>(instance.Object(i));
-    if (!array) continue;
+  for (const int i : instance.type().models()) {
+    if (instance.type().properties[static_cast<size_t>(i)].held != Held::kArrayOfModels) continue;
+    auto* array = static_cast<QV_ArrayBase*>(instance.Object(i));
     for (long long e = 0; e < array->Count(); ++e) {
-      auto* sub = dynamic_cast<QV_Container*>(&array->At(e));
-      if (!sub) break;
+      auto* sub = static_cast<QV_Container*>(&array->At(e));
       Instance* child = HostAccess::InstanceOf(*sub);
       if (!child) {
         child = &ConstructInstance(instance.scope(), *sub, &instance, "", i, e);
@@ -229,8 +254,7 @@ int ConstructArrayElements(Instance& instance) {
 
 std::vector<Instance*> SubInstances(const Instance& instance) {
   std::vector<Instance*> all;
-  for (int i = 0; i < static_cast<int>(instance.type().properties.size()); ++i) {
-    if (instance.Reference(i)) continue;
+  for (const int i : instance.type().models()) {
     QV_Type* object = instance.Object(i);
     if (auto* sub = dynamic_cast<QV_Container*>(object)) {
       if (Instance* child = HostAccess::InstanceOf(*sub); child && child->parent == &instance)
@@ -335,36 +359,33 @@ bool AdmitGlobalAssignment(QV_VarParam& holder, const QV_Value& value) {
     global.assigned_by = current.instance;
     return true;
   }
-  const std::string now = DescribeValue(value);
   const SetStorage* set = HostAccess::KindOf(holder) == HostAccess::kSet ? HostAccess::Set(holder) : nullptr;
-  std::string before = fmt::format("{}", holder.RealValue());
-  bool equal = now == before;
+  const auto keeps = [&](const std::string& before) {
+    current.scope->notes.push_back(fmt::format(
+        "global {} keeps {}, the first default; {} would give {}.", global.name, before,
+        current.instance ? InstanceName(*current.instance) : "another model", DescribeValue(value)));
+  };
   switch (HostAccess::KindOf(value)) {
     case QV_Value::kReal:
-      equal = HostAccess::Real(value) == holder.RealValue();
+      if (HostAccess::Real(value) != holder.RealValue()) keeps(fmt::format("{}", holder.RealValue()));
       break;
     case QV_Value::kInteger:
-      equal = HostAccess::Integer(value) == holder.RealValue();
+      if (HostAccess::Integer(value) != holder.RealValue()) keeps(fmt::format("{}", holder.RealValue()));
       break;
     case QV_Value::kLogical:
-      equal = HostAccess::Logical(value) == holder.LogicalValue();
-      before = holder.LogicalValue() ? "true" : "false";
+      if (HostAccess::Logical(value) != holder.LogicalValue())
+        keeps(holder.LogicalValue() ? "true" : "false");
       break;
     case QV_Value::kText:
-      before = fmt::format("\"{}\"", holder.StringValue());
-      equal = EqualIgnoringCase(now, before);
+      if (!EqualIgnoringCase(HostAccess::Text(value), holder.StringValue()))
+        keeps(fmt::format("\"{}\"", holder.StringValue()));
       break;
     case QV_Value::kSet:
-      before = "the set " + (set ? set->Describe() : "");
-      equal = set && *set == *HostAccess::Set(value);
+      if (set != HostAccess::Set(value)) keeps("the set " + (set ? set->Describe() : ""));
       break;
     case QV_Value::kSpecification:
       break;  // no value
   }
-  if (!equal)
-    current.scope->notes.push_back(
-        fmt::format("global {} keeps {}, the first default; {} would give {}.", global.name, before,
-                    current.instance ? InstanceName(*current.instance) : "another model", now));
   return false;
 }
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "host/container.h"
@@ -30,6 +31,9 @@ struct Declaration {
 };
 void Declare(const Declaration& declaration);  // to the instance whose Construct runs
 
+// What a local property is; the same in all instances.
+enum class Held : unsigned char { kOther, kValue, kModel, kArrayOfValues, kArrayOfModels };
+
 struct DeclaredProperty {
   const char* name;
   const char* description;
@@ -37,6 +41,7 @@ struct DeclaredProperty {
   bool flag;
   QV_Direction direction;
   long long offset;  // of the holder or reference from the container's start
+  Held held = Held::kOther;
 };
 
 // The properties of a type in declaration order. All instances of a class share one table.
@@ -47,6 +52,14 @@ class TypeTable {
   std::vector<DeclaredProperty> properties;
   bool complete = false;                  // the first instance has declared everything
   int Find(std::string_view name) const;  // -1; letter case ignored
+  // Once it is complete: the properties that are references, and those that are or may hold sub-models, in order.
+  void Complete();
+  const std::vector<int>& references() const { return references_; }
+  const std::vector<int>& models() const { return models_; }
+
+ private:
+  std::vector<int> references_, models_;
+  std::unordered_map<std::string, int> by_name_;  // upper case; the first of a name
 };
 
 class Instance {

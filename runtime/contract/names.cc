@@ -37,11 +37,19 @@ bool EqualIgnoringCase(std::string_view a, std::string_view b) {
   return true;
 }
 
+namespace {
+struct TextHash {
+  using is_transparent = void;
+  size_t operator()(std::string_view text) const { return std::hash<std::string_view>()(text); }
+};
+}  // namespace
+
 const char* Interned(std::string_view text) {
   static std::mutex mutex;
-  static std::unordered_set<std::string> texts;
+  static std::unordered_set<std::string, TextHash, std::equal_to<>> texts;
   const std::lock_guard lock(mutex);
-  return texts.emplace(text).first->c_str();
+  const auto known = texts.find(text);
+  return known != texts.end() ? known->c_str() : texts.emplace(text).first->c_str();
 }
 
 std::string TypeName(const std::type_info& type) { return Demangled(type.name()); }

@@ -34,6 +34,11 @@ ProcedureElements ElementsOf(QV_ProcedureType& procedure) {
   return p && Access::ElementList(*p) ? ListOf(*p) : ProcedureElements{};
 }
 
+void BindElements(QV_ProcedureType& procedure, std::span<QV_VarParam* const> elements) {
+  const auto& p = static_cast<const QV_ProcedureType_F&>(procedure);
+  std::copy(elements.begin(), elements.end(), Access::ElementList(p));
+}
+
 bool EvaluateProcedure(QV_ProcedureType& procedure, double* residuals, double* rows) {
   auto& p = static_cast<QV_ProcedureType_F&>(procedure);
   int i = 0;

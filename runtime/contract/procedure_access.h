@@ -7,6 +7,8 @@
 //   r.data(), rows.data())) Report(LastProcedureFault().sentence);
 #pragma once
 
+#include <span>
+
 #include "host/procedure.h"
 
 namespace quiver {
@@ -18,6 +20,10 @@ struct ProcedureElements {
 };
 // Empty until the arguments have been measured. What follows is for procedures that have a list.
 ProcedureElements ElementsOf(QV_ProcedureType& procedure);
+
+// Puts others in the place of a procedure's elements: of the same kinds, in the same order. So one procedure serves all
+// instances that call it alike.
+void BindElements(QV_ProcedureType& procedure, std::span<QV_VarParam* const> elements);
 
 // residuals[j] = variable - value from the routine, one per output element; rows[j * Count() + e] = d
 // residuals[j] / d element e: 1 for the output itself, minus the routine's derivative for inputs, 0 for

@@ -11,6 +11,7 @@
 #include "runtime/contract/host_access.h"
 #include "runtime/contract/instance.h"
 #include "runtime/contract/names.h"
+#include "runtime/contract/readings.h"
 #include "runtime/contract/scope.h"
 #include "runtime/contract/set_storage.h"
 
@@ -26,7 +27,9 @@ extern "C" const QV_InterfaceId kQvModelId = {
     {'Q', 'V', 1, 0, 'm', 'o', 'd', 'e', 'l', 't', 'y', 'p', 'e', 0, 0, 1}};
 
 using quiver::HostAccess;
+using quiver::NoteReading;
 using quiver::Origin;
+using quiver::Reading;
 
 namespace {
 
@@ -182,12 +185,10 @@ QV_VarParam& QV_VarParam::operator=(const QV_VarParam& other) {
   if (this == &other) return *this;
   spec_ = other.spec_;
   origin_ = other.origin_;
-  if (kind_ == kSet || other.kind_ == kSet) {
-    if (kind_ == kSet) delete set_;
-    set_ = other.kind_ == kSet && other.set_ ? new quiver::SetStorage(*other.set_) : nullptr;
-  } else if (kind_ != kArray) {
-    real_ = other.real_;  // the whole eight bytes, whatever the kind
-  }
+  if (kind_ != kArray && (kind_ == kSet) == (other.kind_ == kSet))
+    real_ = other.real_;  // the whole eight bytes, whatever the kind: texts and sets are lasting
+  else if (kind_ == kSet)
+    set_ = nullptr;
   delete bounds_;
   bounds_ = other.bounds_ ? new quiver::Bounds(*other.bounds_) : nullptr;
   return *this;
@@ -195,7 +196,6 @@ QV_VarParam& QV_VarParam::operator=(const QV_VarParam& other) {
 QV_VarParam::~QV_VarParam() {
   if (number_ >= 0)
     if (quiver::Scope* scope = quiver::ThisThread().scope) scope->Forget(*this);
-  if (kind_ == kSet) delete set_;
   delete bounds_;
 }
 int QV_VarParam::QueryInterface(const void* interface_id, void** object) {
@@ -216,17 +216,23 @@ int QV_VarParam::Assign(QV_Value* value) {
 
 bool QV_VarParam::IsVariable() const { return (flags_ & HostAccess::kVariableFlag) != 0; }
 double QV_VarParam::LowerBound() const {
+  NoteReading(*this, Reading::kLower);
   if (bounds_ && bounds_->has_lower) return bounds_->lower;
   const QV_Value* type_default = const_cast<QV_VarParam*>(this)->QV_DefaultLOWER();
   return type_default ? NumberOf(*type_default) : -std::numeric_limits<double>::infinity();
 }
 double QV_VarParam::UpperBound() const {
+  NoteReading(*this, Reading::kUpper);
   if (bounds_ && bounds_->has_upper) return bounds_->upper;
   const QV_Value* type_default = const_cast<QV_VarParam*>(this)->QV_DefaultUPPER();
   return type_default ? NumberOf(*type_default) : std::numeric_limits<double>::infinity();
 }
-bool QV_VarParam::HoldsDefault() const { return HostAccess::OriginOf(*this) <= Origin::kAssignment; }
+bool QV_VarParam::HoldsDefault() const {
+  NoteReading(*this, Reading::kOrigin);
+  return HostAccess::OriginOf(*this) <= Origin::kAssignment;
+}
 double QV_VarParam::RealValue() const {
+  NoteReading(*this, Reading::kValue);
   switch (kind_) {
     case kReal:
       return real_;
@@ -239,11 +245,15 @@ double QV_VarParam::RealValue() const {
   }
 }
 int QV_VarParam::IntegerValue() const {
+  NoteReading(*this, Reading::kValue);
   if (kind_ == kReal) return std::abs(real_) < 2147483648.0 ? static_cast<int>(real_) : 0;
   if (kind_ == kInteger) return integer_;
   return kind_ == kLogical && logical_ ? 1 : 0;
 }
-const char* QV_VarParam::StringValue() const { return kind_ == kText && text_ ? text_ : ""; }
+const char* QV_VarParam::StringValue() const {
+  NoteReading(*this, Reading::kValue);
+  return kind_ == kText && text_ ? text_ : "";
+}
 bool QV_VarParam::LogicalValue() const {
   if (kind_ == kText) return SUValue::CompareCI(StringValue(), "Yes") == 0;
   return RealValue() != 0;
@@ -326,9 +336,7 @@ int SetFromValue(QV_VarParam& holder, const QV_Value& value, Origin origin) {
     }
     case HostAccess::kSet: {
       if (value_kind != QV_Value::kSet) return needs("a set");
-      SetStorage*& set = HostAccess::Set(holder);
-      delete set;
-      set = new SetStorage(*HostAccess::Set(value));
+      HostAccess::Set(holder) = HostAccess::Set(value);
       break;
     }
     case HostAccess::kArray: {

@@ -37,8 +37,14 @@ Scope::~Scope() {
 }
 
 Global* Scope::FindGlobal(const char* name) {
+  // Instances of one type ask with one and the same text; what stood in its place before may have been another.
+  if (const auto known = by_name_pointer_.find(name);
+      known != by_name_pointer_.end() && SUValue::CompareCI(known->second->name.c_str(), name) == 0)
+    return known->second;
   const auto found = by_name_.find(UpperCase(name));
-  return found == by_name_.end() ? nullptr : found->second;
+  if (found == by_name_.end()) return nullptr;
+  by_name_pointer_[name] = found->second;
+  return found->second;
 }
 
 QV_Type* Scope::BindGlobal(QV_ExternalBase& reference, const char* name) {

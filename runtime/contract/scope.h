@@ -7,11 +7,13 @@
 #include <memory>
 #include <string>
 #include <typeindex>
+#include <unordered_map>
 #include <vector>
 
 #include "host/property.h"
 #include "host/references.h"
 #include "host/sets.h"
+#include "runtime/contract/readings.h"
 
 class QV_ProcedureEquationType;
 class QV_ProcedureType;
@@ -58,6 +60,8 @@ class Scope {
  private:
   std::vector<std::unique_ptr<Global>> globals_;
   std::map<std::string, Global*> by_name_;  // upper case
+  std::unordered_map<const void*, Global*>
+      by_name_pointer_;  // names are lasting: the same place, the same text
   std::vector<QV_Type*> free_standing_;
   std::map<std::type_index, std::unique_ptr<QV_Type>> samples_;  // by the reference's class
   std::vector<QV_VarParam*> holders_;
@@ -100,6 +104,7 @@ struct Current {
   Instance* instance = nullptr;
   StructureSink* structure = nullptr;
   EmissionSink* emission = nullptr;
+  Readings* readings = nullptr;  // hears what a model's text reads
 };
 Current& ThisThread();
 
@@ -111,13 +116,20 @@ QV_COMPONENTLISTNAME* CurrentComponentList();
 // Sets the current state for a block.
 class CurrentGuard {
  public:
-  explicit CurrentGuard(Current current) : saved_(ThisThread()) { ThisThread() = current; }
-  ~CurrentGuard() { ThisThread() = saved_; }
+  explicit CurrentGuard(const Current& current) : saved_(ThisThread()), listens_(current.readings) {
+    ThisThread() = current;
+    if (listens_) ++reading_listeners;
+  }
+  ~CurrentGuard() {
+    ThisThread() = saved_;
+    if (listens_) --reading_listeners;
+  }
   CurrentGuard(const CurrentGuard&) = delete;
   CurrentGuard& operator=(const CurrentGuard&) = delete;
 
  private:
   Current saved_;
+  bool listens_;
 };
 
 }  // namespace quiver

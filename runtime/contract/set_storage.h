@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The elements of a set: integers or texts, in the order written.
+// The elements of a set: integers or texts, in the order written. Sets last and are shared: two are equal where their
+// pointers are.
 #pragma once
 
 #include <string>
@@ -11,8 +12,10 @@ namespace quiver {
 
 class SetStorage : public QV_Set {
  public:
+  // The one lasting set of these elements.
   static SetStorage* FromText(const char* text);      // each value followed by a double quote
   static SetStorage* FromIntegers(const char* text);  // 1":3" is 1 to 3
+  static SetStorage* FromTexts(std::vector<std::string> texts);
 
   bool is_text = false;
   std::vector<int> integers;
@@ -25,6 +28,9 @@ class SetStorage : public QV_Set {
     return is_text == other.is_text && integers == other.integers && texts == other.texts;
   }
   static SetStorage& Empty();
+
+ private:
+  static SetStorage* Lasting(SetStorage set);
 };
 
 // What a set stands for: its elements; every QV_Set of this host is a SetStorage.

@@ -3,10 +3,14 @@
 
 #include <charconv>
 #include <cstring>
+#include <memory>
+#include <mutex>
 #include <string_view>
+#include <unordered_map>
 
 #include "runtime/contract/host_access.h"
 #include "runtime/contract/names.h"
+#include "runtime/contract/readings.h"
 #include "runtime/contract/scope.h"
 #include "runtime/contract/set_storage.h"
 
@@ -22,39 +26,58 @@ void ForEachValue(const char* text, Use use) {
 constexpr long long kLargestSet = 100'000'000;  // beyond it a range is taken for a slip of the pen
 }  // namespace
 
+SetStorage* SetStorage::Lasting(SetStorage set) {
+  static std::mutex mutex;
+  static std::unordered_multimap<size_t, std::unique_ptr<SetStorage>> sets;
+  size_t hash = set.is_text;
+  for (const int value : set.integers) hash = hash * 0x9E3779B97F4A7C15u + static_cast<unsigned>(value);
+  for (const std::string& value : set.texts)
+    hash = hash * 0x9E3779B97F4A7C15u + std::hash<std::string>()(value);
+  const std::lock_guard lock(mutex);
+  for (auto [known, end] = sets.equal_range(hash); known != end; ++known)
+    if (*known->second == set) return known->second.get();
+  return sets.emplace(hash, std::make_unique<SetStorage>(std::move(set)))->second.get();
+}
+
+SetStorage* SetStorage::FromTexts(std::vector<std::string> texts) {
+  SetStorage set;
+  set.is_text = true;
+  set.texts = std::move(texts);
+  return Lasting(std::move(set));
+}
+
 SetStorage* SetStorage::FromText(const char* text) {
-  auto* set = new SetStorage;
-  set->is_text = true;
-  ForEachValue(text, [&](std::string_view value) { set->texts.emplace_back(value); });
-  return set;
+  std::vector<std::string> texts;
+  ForEachValue(text, [&](std::string_view value) { texts.emplace_back(value); });
+  return FromTexts(std::move(texts));
 }
 
 SetStorage* SetStorage::FromIntegers(const char* text) {
-  auto* set = new SetStorage;
+  SetStorage set;
   ForEachValue(text, [&](std::string_view value) {
     const bool range = !value.empty() && value.front() == ':';
     if (range) value.remove_prefix(1);
     int number = 0;
     const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), number);
     const bool whole = error == std::errc() && end == value.data() + value.size();
-    if (!whole || (range && set->integers.empty())) {
+    if (!whole || (range && set.integers.empty())) {
       if (Scope* scope = ThisThread().scope)
         scope->Fault("a set of integers holds \"" + std::string(value) + "\", which is not a whole number.");
       return;
     }
     if (!range) {
-      set->integers.push_back(number);
+      set.integers.push_back(number);
       return;
     }
-    const long long first = set->integers.back() + 1LL;
+    const long long first = set.integers.back() + 1LL;
     if (number - first > kLargestSet) {
       if (Scope* scope = ThisThread().scope)
         scope->Fault("a set of integers would hold more than 100 million elements.");
       return;
     }
-    for (long long i = first; i <= number; ++i) set->integers.push_back(static_cast<int>(i));
+    for (long long i = first; i <= number; ++i) set.integers.push_back(static_cast<int>(i));
   });
-  return set;
+  return Lasting(std::move(set));
 }
 
 bool SetStorage::Contains(const char* text) const {
@@ -71,12 +94,13 @@ std::string SetStorage::Describe() const {
 }
 
 SetStorage& SetStorage::Empty() {
-  static SetStorage empty;
-  return empty;
+  static SetStorage* const empty = Lasting({});
+  return *empty;
 }
 
 namespace {
 QV_Set& Elements(QV_VarParam& holder) {
+  NoteReading(holder, Reading::kValue);
   SetStorage* set = HostAccess::Set(holder);
   return set ? *set : SetStorage::Empty();
 }

@@ -13,20 +13,12 @@ const char* Copy(const char* text) {
   std::memcpy(copy, text ? text : "", size);
   return copy;
 }
-quiver::SetStorage* Copy(const quiver::SetStorage* set) {
-  return set ? new quiver::SetStorage(*set) : nullptr;
-}
 }  // namespace
 
-QV_SetValue::QV_SetValue(const QV_SetValue& other) : values_(Copy(other.values_)) {}
-QV_SetValue& QV_SetValue::operator=(const QV_SetValue& other) {
-  if (this != &other) {
-    delete values_;
-    values_ = Copy(other.values_);
-  }
-  return *this;
-}
-QV_SetValue::~QV_SetValue() { delete values_; }
+// Sets are lasting and shared.
+QV_SetValue::QV_SetValue(const QV_SetValue& other) = default;
+QV_SetValue& QV_SetValue::operator=(const QV_SetValue& other) = default;
+QV_SetValue::~QV_SetValue() = default;
 QV_StrSetValue::QV_StrSetValue(const char* text) : QV_SetValue(quiver::SetStorage::FromText(text)) {}
 QV_IntSetValue::QV_IntSetValue(const char* text) : QV_SetValue(quiver::SetStorage::FromIntegers(text)) {}
 
@@ -39,10 +31,9 @@ QV_Value::QV_Value(const char* value, int b, int a, int index)
 QV_Value::QV_Value(bool value, int b, int a, int index)
     : kind_(kLogical), logical_(value), b_(b), a_(a), index_(index) {}
 QV_Value::QV_Value(QV_SetValue& value, int b, int a, int index)
-    : kind_(kSet), set_(Copy(quiver::HostAccess::Values(value))), b_(b), a_(a), index_(index) {}
+    : kind_(kSet), set_(quiver::HostAccess::Values(value)), b_(b), a_(a), index_(index) {}
 QV_Value::QV_Value(QV_SpecType value, int b, int a, int index)
     : kind_(kSpecification), specification_(value), b_(b), a_(a), index_(index) {}
 QV_Value::~QV_Value() {
   if (kind_ == kText) MyFree(const_cast<char*>(text_));
-  if (kind_ == kSet) delete set_;
 }

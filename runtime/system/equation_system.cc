@@ -11,214 +11,78 @@
 #include "runtime/contract/names.h"
 #include "runtime/contract/procedure_access.h"
 #include "runtime/contract/procedure_fault.h"
-#include "runtime/expression/infix.h"
-#include "runtime/expression/stream_check.h"
 #include "runtime/expression/undefined.h"
 
 namespace quiver {
-namespace {
 
-Token TokenOf(QV_VarParam& holder) {
-  if (HostAccess::KindOf(holder) == HostAccess::kText) return Token::Text(holder.StringValue());
-  return Token::Variable(HostAccess::Number(holder));
+EquationSystem::EquationSystem(Flowsheet& flowsheet, const std::vector<Tie>& ties,
+                               const SystemOptions& options)
+    : flowsheet_(&flowsheet), ties_(ties), patterns_(options.written_out) {
+  std::vector<int> numbers;
+  for (Instance* instance : flowsheet.Instances()) {
+    const UnitPattern* pattern = patterns_.PatternOf(*instance, numbers);
+    if (pattern && !pattern->equations.empty()) AddUnit(*pattern, instance, nullptr, numbers);
+  }
+  AddTies();
+  flowsheet.ThrowFaults();
+  ReadVariables();
+  flowsheet.ThrowFaults();
 }
 
-}  // namespace
+void EquationSystem::AddUnit(const UnitPattern& pattern, const Instance* instance, const char* name,
+                             const std::vector<int>& numbers) {
+  const int unit = static_cast<int>(units_.size());
+  units_.push_back({&pattern, instance, name, EquationCount(), static_cast<int>(places_.size()),
+                    static_cast<int>(states_.size())});
+  unit_of_.resize(unit_of_.size() + pattern.equations.size(), unit);
+  const size_t first_place = places_.size();
+  places_.resize(first_place + pattern.places.size());
+  for (size_t k = 0; k < pattern.places.size(); ++k)
+    places_[first_place + k] = numbers[static_cast<size_t>(pattern.places[k])];
+  if (pattern.states == 0) return;
+  states_.resize(states_.size() + static_cast<size_t>(pattern.states));
+  for (const UnitPattern::Equation& equation : pattern.equations)
+    if (equation.state >= 0)
+      states_[static_cast<size_t>(units_.back().first_state + equation.state)].alternative = equation.first;
+}
 
-EquationSystem::EquationSystem(Flowsheet& flowsheet, const std::vector<Tie>& ties)
-    : flowsheet_(&flowsheet), ties_(ties) {
-  InstanceRecord record;
-  for (Instance* instance : flowsheet.Instances()) {
-    ReadEquations(*instance, record);
-    if (record.result >= 0) AddInstance(*instance, record);
-  }
-  const std::vector<unsigned char> named = NamedVariables();
+// left - right = 0.
+void EquationSystem::MakeTiePattern() {
+  tie_pattern_ = std::make_unique<UnitPattern>();
+  UnitPattern::Alternative alternative;
+  alternative.shape =
+      patterns_.Intern({Token::Code(20), Token::Variable(0), Token::Variable(1)}, tie_pattern_->places);
+  tie_pattern_->alternatives.push_back(alternative);
+  tie_pattern_->equations.emplace_back();
+  tie_pattern_->equations[0].alternative_count = 1;
+  tie_pattern_->equations[0].row_count = 2;
+  tie_pattern_->slots.resize(2);
+  for (UnitPattern::Slot& slot : tie_pattern_->slots) slot.in_row = true;
+}
+
+void EquationSystem::AddTies() {
+  if (ties_.empty()) return;
+  MakeTiePattern();
+  Scope& scope = flowsheet_->scope();
+  std::vector<unsigned char> named(static_cast<size_t>(scope.Count()), 0);
+  for (const int variable : places_) named[static_cast<size_t>(variable)] = 1;
   for (const Tie& tie : ties_) {
     const auto matters = [&](QV_VarParam& holder) {
       const auto number = static_cast<size_t>(HostAccess::Number(holder));
       return HostAccess::SpecOf(holder) == QV_SPEC_GIVEN || (number < named.size() && named[number]);
     };
-    if (!tie.only_if_used || matters(*tie.left) || matters(*tie.right)) AddTie(tie);
-  }
-  flowsheet.ThrowFaults();
-  MakeRows();
-  ReadVariables();
-  flowsheet.ThrowFaults();
-}
-
-int EquationSystem::AddAlternative(int equation, const Alternative& alternative) {
-  const int added = static_cast<int>(alternatives_.size());
-  alternatives_.push_back(alternative);
-  Equation& e = equations_[static_cast<size_t>(equation)];
-  if (e.alternative_count++ == 0) {
-    e.first = e.current_alternative = added;
-  } else {
-    int last = e.first;
-    while (alternatives_[static_cast<size_t>(last)].next >= 0)
-      last = alternatives_[static_cast<size_t>(last)].next;
-    alternatives_[static_cast<size_t>(last)].next = added;
-  }
-  e.conditional = e.conditional || alternative.condition_count > 0;
-  return added;
-}
-
-void EquationSystem::AppendStream(const EmissionRecord& record, TokenRange range,
-                                  std::vector<Token>& stream) {
-  for (int i = range.first; i < range.first + range.count; ++i) {
-    const StreamToken& token = record.tokens[static_cast<size_t>(i)];
-    switch (token.kind) {
-      case StreamToken::kOperator:
-        stream.push_back(Token::Code(token.code));
-        break;
-      case StreamToken::kReal:
-        stream.push_back(Token::Real(token.real));
-        break;
-      case StreamToken::kInteger:
-        stream.push_back(Token::Integer(token.integer));
-        break;
-      case StreamToken::kText:
-        stream.push_back(Token::Text(token.text));
-        break;
-      case StreamToken::kVariable:
-        if (HostAccess::KindOf(*token.variable) == HostAccess::kArray) {
-          auto& array = static_cast<QV_ArrayBase&>(*token.variable);
-          for (long long e = 0; e < array.Count(); ++e)
-            stream.push_back(TokenOf(static_cast<QV_VarParam&>(array.At(e))));
-        } else {
-          stream.push_back(TokenOf(*token.variable));
-        }
-    }
-  }
-}
-
-int EquationSystem::InternStream(const std::vector<Token>& stream) {
-  const size_t first = gather_.size();
-  const int known = shapes_.size();
-  const int shape = shapes_.Intern(stream, gather_);
-  if (shape >= known) {
-    std::vector<Token> local = stream;
-    for (Token& token : local)
-      if (token.kind == Token::kVariable)
-        token = Token::Variable(static_cast<int>(
-            std::find(gather_.begin() + static_cast<long>(first), gather_.end(), token.index) -
-            gather_.begin() - static_cast<long>(first)));
-    streams_.resize(static_cast<size_t>(shapes_.size()));
-    streams_[static_cast<size_t>(shape)] = std::move(local);
-  }
-  return shape;
-}
-
-int EquationSystem::AddCall(QV_ProcedureType* procedure) {
-  const auto [place, added] = call_of_.emplace(procedure, static_cast<int>(calls_.size()));
-  if (!added) return place->second;
-  Call call;
-  call.procedure = procedure;
-  const ProcedureElements elements = ElementsOf(*procedure);
-  call.inputs = static_cast<int>(elements.inputs);
-  call.outputs = static_cast<int>(elements.outputs);
-  for (long long e = 0; e < elements.Count(); ++e)
-    call.elements.push_back(flowsheet_->scope().Number(*elements.elements[e]));
-  call.residuals.resize(static_cast<size_t>(call.outputs));
-  call.rows.resize(static_cast<size_t>(call.outputs) * call.elements.size());
-  calls_.push_back(std::move(call));
-  return place->second;
-}
-
-void EquationSystem::AddInstance(Instance& instance, const InstanceRecord& record) {
-  const int base = EquationCount();
-  const int count = std::max(record.result, 0);
-  equations_.resize(equations_.size() + static_cast<size_t>(count));
-  for (int e = base; e < base + count; ++e) {
-    equations_[static_cast<size_t>(e)].instance = &instance;
-    equations_[static_cast<size_t>(e)].alternative_count = 0;
-  }
-  const auto fault = [&](const EmittedEquation& equation, const std::string& what) {
-    instance.scope().Fault(fmt::format("{}.{}: {}. The model library is at fault.", InstanceName(instance),
-                                       equation.name, what));
-  };
-  std::vector<Token> stream;
-  for (const EmittedEquation& emitted : record.emission.equations) {
-    if (emitted.index < 0 || emitted.index >= count) {
-      fault(emitted,
-            fmt::format("equation number {} lies outside the {} that were set up", emitted.index, count));
+    if (tie.only_if_used && !matters(*tie.left) && !matters(*tie.right)) continue;
+    if (HostAccess::KindOf(*tie.left) != HostAccess::kReal ||
+        HostAccess::KindOf(*tie.right) != HostAccess::kReal) {
+      scope.Fault(fmt::format("{}: only single real values can be made equal.", tie.name));
       continue;
     }
-    Alternative alternative;
-    alternative.name = emitted.name;
-    if (emitted.procedure) {
-      alternative.procedure = AddCall(emitted.procedure);
-      alternative.output = emitted.output_element;
-      const Call& call = calls_[static_cast<size_t>(alternative.procedure)];
-      NoteLeftSide(call.elements[static_cast<size_t>(call.inputs + alternative.output)]);
-    } else {
-      stream.clear();
-      AppendStream(record.emission, emitted.tokens, stream);
-      if (const auto bad = CheckEquation(stream)) {
-        fault(emitted, "the stream is no tree: " + bad->Message());
-        continue;
-      }
-      alternative.gather = static_cast<int>(gather_.size());
-      alternative.shape = InternStream(stream);
-      // "x = ..." is 20 x ..., "x = c" is 19 -c x, "x = 0" is 1 x.
-      const auto variable = [&](size_t i) { return stream.size() > i && stream[i].kind == Token::kVariable; };
-      if (stream[0].index != 19 && variable(1)) NoteLeftSide(stream[1].index);
-      if (stream[0].index == 19 && stream.size() == 3 && variable(2)) NoteLeftSide(stream[2].index);
-    }
-    alternative.first_condition = static_cast<int>(conditions_.size());
-    for (int c = emitted.first_condition; c < emitted.first_condition + emitted.condition_count; ++c) {
-      const EmittedCondition& condition = record.emission.conditions[static_cast<size_t>(c)];
-      stream.clear();
-      AppendStream(record.emission, condition.tokens, stream);
-      if (const auto bad = CheckCondition(stream)) {
-        fault(emitted, fmt::format("condition {} is no tree: {}", condition.label, bad->Message()));
-        continue;
-      }
-      const int gather = static_cast<int>(gather_.size());
-      conditions_.push_back({InternStream(stream), gather});
-      alternative.label = condition.label;
-      ++alternative.condition_count;
-    }
-    AddAlternative(base + emitted.index, alternative);
-  }
-  for (int e = base; e < base + count; ++e)
-    if (At(e).alternative_count == 0)
-      instance.scope().Fault(
-          fmt::format("{}: equation {} of {} was counted but not emitted. The model library is at fault.",
-                      InstanceName(instance), e - base, count));
-}
-
-std::vector<unsigned char> EquationSystem::NamedVariables() const {
-  std::vector<unsigned char> named(static_cast<size_t>(flowsheet_->scope().Count()), 0);
-  for (const int variable : gather_) named[static_cast<size_t>(variable)] = 1;
-  for (const Call& call : calls_)
-    for (const int variable : call.elements) named[static_cast<size_t>(variable)] = 1;
-  return named;
-}
-
-void EquationSystem::AddTie(const Tie& tie) {
-  for (QV_VarParam* side : {tie.left, tie.right}) {
-    if (HostAccess::KindOf(*side) == HostAccess::kReal) {
-      flowsheet_->scope().Number(*side);
+    if (tie.left == tie.right) {
+      scope.Fault(fmt::format("{}: both sides are one and the same.", tie.name));
       continue;
     }
-    flowsheet_->scope().Fault(fmt::format("{}: only single real values can be made equal.", tie.name));
-    return;
+    AddUnit(*tie_pattern_, nullptr, Interned(tie.name), {scope.Number(*tie.left), scope.Number(*tie.right)});
   }
-  const std::vector<Token> stream = {Token::Code(20), TokenOf(*tie.left), TokenOf(*tie.right)};
-
-  Alternative alternative;
-  alternative.gather = static_cast<int>(gather_.size());
-  alternative.shape = InternStream(stream);
-  alternative.name = Interned(tie.name);
-  equations_.emplace_back();
-  equations_.back().alternative_count = 0;
-  AddAlternative(EquationCount() - 1, alternative);
-}
-
-void EquationSystem::NoteLeftSide(int variable) {
-  if (static_cast<size_t>(variable) >= left_side_.size())
-    left_side_.resize(static_cast<size_t>(flowsheet_->scope().Count()), 0);
-  left_side_[static_cast<size_t>(variable)] = 1;
 }
 
 bool EquationSystem::CanBeFreed(int variable) const {
@@ -226,142 +90,98 @@ bool EquationSystem::CanBeFreed(int variable) const {
   return holder && holder->IsVariable();
 }
 
-// The rows: of every equation the distinct variables of all its alternatives, in the order in which they first appear.
-void EquationSystem::MakeRows() {
-  row_start_.assign(1, 0);
-  condition_start_.assign(1, 0);
-  std::vector<int> place(static_cast<size_t>(flowsheet_->scope().Count()), -1);
-  size_t longest = 0;
-  for (const Equation& equation : equations_) {
-    const size_t start = row_.size(), condition_start = condition_.size();
-    const auto column = [&](int variable) {
-      int& at = place[static_cast<size_t>(variable)];
-      if (at < 0) {
-        at = static_cast<int>(row_.size() - start);
-        row_.push_back(variable);
-      }
-      return at;
-    };
-    for (int a = equation.first; a >= 0; a = alternatives_[static_cast<size_t>(a)].next) {
-      Alternative& alternative = alternatives_[static_cast<size_t>(a)];
-      const int columns = static_cast<int>(columns_.size());
-      bool same = true;
-      if (alternative.procedure >= 0) {
-        const Call& call = calls_[static_cast<size_t>(alternative.procedure)];
-        // One entry per element; outputs other than the own one have none.
-        for (size_t e = 0; e < call.elements.size(); ++e) {
-          const bool other_output = e >= static_cast<size_t>(call.inputs) &&
-                                    e != static_cast<size_t>(call.inputs + alternative.output);
-          const bool variable = flowsheet_->scope().Holder(call.elements[e])->IsVariable();
-          columns_.push_back(other_output || !variable ? -1 : column(call.elements[e]));
-        }
-        same = false;
-        longest = std::max(longest, call.elements.size());
-      } else {
-        const int count = shapes_[alternative.shape].variable_count;
-        for (int v = 0; v < count; ++v) {
-          columns_.push_back(column(gather_[static_cast<size_t>(alternative.gather + v)]));
-          same = same && columns_.back() == v;
-        }
-        longest = std::max(longest, static_cast<size_t>(count));
-      }
-      if (same)
-        columns_.resize(static_cast<size_t>(columns));
-      else
-        alternative.columns = columns;
-    }
-    for (size_t i = start; i < row_.size(); ++i) place[static_cast<size_t>(row_[i])] = -1;
+// A variable that takes part: whether it is free, and its typical magnitude.
+void EquationSystem::LookAt(const Unit& unit) {
+  for (size_t k = 0; k < unit.pattern->places.size(); ++k) {
+    const int variable = *PlacesOf(unit, static_cast<int>(k));
+    const auto n = static_cast<size_t>(variable);
+    const UnitPattern::Slot& slot = unit.pattern->slots[static_cast<size_t>(unit.pattern->places[k])];
+    if (slot.is_left_side) left_side_[n] = 1;
+    // A variable that only conditions name is nobody's unknown.
+    const unsigned char part = slot.in_row ? 2 : 1;
+    if (takes_part_[n] >= part) continue;
+    QV_VarParam& holder = HolderOf(variable);
+    const bool seen = takes_part_[n] != 0;
+    takes_part_[n] = part;
+    free_[n] = part == 2 && holder.IsVariable() && HostAccess::SpecOf(holder) != QV_SPEC_GIVEN;
+    if (seen) continue;
+    double typical = std::abs(holder.RealValue());
+    if (const QV_Value* start = holder.QV_DefaultVALUE();
+        start && HostAccess::KindOf(*start) == QV_Value::kReal)
+      typical = std::max(typical, std::abs(HostAccess::Real(*start)));
+    scale_[n] = typical > 0 && std::isfinite(typical) ? typical : 1;
+    if (!holder.IsVariable() && !HasValue(holder))
+      flowsheet_->scope().Fault(fmt::format("{} has no value: set it.", QualifiedName(holder)));
+    if (holder.IsVariable() && HostAccess::SpecOf(holder) == QV_SPEC_GIVEN &&
+        !std::isfinite(holder.RealValue()))
+      flowsheet_->scope().Fault(
+          fmt::format("{} is given, but its value is not a finite number.", QualifiedName(holder)));
+  }
+}
 
-    for (int a = equation.first; a >= 0; a = alternatives_[static_cast<size_t>(a)].next) {
-      const Alternative& alternative = alternatives_[static_cast<size_t>(a)];
-      for (int c = alternative.first_condition; c < alternative.first_condition + alternative.condition_count;
-           ++c) {
-        const Condition& condition = conditions_[static_cast<size_t>(c)];
-        for (int v = 0; v < shapes_[condition.shape].variable_count; ++v) {
-          const int variable = gather_[static_cast<size_t>(condition.gather + v)];
-          if (std::find(condition_.begin() + static_cast<long>(condition_start), condition_.end(),
-                        variable) == condition_.end())
-            condition_.push_back(variable);
-        }
-      }
-    }
-    row_start_.push_back(static_cast<int>(row_.size()));
-    condition_start_.push_back(static_cast<int>(condition_.size()));
+void EquationSystem::ReadVariables() {
+  const auto count = static_cast<size_t>(flowsheet_->scope().Count());
+  for (auto* flags : {&free_, &takes_part_, &left_side_}) flags->assign(count, 0);
+  scale_.assign(count, 1);
+  const CurrentGuard guard({&flowsheet_->scope(), nullptr, nullptr, nullptr});
+  size_t longest = 0;
+  const UnitPattern* last = nullptr;
+  for (const Unit& unit : units_) {
+    LookAt(unit);
+    if (unit.pattern == last) continue;
+    last = unit.pattern;
+    for (const UnitPattern::Equation& equation : last->equations)
+      longest = std::max(longest, static_cast<size_t>(equation.row_count));
   }
   gradient_.resize(longest);
 }
 
-void EquationSystem::ReadVariables() {
-  Scope& scope = flowsheet_->scope();
-  const auto count = static_cast<size_t>(scope.Count());
-  free_.assign(count, 0);
-  takes_part_.assign(count, 0);
-  lower_.assign(count, 0);
-  upper_.assign(count, 0);
-  scale_.assign(count, 1);
-  const auto look_at = [&](int variable) {
-    QV_VarParam* holder = scope.Holder(variable);
-    const auto n = static_cast<size_t>(variable);
-    if (!holder || takes_part_[n]) return;  // seen before
-    takes_part_[n] = 1;
-    lower_[n] = holder->LowerBound();
-    upper_[n] = holder->UpperBound();
-    double typical = std::abs(holder->RealValue());
-    if (const QV_Value* start = holder->QV_DefaultVALUE();
-        start && HostAccess::KindOf(*start) == QV_Value::kReal)
-      typical = std::max(typical, std::abs(HostAccess::Real(*start)));
-    scale_[n] = typical > 0 && std::isfinite(typical) ? typical : 1;
-    free_[n] = holder->IsVariable() && HostAccess::SpecOf(*holder) != QV_SPEC_GIVEN;
-    if (!holder->IsVariable() && !HasValue(*holder))
-      scope.Fault(fmt::format("{} has no value: set it.", QualifiedName(*holder)));
-    if (!free_[n] && holder->IsVariable() && !std::isfinite(holder->RealValue()))
-      scope.Fault(fmt::format("{} is given, but its value is not a finite number.", QualifiedName(*holder)));
-  };
-  const CurrentGuard guard({&scope, nullptr, nullptr, nullptr});
-  for (const int variable : row_) look_at(variable);
-  for (const Call& call : calls_)
-    for (const int variable : call.elements) look_at(variable);
-  // A variable that only a condition names is nobody's unknown.
-  std::vector<unsigned char> in_residual(count, 0);
-  for (const int variable : row_) in_residual[static_cast<size_t>(variable)] = 1;
-  for (const int variable : condition_) {
-    look_at(variable);
-    if (!in_residual[static_cast<size_t>(variable)]) free_[static_cast<size_t>(variable)] = 0;
-  }
-}
-
 std::span<const int> EquationSystem::ResidualVariables(int equation) const {
-  const auto e = static_cast<size_t>(equation);
-  return {row_.data() + row_start_[e], static_cast<size_t>(row_start_[e + 1] - row_start_[e])};
+  const Located at = At(equation);
+  return {PlacesOf(*at.unit, at.equation->row), static_cast<size_t>(at.equation->row_count)};
 }
 std::span<const int> EquationSystem::ConditionVariables(int equation) const {
-  const auto e = static_cast<size_t>(equation);
-  return {condition_.data() + condition_start_[e],
-          static_cast<size_t>(condition_start_[e + 1] - condition_start_[e])};
+  const Located at = At(equation);
+  return {PlacesOf(*at.unit, at.equation->condition_row),
+          static_cast<size_t>(at.equation->condition_row_count)};
 }
 
 int EquationSystem::CurrentShape(int equation) const {
-  const Alternative& alternative = alternatives_[static_cast<size_t>(At(equation).current_alternative)];
-  return At(equation).current < 0 ? -1 : alternative.shape;
+  const Located at = At(equation);
+  const State state = StateOf(at);
+  return state.place < 0 ? -1 : at.unit->pattern->alternatives[static_cast<size_t>(state.alternative)].shape;
 }
 std::span<const int> EquationSystem::CurrentGather(int equation) const {
-  const Alternative& alternative = alternatives_[static_cast<size_t>(At(equation).current_alternative)];
-  return {gather_.data() + alternative.gather,
-          static_cast<size_t>(shapes_[alternative.shape].variable_count)};
+  const Located at = At(equation);
+  const UnitPattern::Alternative& alternative =
+      at.unit->pattern->alternatives[static_cast<size_t>(StateOf(at).alternative)];
+  return {PlacesOf(*at.unit, alternative.places),
+          static_cast<size_t>(shapes()[alternative.shape].variable_count)};
 }
 
-bool EquationSystem::EvaluateCall(Call& call, const double* x) {
-  if (call.stamp == stamp_) return !call.failed;
-  call.stamp = stamp_;
+// The procedure of the instance that told the pattern, with this unit's elements.
+EquationSystem::CallValues& EquationSystem::EvaluateCall(const Unit& unit, int index, const double* x) {
+  const UnitPattern::Call& call = unit.pattern->calls[static_cast<size_t>(index)];
+  CallValues& values = call_values_[&call];
+  if (values.stamp == stamp_ && values.unit == &unit) return values;
+  values.stamp = stamp_;
+  values.unit = &unit;
+  const int count = call.inputs + call.outputs;
+  const int* const elements = PlacesOf(unit, call.places);
   Scope& scope = flowsheet_->scope();
-  for (const int element : call.elements) {
-    QV_VarParam& holder = *scope.Holder(element);
-    if (HostAccess::KindOf(holder) == HostAccess::kReal) HostAccess::Real(holder) = x[element];
+  thread_local std::vector<QV_VarParam*> holders;
+  holders.resize(static_cast<size_t>(count));
+  for (int k = 0; k < count; ++k) {
+    QV_VarParam* holder = holders[static_cast<size_t>(k)] = scope.Holder(elements[k]);
+    if (HostAccess::KindOf(*holder) == HostAccess::kReal) HostAccess::Real(*holder) = x[elements[k]];
   }
+  values.residuals.resize(static_cast<size_t>(call.outputs));
+  values.rows.resize(static_cast<size_t>(call.outputs) * static_cast<size_t>(count));
   const CurrentGuard guard({&scope, nullptr, nullptr, nullptr});
-  call.failed = !EvaluateProcedure(*call.procedure, call.residuals.data(), call.rows.data());
-  if (call.failed) call.reason = LastProcedureFault().sentence;
-  return !call.failed;
+  BindElements(*call.procedure, holders);
+  values.failed = !EvaluateProcedure(*call.procedure, values.residuals.data(), values.rows.data());
+  if (values.failed) values.reason = LastProcedureFault().sentence;
+  return values;
 }
 
 bool EquationSystem::Evaluate(std::span<const int> equations, const double* x, double* residuals,
@@ -371,36 +191,37 @@ bool EquationSystem::Evaluate(std::span<const int> equations, const double* x, d
   const std::span<const double> all(x, free_.size());
   bool finite = true;
   for (const int e : equations) {
-    const Equation& equation = At(e);
-    const Alternative& alternative = alternatives_[static_cast<size_t>(equation.current_alternative)];
-    const auto row =
-        static_cast<size_t>(row_start_[static_cast<size_t>(e) + 1] - row_start_[static_cast<size_t>(e)]);
+    const Located at = At(e);
+    const State state = StateOf(at);
+    const UnitPattern& pattern = *at.unit->pattern;
+    const UnitPattern::Alternative& alternative =
+        pattern.alternatives[static_cast<size_t>(state.alternative)];
+    const auto row = static_cast<size_t>(at.equation->row_count);
     double* gradient = gradients;
     if (gradients) {
       std::fill_n(gradients, row, 0.0);
       gradients += row;
     }
     double& residual = *residuals++;
-    bool good = equation.current >= 0;
+    bool good = state.place >= 0;
     if (!good) {
       residual = std::nan("");
-    } else if (alternative.procedure >= 0) {
-      Call& call = calls_[static_cast<size_t>(alternative.procedure)];
-      good = EvaluateCall(call, x);
+    } else if (alternative.call >= 0) {
+      const CallValues& values = EvaluateCall(*at.unit, alternative.call, x);
+      good = !values.failed;
       if (good) {
-        residual = call.residuals[static_cast<size_t>(alternative.output)];
-        if (gradient) {
-          const double* from =
-              call.rows.data() + static_cast<size_t>(alternative.output) * call.elements.size();
-          for (size_t k = 0; k < call.elements.size(); ++k)
-            if (const int column = columns_[static_cast<size_t>(alternative.columns) + k]; column >= 0)
-              gradient[column] += from[k];
-        }
+        residual = values.residuals[static_cast<size_t>(alternative.output)];
+        const UnitPattern::Call& call = pattern.calls[static_cast<size_t>(alternative.call)];
+        const auto elements = static_cast<size_t>(call.inputs + call.outputs);
+        const double* from = values.rows.data() + static_cast<size_t>(alternative.output) * elements;
+        const int* columns = pattern.columns.data() + alternative.columns;
+        for (size_t k = 0; gradient && k < elements; ++k)
+          if (columns[k] >= 0) gradient[columns[k]] += from[k];
       }
     } else {
-      const Shape& shape = shapes_[alternative.shape];
+      const Shape& shape = shapes()[alternative.shape];
       const auto count = static_cast<size_t>(shape.variable_count);
-      const std::span<const int> gather(gather_.data() + alternative.gather, count);
+      const std::span<const int> gather(PlacesOf(*at.unit, alternative.places), count);
       if (!gradient) {
         residual = evaluator_.Value(shape, gather, all);
       } else if (alternative.columns < 0) {
@@ -408,7 +229,7 @@ bool EquationSystem::Evaluate(std::span<const int> equations, const double* x, d
       } else {
         residual = evaluator_.Gradient(shape, gather, all, {gradient_.data(), count});
         for (size_t k = 0; k < count; ++k)
-          gradient[columns_[static_cast<size_t>(alternative.columns) + k]] = gradient_[k];
+          gradient[pattern.columns[static_cast<size_t>(alternative.columns) + k]] = gradient_[k];
       }
     }
     good = good && std::isfinite(residual);
@@ -429,22 +250,24 @@ bool EquationSystem::Evaluate(std::span<const int> equations, const double* x, d
 
 // The reason why an equation has no finite value or slope at x, in words.
 void EquationSystem::Explain(int e, const double* x) {
-  const Equation& equation = At(e);
   fault_.equation = e;
-  const Alternative& alternative = alternatives_[static_cast<size_t>(equation.current_alternative)];
-  if (equation.current < 0) {
+  const Located at = At(e);
+  const State state = StateOf(at);
+  const UnitPattern::Alternative& alternative =
+      at.unit->pattern->alternatives[static_cast<size_t>(state.alternative)];
+  if (state.place < 0) {
     fault_.reason = "none of its conditions holds";
     return;
   }
-  if (alternative.procedure >= 0) {
-    const Call& call = calls_[static_cast<size_t>(alternative.procedure)];
-    fault_.reason = call.failed ? call.reason : "the routine's value is not finite";
+  if (alternative.call >= 0) {
+    const CallValues& values = EvaluateCall(*at.unit, alternative.call, x);
+    fault_.reason = values.failed ? values.reason : "the routine's value is not finite";
     return;
   }
-  std::vector<Token> stream = streams_[static_cast<size_t>(alternative.shape)];
+  std::vector<Token> stream = patterns_.Stream(alternative.shape);
   for (Token& token : stream)
     if (token.kind == Token::kVariable)
-      token = Token::Variable(gather_[static_cast<size_t>(alternative.gather + token.index)]);
+      token = Token::Variable(PlacesOf(*at.unit, alternative.places)[token.index]);
   const std::span<const double> all(x, free_.size());
   const auto name = [this](int variable) { return VariableName(variable); };
   auto cause = FindUndefined(stream, all, name);
@@ -456,43 +279,45 @@ int EquationSystem::DecideAlternatives(std::span<const int> equations, const dou
   const std::span<const double> all(x, free_.size());
   int changed = 0;
   for (const int e : equations) {
-    if (!HasAlternatives(e)) continue;
-    Equation& equation = equations_[static_cast<size_t>(e)];
-    int place = 0, found = -1;
-    for (int a = equation.first; a >= 0 && found < 0;
-         a = alternatives_[static_cast<size_t>(a)].next, ++place) {
-      const Alternative& alternative = alternatives_[static_cast<size_t>(a)];
-      bool holds = true;
-      for (int c = alternative.first_condition;
-           holds && c < alternative.first_condition + alternative.condition_count; ++c) {
-        const Condition& condition = conditions_[static_cast<size_t>(c)];
-        const Shape& shape = shapes_[condition.shape];
-        holds = evaluator_.Holds(
-            shape, {gather_.data() + condition.gather, static_cast<size_t>(shape.variable_count)}, all);
+    const Located at = At(e);
+    if (at.equation->state < 0) continue;
+    State& state = states_[static_cast<size_t>(at.unit->first_state + at.equation->state)];
+    const UnitPattern& pattern = *at.unit->pattern;
+    const auto holds = [&](int index) {
+      const UnitPattern::Alternative& alternative = pattern.alternatives[static_cast<size_t>(index)];
+      for (int c = 0; c < alternative.condition_count; ++c) {
+        const auto& condition = pattern.conditions[static_cast<size_t>(alternative.first_condition + c)];
+        const Shape& shape = shapes()[condition.shape];
+        const std::span<const int> gather(PlacesOf(*at.unit, condition.places),
+                                          static_cast<size_t>(shape.variable_count));
+        if (!evaluator_.Holds(shape, gather, all)) return false;
       }
-      if (!holds) continue;
-      found = place;
-      equation.current_alternative = a;
-    }
-    if (found != equation.current) ++changed;
-    equation.current = found;
+      return true;
+    };
+    int found = -1;
+    for (int place = 0; place < at.equation->alternative_count && found < 0; ++place)
+      if (holds(at.equation->first + place)) found = place;
+    if (found >= 0) state.alternative = at.equation->first + found;
+    if (found != state.place) ++changed;
+    state.place = found;
   }
   return changed;
 }
 
 std::string EquationSystem::AlternativeName(int equation, int place) const {
-  int a = At(equation).first;
-  for (int k = 0; k < place && alternatives_[static_cast<size_t>(a)].next >= 0; ++k)
-    a = alternatives_[static_cast<size_t>(a)].next;
-  const Alternative& alternative = alternatives_[static_cast<size_t>(a)];
+  const Located at = At(equation);
+  const int last = at.equation->alternative_count - 1;
+  const UnitPattern::Alternative& alternative =
+      at.unit->pattern->alternatives[static_cast<size_t>(at.equation->first + std::clamp(place, 0, last))];
   return alternative.label ? fmt::format("{} (under {})", alternative.name, alternative.label)
                            : fmt::format("{} (otherwise)", alternative.name);
 }
 
 std::string EquationSystem::EquationName(int equation) const {
-  const Equation& e = At(equation);
-  const char* name = alternatives_[static_cast<size_t>(e.current_alternative)].name;
-  const std::string block = e.instance ? InstanceName(*e.instance) : "";
+  const Located at = At(equation);
+  if (!at.unit->instance) return at.unit->name;
+  const char* name = at.unit->pattern->alternatives[static_cast<size_t>(StateOf(at).alternative)].name;
+  const std::string block = InstanceName(*at.unit->instance);
   return block.empty() ? name : block + "." + name;
 }
 
@@ -518,6 +343,22 @@ void EquationSystem::Store(std::span<const double> x) {
     if (free_[n] && HostAccess::OriginOf(*holder) != Origin::kUser)
       HostAccess::SetOrigin(*holder, Origin::kSolution);
   }
+}
+
+SystemSummary EquationSystem::Summary() const {
+  SystemSummary summary;
+  for (const Unit& unit : units_) summary.instances += unit.instance != nullptr;
+  summary.instances_written_out = patterns_.written_out();
+  summary.patterns = patterns_.patterns();
+  summary.shapes = shapes().size();
+  return summary;
+}
+
+size_t EquationSystem::memory_bytes() const {
+  return units_.capacity() * sizeof(Unit) + unit_of_.capacity() * sizeof(int) +
+         places_.capacity() * sizeof(int) + states_.capacity() * sizeof(State) +
+         scale_.capacity() * sizeof(double) + free_.capacity() + takes_part_.capacity() +
+         left_side_.capacity();
 }
 
 }  // namespace quiver

@@ -9,14 +9,15 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
+#include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "runtime/expression/evaluator.h"
-#include "runtime/expression/shape.h"
 #include "runtime/solve/nonlinear_problem.h"
 #include "runtime/system/flowsheet.h"
+#include "runtime/system/unit_pattern.h"
 
 namespace quiver {
 
@@ -28,28 +29,40 @@ struct Tie {
   bool only_if_used = false;  // none is made where no equation names either of them and neither is given
 };
 
+struct SystemOptions {
+  // Every instance tells its own equations, none takes over those of a like one. Slower, with the same result.
+  bool written_out = false;
+};
+
+// How a system came about, for `quiver bench`.
+struct SystemSummary {
+  int instances = 0;              // with equations
+  int instances_written_out = 0;  // that told their equations themselves
+  int patterns = 0;
+  int shapes = 0;
+};
+
 class EquationSystem final : public NonlinearProblem {
  public:
   // Sets up and emits all instances; `ties` are pairs of holders that are to be equal. Throws Error with all findings:
   // set-up and emission that disagree, malformed streams, values that are missing.
-  explicit EquationSystem(Flowsheet& flowsheet, const std::vector<Tie>& ties = {});
+  explicit EquationSystem(Flowsheet& flowsheet, const std::vector<Tie>& ties = {},
+                          const SystemOptions& options = {});
 
-  int EquationCount() const override { return static_cast<int>(equations_.size()); }
+  int EquationCount() const override { return static_cast<int>(unit_of_.size()); }
   int VariableCount() const override { return static_cast<int>(free_.size()); }
   bool IsFree(int variable) const override { return free_[static_cast<size_t>(variable)] != 0; }
   std::span<const int> ResidualVariables(int equation) const override;
   std::span<const int> ConditionVariables(int equation) const override;
-  double Lower(int variable) const override { return lower_[static_cast<size_t>(variable)]; }
-  double Upper(int variable) const override { return upper_[static_cast<size_t>(variable)]; }
+  double Lower(int variable) const override { return HolderOf(variable).LowerBound(); }
+  double Upper(int variable) const override { return HolderOf(variable).UpperBound(); }
   double Scale(int variable) const override { return scale_[static_cast<size_t>(variable)]; }
   bool Evaluate(std::span<const int> equations, const double* x, double* residuals,
                 double* gradients) override;
   EvaluationFault FirstFault() const override { return fault_; }
   int DecideAlternatives(std::span<const int> equations, const double* x) override;
-  bool HasAlternatives(int equation) const override {
-    return At(equation).alternative_count > 1 || At(equation).conditional;
-  }
-  int CurrentAlternative(int equation) const override { return At(equation).current; }
+  bool HasAlternatives(int equation) const override { return At(equation).equation->state >= 0; }
+  int CurrentAlternative(int equation) const override { return StateOf(At(equation)).place; }
   std::string AlternativeName(int equation, int alternative) const override;
   bool CanBeFreed(int variable) const override;
   bool IsLeftSide(int variable) const override {
@@ -71,73 +84,73 @@ class EquationSystem final : public NonlinearProblem {
   std::span<const int> CurrentGather(int equation) const;
 
   Flowsheet& flowsheet() const { return *flowsheet_; }
-  const ShapeStore& shapes() const { return shapes_; }
+  const ShapeStore& shapes() const { return patterns_.shapes(); }
+  SystemSummary Summary() const;
+  size_t memory_bytes() const;  // of the equations: what is kept beyond the instances
 
  private:
-  struct Condition {
-    int shape;
-    int gather;  // in gather_
+  // The equations of an instance, or of a tie: a pattern with this instance's variables.
+  struct Unit {
+    const UnitPattern* pattern;
+    const Instance* instance;  // null: a tie
+    const char* name;          // of a tie
+    int first_equation;
+    int first_place;  // in places_
+    int first_state;  // in states_
   };
-  struct Alternative {
-    int shape = -1;      // -1: a procedure's output
-    int gather = 0;      // in gather_; as many as the shape has variables
-    int procedure = -1;  // in procedures_
-    int output = 0;
-    int first_condition = 0, condition_count = 0;
-    int next = -1;     // further alternative of the same equation
-    int columns = -1;  // in columns_: place of each gather entry in the equation's row; -1: the same places
-    const char* name = "";
-    const char* label = nullptr;  // of its innermost condition
+  // Which alternative of an equation is in use.
+  struct State {
+    int place = 0;        // of its alternatives; -1: none holds
+    int alternative = 0;  // the last one that held, in the pattern
   };
-  struct Equation {
-    int first = 0;  // alternative
-    int alternative_count = 1;
-    int current = 0;  // place of the alternative in use; -1: none holds
-    int current_alternative = 0;
-    const Instance* instance = nullptr;  // null: a tie
-    bool conditional = false;            // its only alternative has a condition
+  struct Located {
+    const Unit* unit;
+    const UnitPattern::Equation* equation;
   };
-  struct Call {
-    QV_ProcedureType* procedure;
-    int inputs = 0, outputs = 0;
-    std::uint64_t stamp = 0;  // the evaluation whose values are in `values`
+  // What the last evaluation of a pattern's call was, and gave.
+  struct CallValues {
+    const Unit* unit = nullptr;
+    std::uint64_t stamp = 0;
     bool failed = false;
     std::string reason;
-    std::vector<double> residuals, rows;  // rows: outputs x (inputs + outputs)
-    std::vector<int> elements;            // numbers of the elements: inputs, then outputs
+    std::vector<double> residuals, rows;  // rows: outputs x elements
   };
 
-  const Equation& At(int equation) const { return equations_[static_cast<size_t>(equation)]; }
-  void AddInstance(Instance& instance, const InstanceRecord& record);
-  void AddTie(const Tie& tie);
-  std::vector<unsigned char> NamedVariables() const;  // by any equation so far, by number
-  int AddAlternative(int equation, const Alternative& alternative);
-  void AppendStream(const EmissionRecord& record, TokenRange range, std::vector<Token>& stream);
-  int AddCall(QV_ProcedureType* procedure);
-  void NoteLeftSide(int variable);
-  void MakeRows();
+  Located At(int equation) const {
+    const Unit& unit = units_[static_cast<size_t>(unit_of_[static_cast<size_t>(equation)])];
+    return {&unit, &unit.pattern->equations[static_cast<size_t>(equation - unit.first_equation)]};
+  }
+  State StateOf(Located at) const {
+    if (at.equation->state < 0) return {0, at.equation->first};
+    return states_[static_cast<size_t>(at.unit->first_state + at.equation->state)];
+  }
+  QV_VarParam& HolderOf(int variable) const { return *flowsheet_->scope().Holder(variable); }
+  const int* PlacesOf(const Unit& unit, int places) const {
+    return places_.data() + unit.first_place + places;
+  }
+
+  void AddUnit(const UnitPattern& pattern, const Instance* instance, const char* name,
+               const std::vector<int>& numbers);
+  void AddTies();
+  void MakeTiePattern();
   void ReadVariables();
-  int InternStream(const std::vector<Token>& stream);
-  bool EvaluateCall(Call& call, const double* x);
+  void LookAt(const Unit& unit);
+  CallValues& EvaluateCall(const Unit& unit, int call, const double* x);
   void Explain(int equation, const double* x);
 
   Flowsheet* flowsheet_;
-  ShapeStore shapes_;
-  Evaluator evaluator_;
-  std::vector<Equation> equations_;
-  std::vector<Alternative> alternatives_;
-  std::vector<Condition> conditions_;
-  std::vector<int> gather_;
-  std::vector<int> columns_;
-  std::vector<Call> calls_;
-  std::map<QV_ProcedureType*, int> call_of_;
-  std::vector<int> row_start_, row_;              // ResidualVariables
-  std::vector<int> condition_start_, condition_;  // ConditionVariables
-  std::vector<unsigned char> free_, takes_part_, left_side_;
-  std::vector<double> lower_, upper_, scale_;
   std::vector<Tie> ties_;
-  std::vector<std::vector<Token>> streams_;  // of each shape, variables by first appearance
-  std::vector<double> gradient_;             // scratch of one equation
+  PatternStore patterns_;
+  std::unique_ptr<UnitPattern> tie_pattern_;
+  Evaluator evaluator_;
+  std::vector<Unit> units_;
+  std::vector<int> unit_of_;  // by equation
+  std::vector<int> places_;   // of all units: the numbers of their variables
+  std::vector<State> states_;
+  std::unordered_map<const UnitPattern::Call*, CallValues> call_values_;
+  std::vector<unsigned char> free_, takes_part_, left_side_;
+  std::vector<double> scale_;
+  std::vector<double> gradient_;  // scratch of one equation
   std::uint64_t stamp_ = 0;
   EvaluationFault fault_;
 };

@@ -20,6 +20,16 @@ void Collect(Instance& instance, std::vector<Instance*>& all) {
 
 }  // namespace
 
+Flowsheet::Flowsheet(const ModelSource& library) : library_(&library) { SetComponents({}); }
+
+void Flowsheet::SetComponents(std::vector<std::string> names) {
+  components_ = std::move(names);
+  std::string text;
+  for (const std::string& component : components_) text += component + '"';
+  QV_StrSetValue set(text.c_str());
+  component_value_ = std::make_unique<QV_Value>(set);
+}
+
 Flowsheet::~Flowsheet() {
   const CurrentGuard guard({&scope_, nullptr, nullptr, nullptr});
   for (auto object = objects_.rbegin(); object != objects_.rend(); ++object) (*object)->Release();
@@ -47,11 +57,7 @@ Instance& Flowsheet::AddBlock(const std::string& name, QV_ModelType* object) {
 void Flowsheet::GiveComponents(Instance& instance) {
   auto* model = dynamic_cast<QV_ModelType*>(&instance.object());
   if (!model || HostAccess::OriginOf(model->ComponentList) == Origin::kUser) return;
-  std::string text;
-  for (const std::string& component : components_) text += component + '"';
-  QV_StrSetValue names(text.c_str());
-  const QV_Value value(names);
-  SetFromValue(model->ComponentList, value, Origin::kUser);
+  SetFromValue(model->ComponentList, *component_value_, Origin::kUser);
 }
 
 void Flowsheet::SizeAndAssign(const std::function<void()>& give_values) {

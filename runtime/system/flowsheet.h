@@ -24,13 +24,13 @@ namespace quiver {
 
 class Flowsheet {
  public:
-  explicit Flowsheet(const ModelSource& library) : library_(&library) {}
+  explicit Flowsheet(const ModelSource& library);
   Flowsheet(const Flowsheet&) = delete;
   Flowsheet& operator=(const Flowsheet&) = delete;
   ~Flowsheet();
 
   // Before the first block.
-  void SetComponents(std::vector<std::string> names) { components_ = std::move(names); }
+  void SetComponents(std::vector<std::string> names);
   const std::vector<std::string>& components() const { return components_; }
 
   // Creates an instance and lets it declare. Throws Error for an unknown model or a name already in use.
@@ -57,6 +57,7 @@ class Flowsheet {
   const ModelSource* library_;
   Scope scope_;
   std::vector<std::string> components_;
+  std::unique_ptr<QV_Value> component_value_;           // the same as a value to assign
   std::vector<QV_ModelType*> objects_;                  // one reference each
   std::vector<Instance*> blocks_;                       // parallel to objects_
   std::unordered_map<std::string, Instance*> by_name_;  // upper case

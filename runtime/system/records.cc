@@ -250,7 +250,7 @@ class Comparison {
 
 }  // namespace
 
-void ReadEquations(Instance& instance, InstanceRecord& record) {
+void ReadEquations(Instance& instance, InstanceRecord& record, Readings* readings) {
   auto* model = dynamic_cast<QV_ModelType*>(&instance.object());
   record.set_up.Clear();
   record.emission.Clear();
@@ -261,7 +261,7 @@ void ReadEquations(Instance& instance, InstanceRecord& record) {
         fmt::format("{}: {} failed with status {}.", InstanceName(instance), operation, record.result));
   };
   {
-    const CurrentGuard guard({&instance.scope(), &instance, &record.set_up, nullptr});
+    const CurrentGuard guard({&instance.scope(), &instance, &record.set_up, nullptr, readings});
     record.result = model->SetUpEquations();
   }
   if (record.result < 0) return failed("SetUpEquations");
@@ -271,7 +271,7 @@ void ReadEquations(Instance& instance, InstanceRecord& record) {
   long long* next = pattern.data();
   long long* end = pattern.data() + pattern.size();
   {
-    const CurrentGuard guard({&instance.scope(), &instance, nullptr, &record.emission});
+    const CurrentGuard guard({&instance.scope(), &instance, nullptr, &record.emission, readings});
     record.result = model->JacPattern(next, end, nullptr);
   }
   if (record.result < 0) return failed("JacPattern");

@@ -109,7 +109,7 @@ struct InstanceRecord {
 };
 
 // Runs SetUpEquations and JacPattern of an instance and compares them: count, groups, order, and occurrences. What
-// disagrees becomes a fault of the scope that names model and equation.
-void ReadEquations(Instance& instance, InstanceRecord& record);
+// disagrees becomes a fault of the scope that names model and equation. `readings` hears what the choices were read from.
+void ReadEquations(Instance& instance, InstanceRecord& record, Readings* readings = nullptr);
 
 }  // namespace quiver
