@@ -5,6 +5,7 @@
 //   build/bin/bench_instances PSV_SIMPLE 1000000
 #include <fmt/format.h>
 #include <sys/resource.h>
+#include <time.h>
 
 #include <chrono>
 #include <cstdlib>
@@ -20,17 +21,33 @@ using namespace quiver;
 
 namespace {
 
+struct Lap {
+  double seconds = 0, processor = 0;  // by the wall, and of all threads
+  Lap& operator+=(const Lap& other) {
+    seconds += other.seconds;
+    processor += other.processor;
+    return *this;
+  }
+};
+
 class Clock {
  public:
-  double Lap() {
-    const auto now = std::chrono::steady_clock::now();
-    const double seconds = std::chrono::duration<double>(now - last_).count();
+  Lap Take() {
+    const Lap now = Now();
+    const Lap lap{now.seconds - last_.seconds, now.processor - last_.processor};
     last_ = now;
-    return seconds;
+    return lap;
   }
 
  private:
-  std::chrono::steady_clock::time_point last_ = std::chrono::steady_clock::now();
+  static Lap Now() {
+    timespec processor{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &processor);
+    const auto wall = std::chrono::steady_clock::now().time_since_epoch();
+    return {std::chrono::duration<double>(wall).count(),
+            static_cast<double>(processor.tv_sec) + 1e-9 * static_cast<double>(processor.tv_nsec)};
+  }
+  Lap last_ = Now();
 };
 
 double PeakMegabytes() {
@@ -52,9 +69,20 @@ struct Work {
 // Wet steam of 10 bar; a liquid orifice.
 const Work kWorks[] = {
     {"PSV_SW",
-     {{"P", 10, 0.2},      {"T", 179.9, 0.01}, {"HV", -0.2366, 0}, {"HL", -0.2728, 0},  {"MWV", 18.015, 0},
-      {"MWL", 18.015, 0},  {"RHOV", 0.285, 0}, {"RHOL", 49.2, 0},  {"E0", 0.3, 0.5},    {"LFACTOR", 0, 0},
-      {"VFACTOR", 0, 0},   {"ETA_A", 0.1, 0.5}, {"Y", 1, 0},       {"X", 1, 0}},
+     {{"P", 10, 0.2},
+      {"T", 179.9, 0.01},
+      {"HV", -0.2366, 0},
+      {"HL", -0.2728, 0},
+      {"MWV", 18.015, 0},
+      {"MWL", 18.015, 0},
+      {"RHOV", 0.285, 0},
+      {"RHOL", 49.2, 0},
+      {"E0", 0.3, 0.5},
+      {"LFACTOR", 0, 0},
+      {"VFACTOR", 0, 0},
+      {"ETA_A", 0.1, 0.5},
+      {"Y", 1, 0},
+      {"X", 1, 0}},
      {{"VALIDPHASES", "Vapor-Liquid"}}},
     {"PSV_SIMPLE", {{"P_DROP", 6, 1}, {"RHO", 55.3, 0.1}, {"MW", 18.015, 0}, {"AREA_RATIO", 0, 0}}, {}},
 };
@@ -71,15 +99,14 @@ void Give(Instance& instance, int property, double value) {
   for (long long e = 0; e < array.Count(); ++e) give(static_cast<QV_VarParam&>(array.At(e)));
 }
 
-int Run(const Work& work, int count) {
+int Run(const Work& work, int count, int workers) {
   const ModelLibrary& library = UseLibraries();
   Clock clock;
-  double create = 0, assign = 0;
   Flowsheet sheet(library);
   sheet.SetComponents({"water"});
   std::vector<Instance*> instances;
   for (int i = 0; i < count; ++i) instances.push_back(&sheet.AddBlock(fmt::format("v{}", i), work.model));
-  create = clock.Lap();
+  const Lap create = clock.Take();
 
   const TypeTable& type = instances[0]->type();
   sheet.SizeAndAssign([&] {
@@ -95,17 +122,19 @@ int Run(const Work& work, int count) {
         Give(*instances[static_cast<size_t>(i)], property, given.value * (1 + given.spread * i / count));
     }
   });
-  assign = clock.Lap();
+  const Lap assign = clock.Take();
 
   EquationSystem system(sheet);
-  const double emit = clock.Lap();
+  const Lap emit = clock.Take();
   const double memory = PeakMegabytes();
 
   std::vector<double> x = system.StartValues();
-  const SolveSummary solved = Solve(system, SolveOptions(), x);
-  const double solve = clock.Lap();
+  SolveOptions options;
+  options.workers = workers;
+  const SolveSummary solved = Solve(system, options, x);
+  const Lap solve = clock.Take();
   system.Store(x);
-  const double store = clock.Lap();
+  const Lap store = clock.Take();
 
   const SystemSummary summary = system.Summary();
   const int equations = system.EquationCount();
@@ -116,17 +145,20 @@ int Run(const Work& work, int count) {
     fmt::print("{}\n", failure.reason);
     break;
   }
-  const auto row = [&](const char* stage, double seconds) {
-    fmt::print("{:<28} {:9.3f} s {:9.0f} ns an equation\n", stage, seconds, 1e9 * seconds / equations);
+  const auto row = [&](const char* stage, const Lap& lap) {
+    fmt::print("{:<28} {:9.3f} s {:9.3f} s of processors {:9.0f} ns an equation\n", stage, lap.seconds,
+               lap.processor, 1e9 * lap.processor / equations);
   };
   row("create and construct", create);
   row("size and assign", assign);
   row("set up and emit", emit);
   row("structure and solution", solve);
   row("store", store);
-  row("all", create + assign + emit + solve + store);
-  fmt::print("memory: {:.0f} MB before the solution, {:.0f} MB at most; equations {:.1f} bytes each\n", memory,
-             PeakMegabytes(), static_cast<double>(system.memory_bytes()) / equations);
+  Lap all;
+  for (const Lap& lap : {create, assign, emit, solve, store}) all += lap;
+  row("all", all);
+  fmt::print("memory: {:.0f} MB before the solution, {:.0f} MB at most; equations {:.1f} bytes each\n",
+             memory, PeakMegabytes(), static_cast<double>(system.memory_bytes()) / equations);
   return solved.blocks_failed == 0 ? 0 : 1;
 }
 
@@ -135,8 +167,9 @@ int Run(const Work& work, int count) {
 int main(int argc, char** argv) {
   const std::string model = argc > 1 ? argv[1] : "PSV_SW";
   const int count = argc > 2 ? std::atoi(argv[2]) : 100000;
+  const int workers = argc > 3 ? std::atoi(argv[3]) : 2;
   for (const Work& work : kWorks)
-    if (model == work.model && count > 0) return Run(work, count);
-  fmt::print(stderr, "usage: bench_instances PSV_SW|PSV_SIMPLE COUNT\n");
+    if (model == work.model && count > 0) return Run(work, count, workers);
+  fmt::print(stderr, "usage: bench_instances PSV_SW|PSV_SIMPLE COUNT WORKERS\n");
   return 2;
 }

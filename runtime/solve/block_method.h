@@ -23,6 +23,7 @@ struct SolveOptions {
   double step_tolerance = 1e-9;      // of each unknown, relative to the larger of its value and its scale
   int max_iterations = 100;          // in each block
   int max_evaluations = 2000;        // in each block
+  int workers = 1;  // threads for problems that repeat; the result is the same for any number
   // A solution counts as lying on a switch when a relative change of this size turns the decision.
   double switch_tolerance = 1e-8;
 };

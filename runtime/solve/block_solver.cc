@@ -8,12 +8,12 @@
 #include "runtime/solve/block_system.h"
 #include "runtime/solve/newton.h"
 #include "runtime/solve/part_by_part.h"
+#include "runtime/solve/repeated_solver.h"
 #include "runtime/solve/scalar_newton.h"
 
 namespace quiver {
-namespace {
 
-void Add(SolveSummary& summary, const BlockResult& result, NonlinearProblem& problem) {
+void BlockSolver::Add(SolveSummary& summary, const BlockResult& result, NonlinearProblem& problem) {
   summary.iterations += result.iterations;
   if (summary.worst_equation < 0 || result.largest_residual > summary.largest_residual) {
     summary.largest_residual = result.largest_residual;
@@ -40,6 +40,8 @@ void Add(SolveSummary& summary, const BlockResult& result, NonlinearProblem& pro
                                          problem.EquationName(result.worst_equation))});
   }
 }
+
+namespace {
 
 BlockResult CheckBounds(const NonlinearProblem& problem, std::span<const int> equations,
                         std::span<const int> unknowns) {
@@ -100,6 +102,16 @@ BlockResult BlockSolver::SolveBlock(BlockSystem& system, const SolveOptions& opt
   return first;
 }
 
+BlockResult BlockSolver::SolveOne(BlockSystem& system, std::span<const int> equations,
+                                  std::span<const int> unknowns, const SolveOptions& options,
+                                  std::span<double> x) {
+  system.Select(equations, unknowns);
+  BlockResult result = CheckBounds(system.Problem(), equations, unknowns);
+  if (result.outcome == SolveOutcome::kConverged) result = SolveBlock(system, options, x);
+  result.evaluations = system.Evaluations();  // of all methods tried
+  return result;
+}
+
 SolveSummary BlockSolver::Solve(NonlinearProblem& problem, const StructureReport& structure,
                                 const SolveOptions& options, std::span<double> x) {
   SolveSummary summary;
@@ -132,10 +144,8 @@ SolveSummary BlockSolver::Solve(NonlinearProblem& problem, const StructureReport
         summary.moved_into_bounds.push_back(variable);
       }
     }
-    system.Select(equations, unknowns);
-    BlockResult result = CheckBounds(problem, equations, unknowns);
-    if (result.outcome == SolveOutcome::kConverged) result = SolveBlock(system, options, x);
-    summary.evaluations += system.Evaluations();
+    const BlockResult result = SolveOne(system, equations, unknowns, options, x);
+    summary.evaluations += result.evaluations;
     Add(summary, result, problem);
     if (result.outcome != SolveOutcome::kConverged) {
       for (int variable : unknowns) is_unknown_still[variable] = 1;
@@ -145,6 +155,8 @@ SolveSummary BlockSolver::Solve(NonlinearProblem& problem, const StructureReport
 }
 
 SolveSummary Solve(NonlinearProblem& problem, const SolveOptions& options, std::span<double> x) {
+  if (RepeatedParts* parts = problem.Repeats())
+    if (auto summary = SolveRepeated(problem, *parts, options, x)) return std::move(*summary);
   return BlockSolver().Solve(problem, AnalyseStructure(problem), options, x);
 }
 

@@ -49,6 +49,10 @@ class BlockSolver {
   // unknowns keep the state reached, and blocks that do not depend on it are solved nevertheless.
   SolveSummary Solve(NonlinearProblem& problem, const StructureReport& structure, const SolveOptions& options,
                      std::span<double> x);
+  // One block. `system` is used for any number of blocks, one after another.
+  BlockResult SolveOne(BlockSystem& system, std::span<const int> equations, std::span<const int> unknowns,
+                       const SolveOptions& options, std::span<double> x);
+  static void Add(SolveSummary& summary, const BlockResult& result, NonlinearProblem& problem);
 
  private:
   BlockResult SolveBlock(BlockSystem& system, const SolveOptions& options, std::span<double> x);

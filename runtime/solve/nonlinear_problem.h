@@ -14,6 +14,8 @@
 
 namespace quiver {
 
+class RepeatedParts;  // repeated_parts.h
+
 struct EvaluationFault {
   int equation = -1;
   std::string reason;
@@ -58,6 +60,9 @@ class NonlinearProblem {
   virtual bool CanBeFreed(int /*variable*/) const { return true; }
   // Whether some equation is written as "variable = ...": such a variable is rarely the one to fix.
   virtual bool IsLeftSide(int /*variable*/) const { return false; }
+
+  // The like parts that the problem falls into; null where it does not.
+  virtual RepeatedParts* Repeats() { return nullptr; }
 
   virtual std::string EquationName(int equation) const = 0;
   virtual std::string VariableName(int variable) const = 0;

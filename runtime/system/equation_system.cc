@@ -31,19 +31,20 @@ EquationSystem::EquationSystem(Flowsheet& flowsheet, const std::vector<Tie>& tie
 
 void EquationSystem::AddUnit(const UnitPattern& pattern, const Instance* instance, const char* name,
                              const std::vector<int>& numbers) {
-  const int unit = static_cast<int>(units_.size());
-  units_.push_back({&pattern, instance, name, EquationCount(), static_cast<int>(places_.size()),
-                    static_cast<int>(states_.size())});
+  const int unit = static_cast<int>(units_.units.size());
+  units_.units.push_back({&pattern, instance, name, EquationCount(), static_cast<int>(units_.places.size()),
+                          static_cast<int>(units_.states.size())});
   unit_of_.resize(unit_of_.size() + pattern.equations.size(), unit);
-  const size_t first_place = places_.size();
-  places_.resize(first_place + pattern.places.size());
+  const size_t first_place = units_.places.size();
+  units_.places.resize(first_place + pattern.places.size());
   for (size_t k = 0; k < pattern.places.size(); ++k)
-    places_[first_place + k] = numbers[static_cast<size_t>(pattern.places[k])];
+    units_.places[first_place + k] = numbers[static_cast<size_t>(pattern.places[k])];
   if (pattern.states == 0) return;
-  states_.resize(states_.size() + static_cast<size_t>(pattern.states));
+  units_.states.resize(units_.states.size() + static_cast<size_t>(pattern.states));
   for (const UnitPattern::Equation& equation : pattern.equations)
     if (equation.state >= 0)
-      states_[static_cast<size_t>(units_.back().first_state + equation.state)].alternative = equation.first;
+      units_.states[static_cast<size_t>(units_.units.back().first_state + equation.state)].alternative =
+          equation.first;
 }
 
 // left - right = 0.
@@ -65,7 +66,7 @@ void EquationSystem::AddTies() {
   MakeTiePattern();
   Scope& scope = flowsheet_->scope();
   std::vector<unsigned char> named(static_cast<size_t>(scope.Count()), 0);
-  for (const int variable : places_) named[static_cast<size_t>(variable)] = 1;
+  for (const int variable : units_.places) named[static_cast<size_t>(variable)] = 1;
   for (const Tie& tie : ties_) {
     const auto matters = [&](QV_VarParam& holder) {
       const auto number = static_cast<size_t>(HostAccess::Number(holder));
@@ -126,7 +127,7 @@ void EquationSystem::ReadVariables() {
   const CurrentGuard guard({&flowsheet_->scope(), nullptr, nullptr, nullptr});
   size_t longest = 0;
   const UnitPattern* last = nullptr;
-  for (const Unit& unit : units_) {
+  for (const Unit& unit : units_.units) {
     LookAt(unit);
     if (unit.pattern == last) continue;
     last = unit.pattern;
@@ -192,7 +193,7 @@ bool EquationSystem::Evaluate(std::span<const int> equations, const double* x, d
   bool finite = true;
   for (const int e : equations) {
     const Located at = At(e);
-    const State state = StateOf(at);
+    const AlternativeState state = StateOf(at);
     const UnitPattern& pattern = *at.unit->pattern;
     const UnitPattern::Alternative& alternative =
         pattern.alternatives[static_cast<size_t>(state.alternative)];
@@ -252,7 +253,7 @@ bool EquationSystem::Evaluate(std::span<const int> equations, const double* x, d
 void EquationSystem::Explain(int e, const double* x) {
   fault_.equation = e;
   const Located at = At(e);
-  const State state = StateOf(at);
+  const AlternativeState state = StateOf(at);
   const UnitPattern::Alternative& alternative =
       at.unit->pattern->alternatives[static_cast<size_t>(state.alternative)];
   if (state.place < 0) {
@@ -281,7 +282,7 @@ int EquationSystem::DecideAlternatives(std::span<const int> equations, const dou
   for (const int e : equations) {
     const Located at = At(e);
     if (at.equation->state < 0) continue;
-    State& state = states_[static_cast<size_t>(at.unit->first_state + at.equation->state)];
+    AlternativeState& state = units_.states[static_cast<size_t>(at.unit->first_state + at.equation->state)];
     const UnitPattern& pattern = *at.unit->pattern;
     const auto holds = [&](int index) {
       const UnitPattern::Alternative& alternative = pattern.alternatives[static_cast<size_t>(index)];
@@ -345,9 +346,14 @@ void EquationSystem::Store(std::span<const double> x) {
   }
 }
 
+RepeatedParts* EquationSystem::Repeats() {
+  if (!repeats_) repeats_ = std::make_unique<UnitRepeats>(units_, shapes(), flowsheet_->scope(), free_);
+  return repeats_->GroupCount() > 0 ? repeats_.get() : nullptr;
+}
+
 SystemSummary EquationSystem::Summary() const {
   SystemSummary summary;
-  for (const Unit& unit : units_) summary.instances += unit.instance != nullptr;
+  for (const Unit& unit : units_.units) summary.instances += unit.instance != nullptr;
   summary.instances_written_out = patterns_.written_out();
   summary.patterns = patterns_.patterns();
   summary.shapes = shapes().size();
@@ -355,8 +361,8 @@ SystemSummary EquationSystem::Summary() const {
 }
 
 size_t EquationSystem::memory_bytes() const {
-  return units_.capacity() * sizeof(Unit) + unit_of_.capacity() * sizeof(int) +
-         places_.capacity() * sizeof(int) + states_.capacity() * sizeof(State) +
+  return units_.units.capacity() * sizeof(Unit) + unit_of_.capacity() * sizeof(int) +
+         units_.places.capacity() * sizeof(int) + units_.states.capacity() * sizeof(AlternativeState) +
          scale_.capacity() * sizeof(double) + free_.capacity() + takes_part_.capacity() +
          left_side_.capacity();
 }

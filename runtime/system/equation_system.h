@@ -18,6 +18,7 @@
 #include "runtime/solve/nonlinear_problem.h"
 #include "runtime/system/flowsheet.h"
 #include "runtime/system/unit_pattern.h"
+#include "runtime/system/unit_repeats.h"
 
 namespace quiver {
 
@@ -69,6 +70,7 @@ class EquationSystem final : public NonlinearProblem {
     return static_cast<size_t>(variable) < left_side_.size() &&
            left_side_[static_cast<size_t>(variable)] != 0;
   }
+  RepeatedParts* Repeats() override;
   std::string EquationName(int equation) const override;
   std::string VariableName(int variable) const override;
 
@@ -89,20 +91,6 @@ class EquationSystem final : public NonlinearProblem {
   size_t memory_bytes() const;  // of the equations: what is kept beyond the instances
 
  private:
-  // The equations of an instance, or of a tie: a pattern with this instance's variables.
-  struct Unit {
-    const UnitPattern* pattern;
-    const Instance* instance;  // null: a tie
-    const char* name;          // of a tie
-    int first_equation;
-    int first_place;  // in places_
-    int first_state;  // in states_
-  };
-  // Which alternative of an equation is in use.
-  struct State {
-    int place = 0;        // of its alternatives; -1: none holds
-    int alternative = 0;  // the last one that held, in the pattern
-  };
   struct Located {
     const Unit* unit;
     const UnitPattern::Equation* equation;
@@ -117,17 +105,15 @@ class EquationSystem final : public NonlinearProblem {
   };
 
   Located At(int equation) const {
-    const Unit& unit = units_[static_cast<size_t>(unit_of_[static_cast<size_t>(equation)])];
+    const Unit& unit = units_.units[static_cast<size_t>(unit_of_[static_cast<size_t>(equation)])];
     return {&unit, &unit.pattern->equations[static_cast<size_t>(equation - unit.first_equation)]};
   }
-  State StateOf(Located at) const {
+  AlternativeState StateOf(Located at) const {
     if (at.equation->state < 0) return {0, at.equation->first};
-    return states_[static_cast<size_t>(at.unit->first_state + at.equation->state)];
+    return units_.states[static_cast<size_t>(at.unit->first_state + at.equation->state)];
   }
   QV_VarParam& HolderOf(int variable) const { return *flowsheet_->scope().Holder(variable); }
-  const int* PlacesOf(const Unit& unit, int places) const {
-    return places_.data() + unit.first_place + places;
-  }
+  const int* PlacesOf(const Unit& unit, int places) const { return units_.PlacesOf(unit, places); }
 
   void AddUnit(const UnitPattern& pattern, const Instance* instance, const char* name,
                const std::vector<int>& numbers);
@@ -143,16 +129,15 @@ class EquationSystem final : public NonlinearProblem {
   PatternStore patterns_;
   std::unique_ptr<UnitPattern> tie_pattern_;
   Evaluator evaluator_;
-  std::vector<Unit> units_;
+  UnitList units_;
   std::vector<int> unit_of_;  // by equation
-  std::vector<int> places_;   // of all units: the numbers of their variables
-  std::vector<State> states_;
   std::unordered_map<const UnitPattern::Call*, CallValues> call_values_;
   std::vector<unsigned char> free_, takes_part_, left_side_;
   std::vector<double> scale_;
   std::vector<double> gradient_;  // scratch of one equation
   std::uint64_t stamp_ = 0;
   EvaluationFault fault_;
+  std::unique_ptr<UnitRepeats> repeats_;
 };
 
 }  // namespace quiver

@@ -87,9 +87,10 @@ bool UnitPattern::Equals(const std::vector<int>& numbers, const UnitPattern& oth
               }) &&
          same(alternatives, other.alternatives,
               [](const Alternative& a, const Alternative& b) {
-                return a.shape == b.shape && a.places == b.places && a.call == b.call && a.output == b.output &&
-                       a.first_condition == b.first_condition && a.condition_count == b.condition_count &&
-                       a.columns == b.columns && a.name == b.name && a.label == b.label;
+                return a.shape == b.shape && a.places == b.places && a.call == b.call &&
+                       a.output == b.output && a.first_condition == b.first_condition &&
+                       a.condition_count == b.condition_count && a.columns == b.columns && a.name == b.name &&
+                       a.label == b.label;
               }) &&
          same(conditions, other.conditions,
               [](const Condition& a, const Condition& b) {
@@ -109,9 +110,9 @@ int PatternStore::Intern(const std::vector<Token>& stream, std::vector<int>& gat
     std::vector<Token> local = stream;
     for (Token& token : local)
       if (token.kind == Token::kVariable)
-        token = Token::Variable(static_cast<int>(
-            std::find(gather.begin() + static_cast<long>(first), gather.end(), token.index) - gather.begin() -
-            static_cast<long>(first)));
+        token = Token::Variable(
+            static_cast<int>(std::find(gather.begin() + static_cast<long>(first), gather.end(), token.index) -
+                             gather.begin() - static_cast<long>(first)));
     streams_.resize(static_cast<size_t>(shapes_.size()));
     streams_[static_cast<size_t>(shape)] = std::move(local);
   }
@@ -146,11 +147,12 @@ const UnitPattern* PatternStore::PatternOf(Instance& instance, std::vector<int>&
     const std::vector<int> replayed = numbers;
     UnitPattern* told = Read(instance, numbers);
     if (!told) return nullptr;
-    if (pattern->Equals(replayed, *told, numbers))
-      pattern->is_confirmed = true;
-    else
-      of_type.repeats = false;
-    return told;
+    of_type.repeats = pattern->Equals(replayed, *told, numbers);
+    if (!of_type.repeats) return told;
+    pattern->is_confirmed = true;
+    pattern->confirmation = told;
+    numbers = replayed;
+    return pattern;
   }
   UnitPattern* pattern = Read(instance, numbers);
   if (pattern && pattern->is_repeatable) of_type.known.insert(of_type.known.begin(), pattern);

@@ -67,19 +67,42 @@ class UnitPattern {
   std::vector<Condition> conditions;
   std::vector<Call> calls;
   std::vector<Slot> slots;
-  std::vector<int> places;   // slots
+  std::vector<int> places;  // slots
   std::vector<int> columns;
   std::vector<Finding> findings;
   int states = 0;
   // Whether the paths lead to all it names, so that it can stand for other instances; and whether it was compared with
   // what a second instance told.
   bool is_repeatable = true, is_confirmed = false;
+  // What that second instance told: the same with procedures of its own, which another thread may call meanwhile.
+  const UnitPattern* confirmation = nullptr;
 
   // Whether an instance of the type has these equations; if so, the numbers of its properties by slot.
   bool Fits(Instance& instance, std::vector<int>& numbers) const;
   // The same equations with the same properties: numbers as given by Fits.
   bool Equals(const std::vector<int>& numbers, const UnitPattern& other,
               const std::vector<int>& other_numbers) const;
+};
+
+// The equations of an instance, or of a tie: a pattern with this instance's variables.
+struct Unit {
+  const UnitPattern* pattern;
+  const Instance* instance;  // null: a tie
+  const char* name;          // of a tie
+  int first_equation;
+  int first_place;  // in UnitList::places
+  int first_state;  // in UnitList::states
+};
+// Which alternative of an equation is in use.
+struct AlternativeState {
+  int place = 0;        // of its alternatives; -1: none holds
+  int alternative = 0;  // the last one that held, in the pattern
+};
+struct UnitList {
+  std::vector<Unit> units;
+  std::vector<int> places;  // of all units: the numbers of their variables
+  std::vector<AlternativeState> states;
+  const int* PlacesOf(const Unit& unit, int first) const { return places.data() + unit.first_place + first; }
 };
 
 // The patterns of a simulation's instances.

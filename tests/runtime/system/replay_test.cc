@@ -26,8 +26,9 @@ std::string Difference(EquationSystem& a, EquationSystem& b) {
   if (a.EquationCount() != b.EquationCount()) return "number of equations";
   if (a.VariableCount() != b.VariableCount()) return "number of variables";
   for (int v = 0; v < a.VariableCount(); ++v) {
-    if (a.IsFree(v) != b.IsFree(v) || a.TakesPart(v) != b.TakesPart(v) || a.IsLeftSide(v) != b.IsLeftSide(v) ||
-        a.Scale(v) != b.Scale(v) || a.VariableName(v) != b.VariableName(v))
+    if (a.IsFree(v) != b.IsFree(v) || a.TakesPart(v) != b.TakesPart(v) ||
+        a.IsLeftSide(v) != b.IsLeftSide(v) || a.Scale(v) != b.Scale(v) ||
+        a.VariableName(v) != b.VariableName(v))
       return fmt::format("variable {}", a.VariableName(v));
   }
   std::vector<double> x = a.StartValues();
@@ -184,7 +185,9 @@ struct QV_READER : QV_GENERICMODEL {
     set.range(PLACES, N.IntegerValue());
   }
   void Equations(Equate& eq) {
-    eq.when(A.LowerBound() > 5, [&] { eq("bounded below", A == K); }).otherwise([&] { eq("free", B == K * A); });
+    eq.when(A.LowerBound() > 5, [&] { eq("bounded below", A == K); }).otherwise([&] {
+      eq("free", B == K * A);
+    });
     eq.when(A.UpperBound() < 5, [&] { eq("bounded above", A == 1); });
     eq.when(!A.HoldsDefault(), [&] { eq("given", B == A); });
     eq.when(K.RealValue() > 3, [&] { eq("large", B == 3 * K); });
@@ -195,8 +198,9 @@ struct QV_READER : QV_GENERICMODEL {
   }
 };
 
-std::string CompareReaders(const std::function<void(QV_READER&, int)>& set, SystemSummary* summary,
-                           const std::function<void(QV_READER&, int)>& make = [](QV_READER&, int) {}) {
+std::string CompareReaders(
+    const std::function<void(QV_READER&, int)>& set, SystemSummary* summary,
+    const std::function<void(QV_READER&, int)>& make = [](QV_READER&, int) {}) {
   int made = 0;
   Twins twins(
       [&](Flowsheet& sheet, const std::string& name) {
@@ -205,7 +209,8 @@ std::string CompareReaders(const std::function<void(QV_READER&, int)>& set, Syst
         sheet.AddBlock(name, model);
         make(*model, made++ % 6);
       },
-      {{}, {}}, [&](Instance& instance, const Choice&, int k) { set(static_cast<QV_READER&>(instance.object()), k); });
+      {{}, {}},
+      [&](Instance& instance, const Choice&, int k) { set(static_cast<QV_READER&>(instance.object()), k); });
   const std::string difference = twins.Compare();
   *summary = twins.summary;
   return difference;
@@ -215,11 +220,23 @@ TEST(Replay, EveryWayOfReadingTellsInstancesApart) {
   using Act = std::function<void(QV_READER&, int)>;
   const auto odd = [](int k) { return k % 2 == 1; };
   const std::pair<const char*, Act> kWays[] = {
-      {"lower bound", [&](QV_READER& m, int k) { QV_Value v(9.0); if (odd(k)) m.A.Lower().Assign(&v); }},
-      {"upper bound", [&](QV_READER& m, int k) { QV_Value v(1.0); if (odd(k)) m.A.Upper().Assign(&v); }},
-      {"origin", [&](QV_READER& m, int k) { if (odd(k)) Give(m.A, QV_Value(4.0)); }},
+      {"lower bound",
+       [&](QV_READER& m, int k) {
+         QV_Value v(9.0);
+         if (odd(k)) m.A.Lower().Assign(&v);
+       }},
+      {"upper bound",
+       [&](QV_READER& m, int k) {
+         QV_Value v(1.0);
+         if (odd(k)) m.A.Upper().Assign(&v);
+       }},
+      {"origin",
+       [&](QV_READER& m, int k) {
+         if (odd(k)) Give(m.A, QV_Value(4.0));
+       }},
       {"real value", [&](QV_READER& m, int k) { Give(m.K, QV_Value(odd(k) ? 4.0 : 2.0)); }},
-      {"logical value and text in a condition", [&](QV_READER& m, int k) { Give(m.FLAG, QV_Value(odd(k) ? "Yes" : "No")); }},
+      {"logical value and text in a condition",
+       [&](QV_READER& m, int k) { Give(m.FLAG, QV_Value(odd(k) ? "Yes" : "No")); }},
       {"size of an array", [&](QV_READER& m, int k) { Give(m.N, QV_Value(odd(k) ? 3 : 1)); }},
   };
   for (const auto& [what, act] : kWays) {
@@ -233,7 +250,8 @@ TEST(Replay, EveryWayOfReadingTellsInstancesApart) {
 // What no property tells is found out when the second instance is asked, too; from then on all are asked.
 TEST(Replay, AModelWithChoicesOfItsOwnIsAskedEachTime) {
   SystemSummary summary;
-  EXPECT_EQ(CompareReaders([](QV_READER&, int) {}, &summary, [](QV_READER& m, int k) { m.hidden = k % 2; }), "");
+  EXPECT_EQ(CompareReaders([](QV_READER&, int) {}, &summary, [](QV_READER& m, int k) { m.hidden = k % 2; }),
+            "");
   EXPECT_EQ(summary.instances_written_out, 6);
 }
 
