@@ -104,7 +104,8 @@ bool LaneNewton::GoTo(LaneState& lane, int i, double target) {
 bool LaneNewton::Proceed(LaneState& lane, int i, bool good) {
   ++lane.evaluations;
   if (!good) return GiveBack(lane, i);
-  Point point{values_[static_cast<std::size_t>(place_)].lane[i], residual_.lane[i], slopes_[own_].lane[i], 0.0};
+  Point point{values_[static_cast<std::size_t>(place_)].lane[i], residual_.lane[i], slopes_[own_].lane[i],
+              0.0};
   const double terms = terms_.lane[i], size = std::abs(point.f);
   if (size != 0.0) point.scaled = terms > 0.0 ? size / terms : 1.0;
 
@@ -134,7 +135,8 @@ bool LaneNewton::Proceed(LaneState& lane, int i, bool good) {
       lane.now = point;
       ++lane.iterations;
       if (point.f == 0.0 || point.slope == 0.0 || lane.polished == 2) return Converge(lane);
-      return Polish(lane, i, Clamp(point.x - point.f / point.slope, bounds_->lower.lane[i], bounds_->upper.lane[i]));
+      return Polish(lane, i,
+                    Clamp(point.x - point.f / point.slope, bounds_->lower.lane[i], bounds_->upper.lane[i]));
   }
   lane.now = point;
   ++lane.iterations;

@@ -47,7 +47,9 @@ class OnePart final : public StructureOnly {
 class RestOf final : public StructureOnly {
  public:
   RestOf(const NonlinearProblem& problem, const std::vector<int>& equations)
-      : problem_(problem), equations_(equations), is_named_(static_cast<std::size_t>(problem.VariableCount())) {
+      : problem_(problem),
+        equations_(equations),
+        is_named_(static_cast<std::size_t>(problem.VariableCount())) {
     for (const int equation : equations)
       for (const int variable : problem.ResidualVariables(equation))
         is_named_[static_cast<std::size_t>(variable)] = 1;
@@ -94,8 +96,7 @@ struct Tally {
     evaluations += other.evaluations;
     blocks += other.blocks;
     skipped += other.skipped;
-    if (other.worst_equation >= 0)
-      Note(other.largest_residual, other.worst_equation, other.worst_variable);
+    if (other.worst_equation >= 0) Note(other.largest_residual, other.worst_equation, other.worst_variable);
     moved_into_bounds.insert(moved_into_bounds.end(), other.moved_into_bounds.begin(),
                              other.moved_into_bounds.end());
     std::move(other.given.begin(), other.given.end(), std::back_inserter(given));
@@ -285,7 +286,8 @@ void SolveGroup(RepeatedParts& parts, int group, const BlockOrder& blocks, Ordin
 
 SolveSummary SummaryOf(Tally& tally, const std::vector<BlockOrder>& orders, NonlinearProblem& problem) {
   SolveSummary summary;
-  std::ranges::sort(tally.given, {}, [](const Tally::Given& g) { return std::tuple(g.group, g.part, g.block); });
+  std::ranges::sort(tally.given, {},
+                    [](const Tally::Given& g) { return std::tuple(g.group, g.part, g.block); });
   for (const Tally::Given& given : tally.given) {
     summary.evaluations += given.result.evaluations;
     BlockSolver::Add(summary, given.result, problem);

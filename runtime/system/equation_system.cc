@@ -149,7 +149,7 @@ std::span<const int> EquationSystem::ConditionVariables(int equation) const {
 
 int EquationSystem::CurrentShape(int equation) const {
   const Located at = At(equation);
-  const State state = StateOf(at);
+  const AlternativeState state = StateOf(at);
   return state.place < 0 ? -1 : at.unit->pattern->alternatives[static_cast<size_t>(state.alternative)].shape;
 }
 std::span<const int> EquationSystem::CurrentGather(int equation) const {

@@ -29,8 +29,7 @@ const double* UnitEvaluator::Run(const UnitRepeats::Member& member, int shape, i
   const Shape& of = repeats_.shapes_[shape];
   inputs_.clear();
   for (int k = 0; k < of.variable_count; ++k)
-    inputs_.push_back(
-        values[static_cast<size_t>(member.place_of[static_cast<size_t>(places + k)])].lane);
+    inputs_.push_back(values[static_cast<size_t>(member.place_of[static_cast<size_t>(places + k)])].lane);
   const auto lanes = static_cast<int>(parts_.size());
   if (slopes)
     evaluator_.Gradients(of, inputs_, lanes);
@@ -100,9 +99,7 @@ void UnitEvaluator::Evaluate(int index, std::span<const PartRow> values, int fir
     const int variables = repeats_.shapes_[alternative.shape].variable_count;
     for (int k = 0; k < variables; ++k) {
       const int column =
-          alternative.columns < 0
-              ? k
-              : member.pattern->columns[static_cast<size_t>(alternative.columns + k)];
+          alternative.columns < 0 ? k : member.pattern->columns[static_cast<size_t>(alternative.columns + k)];
       double* const to = slopes[static_cast<size_t>(column)].lane;
       const double* const from = evaluator_.output(1 + k);
       for (size_t i = 0; i < lanes; ++i)
@@ -161,7 +158,8 @@ void UnitEvaluator::KeepAlternatives(int lane) {
       const size_t index = static_cast<size_t>(member.first_equation) + e;
       const short place = choices_[static_cast<size_t>(choice_of_[index])].lane[lane];
       if (place == kUndecided) continue;
-      AlternativeState& state = repeats_.units_.states[static_cast<size_t>(unit.first_state + equation.state)];
+      AlternativeState& state =
+          repeats_.units_.states[static_cast<size_t>(unit.first_state + equation.state)];
       state.place = place;
       if (place >= 0) state.alternative = equation.first + place;
     }

@@ -170,7 +170,8 @@ int UnitRepeats::EquationOf(int group, int part, int equation) const {
   const Group& g = At(group);
   size_t member = g.members.size() - 1;
   while (g.members[member].first_equation > equation) --member;
-  return UnitOf(g, part, static_cast<int>(member)).first_equation + equation - g.members[member].first_equation;
+  return UnitOf(g, part, static_cast<int>(member)).first_equation + equation -
+         g.members[member].first_equation;
 }
 
 std::unique_ptr<PartEvaluator> UnitRepeats::MakeEvaluator(int group) {

@@ -37,17 +37,17 @@ class UnitRepeats final : public RepeatedParts {
   friend class UnitEvaluator;
   struct Member {
     const UnitPattern* pattern;
-    int first_equation;            // in the part
-    std::vector<int> place_of;     // the part's place of each of the pattern's places
+    int first_equation;         // in the part
+    std::vector<int> place_of;  // the part's place of each of the pattern's places
   };
   struct Group {
     struct Source {  // where the number of a part's variable stands
       int member, place;
     };
     std::vector<Member> members;
-    std::vector<Source> sources;   // by place of the part
+    std::vector<Source> sources;  // by place of the part
     PartLayout layout;
-    std::vector<int> units;        // of part 0, of part 1, ...; as many each as there are members
+    std::vector<int> units;  // of part 0, of part 1, ...; as many each as there are members
   };
 
   const Group& At(int group) const { return groups_[static_cast<size_t>(group)]; }

@@ -37,9 +37,9 @@ struct QV_UNITS : QV_GENERICMODEL {
   }
   void Equations(Equate& eq) {
     eq("explicit", EXPLICIT == SCALE * A + ln(B + 2));
-    eq.given("Above", ROOT > B, [&] {
-        eq("root", ROOT * ROOT * ROOT + ROOT == EXPLICIT);
-      }).otherwise([&] { eq("root", 2 * ROOT == EXPLICIT - 1); });
+    eq.given("Above", ROOT > B, [&] { eq("root", ROOT * ROOT * ROOT + ROOT == EXPLICIT); }).otherwise([&] {
+      eq("root", 2 * ROOT == EXPLICIT - 1);
+    });
     eq("steep", exp(3 * STEEP) == 1 + ROOT * ROOT);
     eq("sum", LEFT + RIGHT * RIGHT == STEEP + 5);
     eq("product", LEFT * exp(RIGHT / 4) == 3 + A / 10);
@@ -66,7 +66,7 @@ Solved SolveUnits(int count, Way way, int workers, bool tied = false) {
       QV_UNITS& m = *models[static_cast<size_t>(i)];
       TestSheet::Give(m.A, 0.1 * (i % 37));
       TestSheet::Give(m.B, i % 50 == 7 ? -3.0 : 0.05 * (i % 61));  // ln(-1): no solution
-      m.STEEP.SetCurrentValue(i % 11 == 0 ? 40.0 : 0.5);          // far off: steps overshoot
+      m.STEEP.SetCurrentValue(i % 11 == 0 ? 40.0 : 0.5);           // far off: steps overshoot
       m.LEFT.SetCurrentValue(1.0);
       m.RIGHT.SetCurrentValue(1.0);
       m.LAST.SetCurrentValue(m.A.RealValue() + 1);
@@ -88,7 +88,8 @@ Solved SolveUnits(int count, Way way, int workers, bool tied = false) {
     solved.groups = parts->GroupCount();
     solved.rest = static_cast<int>(parts->Rest().size());
   }
-  for (int e = 0; e < system.EquationCount(); ++e) solved.alternatives.push_back(system.CurrentAlternative(e));
+  for (int e = 0; e < system.EquationCount(); ++e)
+    solved.alternatives.push_back(system.CurrentAlternative(e));
   return solved;
 }
 
@@ -119,7 +120,8 @@ void ExpectSame(const Solved& a, const Solved& b) {
 
 TEST(Repeated, PartsSideBySideComeOutAsAlone) {
   for (const int count : {8, 63, 200}) {
-    const Solved alone = SolveUnits(count, Way::kOrdinary, 1), together = SolveUnits(count, Way::kRepeated, 1);
+    const Solved alone = SolveUnits(count, Way::kOrdinary, 1),
+                 together = SolveUnits(count, Way::kRepeated, 1);
     EXPECT_EQ(together.groups, 1);
     EXPECT_GT(together.summary.blocks_failed, 0);
     EXPECT_GT(together.summary.blocks_skipped, 0);
@@ -134,7 +136,8 @@ TEST(Repeated, AnyNumberOfWorkersGivesTheSameBits) {
 
 // Two parts that share an unknown are solved in the order in which they need each other, outside the group.
 TEST(Repeated, WhatIsTiedStandsOutside) {
-  const Solved alone = SolveUnits(60, Way::kOrdinary, 1, true), together = SolveUnits(60, Way::kRepeated, 2, true);
+  const Solved alone = SolveUnits(60, Way::kOrdinary, 1, true),
+               together = SolveUnits(60, Way::kRepeated, 2, true);
   EXPECT_EQ(together.groups, 1);
   EXPECT_EQ(together.rest, 2 * 7 + 1);
   ExpectSame(alone, together);
@@ -161,9 +164,9 @@ TEST(Repeated, ReliefValvesComeOutAsAlone) {
         const double share = static_cast<double>(i) / 150;
         give("VALIDPHASES", QV_Value("Vapor-Liquid"));
         const std::pair<const char*, double> values[] = {
-            {"P", 10 + share},  {"T", 179.9 + share}, {"HV", -0.2366}, {"HL", -0.2728}, {"MWV", 18.015},
-            {"MWL", 18.015},    {"RHOV", 0.285},      {"RHOL", 49.2},  {"E0", share},   {"LFACTOR", 0},
-            {"VFACTOR", 0},     {"ETA_A", share},     {"Y", 1},        {"X", 1}};
+            {"P", 10 + share}, {"T", 179.9 + share}, {"HV", -0.2366}, {"HL", -0.2728}, {"MWV", 18.015},
+            {"MWL", 18.015},   {"RHOV", 0.285},      {"RHOL", 49.2},  {"E0", share},   {"LFACTOR", 0},
+            {"VFACTOR", 0},    {"ETA_A", share},     {"Y", 1},        {"X", 1}};
         for (const auto& [name, value] : values) give(name, QV_Value(value));
       }
     });
