@@ -176,9 +176,10 @@ std::vector<Plot> SweepPlots(const SweepTable& table, const std::set<std::string
   for (size_t i = 0; i < table.rows; ++i) {
     for (const SweepTable::Column* axis : axes)
       if (axis != abscissa)
-        labels[i] +=
-            fmt::format("{}{} {}", labels[i].empty() ? "" : ", ", axis->name,
-                        axis->numeric ? WithUnit(ShortNumber(axis->numbers[i]), axis->unit) : axis->texts[i]);
+        labels[i] += fmt::format(
+            "{}{} {}", labels[i].empty() ? "" : ", ", axis->name,
+            axis->numeric ? fmt::format("{} {}", ShortNumber(axis->numbers[i]), UnitText(axis->unit))
+                          : axis->texts[i]);
     curve_of.try_emplace(labels[i], curve_of.size());
   }
   const bool scattered = 2 * curve_of.size() > table.rows;

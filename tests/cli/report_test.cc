@@ -99,13 +99,21 @@ TEST(Report, ExamplesGiveWholePagesWithTheValuesOfSolve) {
   EXPECT_GE(pages, 9);
 }
 
+void SetDate(const char* seconds) {
+#if defined(_WIN32)
+  _putenv_s("SOURCE_DATE_EPOCH", seconds);
+#else
+  setenv("SOURCE_DATE_EPOCH", seconds, 1);
+#endif
+}
+
 TEST(Report, SameCaseAndDateGiveTheSameBytes) {
   const std::string file = (kExamples / "liquid_relief/case.yaml").string();
-  setenv("SOURCE_DATE_EPOCH", "86400", 1);
+  SetDate("86400");
   const Report first = MakeReport({file}), second = MakeReport({file});
-  setenv("SOURCE_DATE_EPOCH", "yesterday", 1);
+  SetDate("yesterday");
   const Answer wrong = Quiver({"report", file, "-o", "x.html"});
-  unsetenv("SOURCE_DATE_EPOCH");
+  SetDate("");
   EXPECT_EQ(first.text, second.text);
   EXPECT_THAT(first.text, HasSubstr("1970-01-02 00:00 UTC"));
   EXPECT_EQ(wrong.status, 2);
