@@ -67,7 +67,7 @@ ReportProvenance ProvenanceOf(const ReportRequest& request, CaseRun& run) {
     from.sources.emplace_back("Command", command);
   }
   for (const std::string& file : request.sweeps)
-    from.sources.emplace_back("Sweep " + std::filesystem::path(file).filename().string(),
+    from.sources.emplace_back("Sweep " + PathOf(file).filename().string(),
                               "SHA-256 " + Sha256Of(TextOfFile(file)));
   if (!run.description().components.empty())
     from.sources.emplace_back("Components", fmt::format("{}", fmt::join(run.description().components, ", ")));

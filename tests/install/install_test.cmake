@@ -34,8 +34,15 @@ set(quiver ${EMULATOR} ${prefix}/bin/${PROGRAM})
 run(${quiver} solve PSV_SIMPLE --fix "P_DROP=6 bar" --fix RHO=55.3 --fix MW=18.015 --fix AREA_RATIO=0 --json)
 expect_value(FLUX 34575.6 34575.7)
 
+set(find_quiver CMAKE_PREFIX_PATH=${prefix})
+if(TOOLCHAIN)
+  # It looks for packages below its own roots only.
+  file(GLOB_RECURSE package ${prefix}/lib/QuiverConfig.cmake)
+  get_filename_component(package ${package} DIRECTORY)
+  set(find_quiver Quiver_DIR=${package})
+endif()
 run(${CMAKE_COMMAND} -S ${CONSUMER} -B consumer -G ${GENERATOR} -D CMAKE_CXX_COMPILER=${COMPILER} -D CMAKE_TOOLCHAIN_FILE=${TOOLCHAIN}
-    -D CMAKE_PREFIX_PATH=${prefix} "-DCMAKE_CXX_FLAGS=-Wall -Wextra -Werror")
+    -D ${find_quiver} "-DCMAKE_CXX_FLAGS=-Wall -Wextra -Werror")
 run(${CMAKE_COMMAND} --build consumer)
 
 # Torricelli: 3600 * 0.61 * pi/4 * 0.05^2 * sqrt(2 * 9.80665 * 2) = 27.0055 m3/hr

@@ -122,10 +122,14 @@ TEST(VectorMath, special_values_are_those_of_the_library) {
     EXPECT_TRUE(found == expected || std::fabs(found - expected) <= one_place)
         << what << " " << x << " " << y << ": " << found << " instead of " << expected;
   };
+  // The pow of mingw-w64 is wrong next to 1: it gives 1 + 2.4e-13 for (1 - 2^-53)^-1074.
+  auto library_pow = [](double x, double y) {
+    return x != 1 && std::fabs(x - 1) < 1e-15 ? std::exp(y * std::log1p(x - 1)) : std::pow(x, y);
+  };
   for (const double x : values) {
     expect_same(Exp(x), std::exp(x), "exp", x, 0);
     expect_same(Log(x), std::log(x), "ln", x, 0);
-    for (const double y : values) expect_same(Pow(x, y), std::pow(x, y), "pow", x, y);
+    for (const double y : values) expect_same(Pow(x, y), library_pow(x, y), "pow", x, y);
   }
 }
 
