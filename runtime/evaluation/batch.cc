@@ -13,8 +13,8 @@ namespace {
 
 // More would not stay in the first-level cache together with their results.
 constexpr std::size_t kMostVariablesOfAPart = 96;
-// Results go out once a cache line of a copy's entries can be filled.
-constexpr std::size_t kEntriesOfATurn = 8;
+// Results go out a cache line of a copy at a time.
+constexpr std::size_t kNumbersOfALine = 8;
 
 struct PlacesHash {
   std::size_t operator()(const Places& places) const {
@@ -129,12 +129,20 @@ void Batch::AddPart(const EquationList& equations, const Copies& copies, const s
   }
 
   JointFormulas joint(part.variable_count + static_cast<int>(part.parameters.size()));
-  std::vector<int> outputs, values, entries;  // nodes; `entries` of the current turn
+  std::vector<int> outputs, values;                // nodes
+  std::vector<int> waiting_rows, waiting_entries;  // for their turn
   std::vector<TurnOfNodes> turns, value_turns;
-  const long long first_entry = copies.Place(0, 0).entry;
-  Results results{static_cast<int>(first_member), 0,
-                  static_cast<int>(copies.Place(0, static_cast<int>(first_member)).entry - first_entry), 0};
-  results.last_entry = results.first_entry;
+  Results next{
+      static_cast<int>(first_member), 0,
+      static_cast<int>(copies.Place(0, static_cast<int>(first_member)).entry - copies.Place(0, 0).entry), 0};
+  // Takes as many as fill cache lines from those that wait, or all.
+  const auto take = [&](std::vector<int>& waiting, bool all, std::vector<int>& to) {
+    const std::size_t count = all ? waiting.size() : waiting.size() / kNumbersOfALine * kNumbersOfALine;
+    const auto last = waiting.begin() + static_cast<std::ptrdiff_t>(count);
+    to.insert(to.end(), waiting.begin(), last);
+    waiting.erase(waiting.begin(), last);
+    return static_cast<int>(count);
+  };
   for (std::size_t m = first_member; m < last_member; ++m) {
     const Shape& shape = shape_of(0, m);
     const EquationPlace at = copies.Place(0, static_cast<int>(m));
@@ -148,20 +156,19 @@ void Batch::AddPart(const EquationList& equations, const Copies& copies, const s
       inputs.push_back(joint.builder().Input(input_of.at(places[place])));
     const std::vector<int> nodes = joint.Add(shape.programs->gradient, constants, inputs);
 
-    outputs.push_back(nodes[0]);
-    values.push_back(nodes[0]);
+    waiting_rows.push_back(nodes[0]);
     for (int k = 0; k < shape.variable_count; ++k)
       if (equations.HasEntry(equations.gathers[static_cast<std::size_t>(at.gather + k)]))
-        entries.push_back(nodes[static_cast<std::size_t>(k) + 1]);
-    if (entries.size() < kEntriesOfATurn && m + 1 < last_member) continue;
-    results.last_member = static_cast<int>(m) + 1;
-    results.last_entry = results.first_entry + static_cast<int>(entries.size());
-    outputs.insert(outputs.end(), entries.begin(), entries.end());
+        waiting_entries.push_back(nodes[static_cast<std::size_t>(k) + 1]);
+    const bool last = m + 1 == last_member;
+    if (!last && waiting_rows.size() < kNumbersOfALine && waiting_entries.size() < kNumbersOfALine) continue;
+    next.members = take(waiting_rows, last, outputs);
+    values.insert(values.end(), outputs.end() - next.members, outputs.end());
+    next.entries = take(waiting_entries, last, outputs);
     turns.push_back({joint.builder().size(), static_cast<int>(outputs.size())});
     value_turns.push_back({joint.builder().size(), static_cast<int>(values.size())});
-    part.results.push_back(results);
-    results = {results.last_member, 0, results.last_entry, 0};
-    entries.clear();
+    part.results.push_back(next);
+    next = {next.first_member + next.members, 0, next.first_entry + next.entries, 0};
   }
   ConstantPlan plan;
   plan.Need(joint.builder(), outputs);
@@ -223,18 +230,16 @@ void Batch::RunPart(const Part& part, int first, int lanes, const double* x, dou
     for (int k = begin; k < end; ++k) scratch.outputs.push_back(scratch.evaluator.output(k));
     begin = end;
     const Results& results = part.results[turn];
-    const int members = results.last_member - results.first_member;
-    const double* const* const slopes = scratch.outputs.data() + members;
+    const double* const* const slopes = scratch.outputs.data() + results.members;
     if (rows_.list.empty()) {
-      ScatterRows(scratch.outputs.data(), members, lanes, residuals + results.first_member,
+      ScatterRows(scratch.outputs.data(), results.members, lanes, residuals + results.first_member,
                   equations_per_copy_);
       if (entries)
-        ScatterRows(slopes, results.last_entry - results.first_entry, lanes, entries + results.first_entry,
-                    entries_per_copy_);
+        ScatterRows(slopes, results.entries, lanes, entries + results.first_entry, entries_per_copy_);
     } else {
-      Scatter(scratch.outputs[0], rows_.list.data() + first, 1, lanes, residuals);
-      for (int k = 0; entries && k < results.last_entry; ++k)
-        Scatter(slopes[k], entries_.list.data() + first, 1, lanes, entries + k);
+      if (results.members) Scatter(scratch.outputs[0], rows_.list.data() + first, 1, lanes, residuals);
+      for (int k = 0; entries && k < results.entries; ++k)
+        Scatter(slopes[k], entries_.list.data() + first, 1, lanes, entries + results.first_entry + k);
     }
   }
 }

@@ -56,13 +56,14 @@ class Batch {
     Places places;  // of the first
     int count;
   };
-  // The results of a few equations, as many as fill a cache line: members one after another, and their entries.
+  // What a turn hands out: residuals and entries that lie one behind the other in a copy, as many of either as fill whole
+  // cache lines; the rest waits for the next turn.
   struct Results {
-    int first_member, last_member, first_entry, last_entry;
+    int first_member, members, first_entry, entries;
   };
   // Equations that one program computes.
   struct Part {
-    Program gradients, values;  // a turn's results: the residuals of its members, then their entries
+    Program gradients, values;  // a turn's results: residuals, then entries
     std::vector<double> constants;
     std::vector<Inputs> variables;  // in the order of the programs' inputs
     int variable_count = 0;

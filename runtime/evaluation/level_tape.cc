@@ -32,7 +32,6 @@ int OperandCount(Operator op) {
 bool RunsOverRows(Operator op) {
   switch (op) {
     case Operator::kPower:
-    case Operator::kPowerByBase:
     case Operator::kExponential:
     case Operator::kNaturalLogarithm:
       return true;

@@ -99,9 +99,13 @@ int FormulaBuilder::Simplified(Operator op, int a, int b) {
       return -1;
     case Operator::kPassIf:
       return IsConstant(a, 1) ? b : IsConstant(b, 1) ? a : -1;
-    case Operator::kGuardedProduct:
+    case Operator::kGuardedProduct: {
       // Only what may be infinite needs the guard.
-      return IsFixed(a) || IsFixed(b) ? Apply(Operator::kMultiply, a, b) : -1;
+      const auto finite = [this](int id) {
+        return IsFixed(id) && (!IsConstant(id) || std::isfinite(nodes_[id].value));
+      };
+      return finite(a) || finite(b) ? Apply(Operator::kMultiply, a, b) : -1;
+    }
     case Operator::kPower:
       return IsConstant(b) ? ConstantPower(a, nodes_[b].value) : -1;
     default:
