@@ -40,16 +40,16 @@ struct Loop<Operator::kPower, fixed> {
     double base[kLanes];  // the target may be an operand
     double exponent[kLanes];
     const double a0 = *a, b0 = *b;
-    bool ordinary = true;
+    std::int64_t others = 0;  // as wide as the numbers, so that counting is vector code too
     QUIVER_NO_DEPENDENCE for (int i = 0; i < lanes; ++i) {
       base[i] = fixed & 1 ? a0 : a[i];
       exponent[i] = fixed & 2 ? b0 : b[i];
-      ordinary &= vector_math::IsOrdinaryPow(base[i], exponent[i]);
+      others |= vector_math::IsOrdinaryPow(base[i], exponent[i]) ? 0 : 1;
     }
     QUIVER_NO_DEPENDENCE for (int i = 0; i < lanes; ++i) {
       target[i] = vector_math::PowOrdinary(base[i], exponent[i]);
     }
-    if (ordinary) return;
+    if (others == 0) return;
     for (int i = 0; i < lanes; ++i) {
       if (!vector_math::IsOrdinaryPow(base[i], exponent[i]))
         target[i] = vector_math::PowSpecial(base[i], exponent[i]);
@@ -66,9 +66,9 @@ struct Loop<Operator::kPowerByBase> {
       return (exponent != 0) & !(std::fabs(power) >= std::numeric_limits<double>::min());
     };
     double rare[kLanes];
-    bool any = false;
-    QUIVER_NO_DEPENDENCE for (int i = 0; i < lanes; ++i) any |= is_rare(b[i], c[i]);
-    if (any) {
+    std::int64_t any = 0;
+    QUIVER_NO_DEPENDENCE for (int i = 0; i < lanes; ++i) any |= is_rare(b[i], c[i]) ? 1 : 0;
+    if (any != 0) {
       for (int i = 0; i < lanes; ++i)
         rare[i] = Formula<Operator::kPowerByBase>::Value<double>(a[i], b[i], c[i]);
       std::copy_n(rare, lanes, target);
