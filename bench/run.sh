@@ -16,6 +16,9 @@ cat >"$results" <<END
 Written by \`make bench\`. Machine: $cpu, $cores cores, $memory GiB of memory, $(uname -s) on $(uname -m), $(c++ --version | head -n 1).
 Load of the machine by other work when it began: $load.
 END
-for program in "$programs"/bench_*; do
-  "$program" --results="$results"
-done
+"$programs"/bench_evaluation --results="$results"
+{
+  printf '\n## 100,000 instances of PSV_SW, from nothing to their solution\n\nGoal: 2 s on 2 cores and 1 GiB.\n\n```\n'
+  "$programs"/bench_instances PSV_SW 100000
+  printf '```\n'
+} | tee -a "$results"
