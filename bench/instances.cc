@@ -100,7 +100,7 @@ void Give(Instance& instance, int property, double value) {
 }
 
 int Run(const Work& work, int count, int workers) {
-  const ModelLibrary& library = UseLibraries();
+  const ModelLibraries& library = UseLibraries();
   Clock clock;
   Flowsheet sheet(library);
   sheet.SetComponents({"water"});
