@@ -10,9 +10,13 @@
 #   make install    PREFIX=/usr/local DESTDIR=
 #   make format     formats the sources; make check-format only looks
 #   make lint       clang-tidy over the sources, or over FILES="cli/list.cc ..."
+#   make interface  records the binary interface between host and model library, after VERSION was raised
+#   make package    a .deb in build/;  make check-package installs and uses it in a clean root (as root)
+#   make reproducible  builds twice in different folders and compares the bytes
 #   make clean
 .DEFAULT_GOAL := run
-.PHONY: run test sanitize bench windows test-windows install format check-format lint clean dependencies dependencies-windows products
+.PHONY: run test sanitize bench windows test-windows install format check-format lint interface package check-package reproducible \
+  clean dependencies dependencies-windows products
 
 PREFIX ?= /usr/local
 JOBS ?= $(shell nproc)
@@ -69,6 +73,21 @@ check-format:
 lint: dependencies
 	@$(CONFIGURE) release >/dev/null
 	@tools/lint.sh build $(FILES)
+
+interface: products
+	@if tools/interface.sh build --check >/dev/null 2>&1; then echo 'The interface is the recorded one.'; \
+	else tools/interface.sh build >build/interface.txt; \
+	  if [ "$$(head -n 1 build/interface.txt)" = "$$(head -n 1 host/interface.txt)" ]; then tools/interface.sh build --check; \
+	  else cp build/interface.txt host/interface.txt; fi; fi
+
+package: products
+	@cd build && cpack --config CPackConfig.cmake
+
+check-package: package
+	@tools/check_package.sh build
+
+reproducible: dependencies
+	@tools/check_reproducible.sh
 
 clean:
 	rm -rf build build-*

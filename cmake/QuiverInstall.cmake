@@ -41,3 +41,24 @@ configure_package_config_file(cmake/QuiverConfig.cmake.in QuiverConfig.cmake INS
 write_basic_package_version_file(QuiverConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/QuiverConfig.cmake ${PROJECT_BINARY_DIR}/QuiverConfigVersion.cmake
         DESTINATION ${quiver_package})
+
+# From the folder of quiver.pc back to the prefix, so that the installation can be moved.
+file(RELATIVE_PATH quiver_pc_to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+configure_file(cmake/quiver.pc.in quiver.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/quiver.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# The Debian package: `make package`.
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME quiver)
+set(CPACK_PACKAGE_VENDOR "The Quiver developers")
+set(CPACK_PACKAGE_CONTACT "The Quiver developers <developers@quiver.invalid>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY ${PROJECT_DESCRIPTION})
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SECTION science)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/lib)
+# To write models of one's own; solving needs none of it.
+set(CPACK_DEBIAN_PACKAGE_SUGGESTS "g++, cmake")
+include(CPack)
