@@ -38,6 +38,7 @@ void AddPropsCommand(CLI::App& program, const ProgramOptions& options, Run& run)
 void AddReportCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 // The curves of a solved case below each other in one SVG file. The case cannot be solved again afterwards.
 void WritePlots(CaseRun& run, const std::string& file);
+void AddSimulateCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 void AddSolveCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 
 // One model without a file: MODEL --set NAME=VALUE... --fix NAME=VALUE... --components A,B.

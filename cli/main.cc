@@ -42,6 +42,7 @@ int main(int argc, char** argv) {
   quiver::AddListCommand(program, options, run);
   quiver::AddShowCommand(program, options, run);
   quiver::AddEquationsCommand(program, options, run);
+  quiver::AddSimulateCommand(program, options, run);
   quiver::AddSolveCommand(program, options, run);
   quiver::AddMapCommand(program, options, run);
   quiver::AddReportCommand(program, options, run);

@@ -111,7 +111,17 @@ std::vector<Tie> CaseRun::Connect() {
 }
 
 EquationSystem& CaseRun::System() {
-  if (!system_) system_ = std::make_unique<EquationSystem>(flowsheet_, Connect());
+  if (!system_) {
+    ties_ = Connect();
+    system_ = std::make_unique<EquationSystem>(flowsheet_, ties_);
+  }
+  return *system_;
+}
+
+EquationSystem& CaseRun::Reassemble() {
+  System();
+  system_.reset();
+  system_ = std::make_unique<EquationSystem>(flowsheet_, ties_);
   return *system_;
 }
 

@@ -46,6 +46,8 @@ class CaseRun {
   bool qualified() const { return qualified_; }
   // Sets up and emits at the first call.
   EquationSystem& System();
+  // The same anew, after other variables were given: an earlier system must no longer be used.
+  EquationSystem& Reassemble();
   SolveSummary Solve(const SolveOptions& options = {});
 
   // All variables, in the order of blocks and declarations; elements one by one.
@@ -64,6 +66,7 @@ class CaseRun {
   bool qualified_;
   Flowsheet flowsheet_;
   StreamConnector streams_;
+  std::vector<Tie> ties_;
   std::unique_ptr<EquationSystem> system_;
 };
 

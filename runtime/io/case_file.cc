@@ -121,6 +121,8 @@ class CaseReader {
         if (!IsFull()) ReadReportedName(*item);
       }
     }
+    if (const Node* simulate = root.Find("simulate"); simulate && simulate->kind == Node::Kind::kMap)
+      ReadSimulate(*simulate);
   }
 
   Assignment ReadAssignmentFrom(const NodeEntry& entry, bool numbers) {
@@ -316,6 +318,75 @@ class CaseReader {
     if (node.kind != Node::Kind::kText) return;
     ReportedName reported{ReadPath(node.text, node.location), node.location};
     if (CheckBlock(reported.name, node.location)) case_.report.push_back(std::move(reported));
+  }
+
+  void ReadSimulate(const Node& node) {
+    SimulateSection& simulate = case_.simulate;
+    simulate.location = node.location;
+    const auto number = [&](const Node& from) {
+      CaseValue value = ReadValue(from);
+      CheckUnits(from, value, true);
+      return value;
+    };
+    if (const Node* end = node.Find("end")) simulate.end = number(*end);
+    if (const Node* step = node.Find("step")) simulate.step = number(*step);
+    if (const Node* tolerance = node.Find("tolerance")) simulate.tolerance = tolerance->real;
+    simulate.initial = ReadQualified(node.Find("initial"));
+    if (const Node* inputs = node.Find("inputs"))
+      for (const NodeEntry& entry : inputs->entries) {
+        TimeInput input{ReadPath(entry.key, entry.location), {}, entry.location};
+        if (!CheckQualified(input.name, entry.location)) continue;
+        for (const Node* point : entry.value->items) {
+          if (point->items.size() == 2)
+            input.points.push_back({number(*point->items[0]), number(*point->items[1])});
+          else
+            Fault(point->location, "a point has two numbers", "write [time, value]");
+        }
+        simulate.inputs.push_back(std::move(input));
+      }
+    if (const Node* events = node.Find("events"))
+      for (const Node* item : events->items) ReadEvent(*item);
+  }
+
+  void ReadEvent(const Node& node) {
+    const Node* when = node.Find("when");
+    if (!when) return;
+    TimeEvent event;
+    event.text = when->text;
+    event.location = when->location;
+    const std::string_view text = event.text;
+    const std::size_t split = std::min(text.find(">="), text.find("<="));
+    if (split == text.npos) return;  // found by the schema
+    event.upwards = text[split] == '>';
+    event.name = ReadPath(text.substr(0, split), when->location);
+    const auto quantity = SplitQuantity(text.substr(split + 2));
+    if (!quantity) {
+      Fault(when->location, fmt::format("{} compares with no number", QuoteForMessage(event.text)),
+            "write it as in vessel.P >= 11 bar");
+      return;
+    }
+    event.threshold.kind = quantity->unit.empty() ? CaseValue::Kind::kReal : CaseValue::Kind::kQuantity;
+    event.threshold.real = quantity->value;
+    event.threshold.unit = quantity->unit;
+    event.threshold.location = when->location;
+    if (!quantity->unit.empty()) CheckUnitAt(quantity->unit, when->location);
+    event.set = ReadQualified(node.Find("set"));
+    if (CheckQualified(event.name, when->location)) case_.simulate.events.push_back(std::move(event));
+  }
+
+  std::vector<Assignment> ReadQualified(const Node* map) {
+    std::vector<Assignment> assignments = ReadAssignments(map, true);
+    std::erase_if(assignments,
+                  [&](const Assignment& a) { return !CheckQualified(a.name, a.location); });
+    return assignments;
+  }
+
+  // BLOCK.NAME
+  bool CheckQualified(const PropertyPath& path, Location at) {
+    if (!CheckBlock(path, at)) return false;
+    if (path.parts.size() > 1) return true;
+    Fault(at, path.Text() + " is a block", "name a variable of it, as in " + path.Text() + ".NAME");
+    return false;
   }
 
   CaseFile& case_;

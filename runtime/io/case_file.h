@@ -72,6 +72,35 @@ struct ReportedName {
   Location location;
 };
 
+// A fixed value that changes over time: straight lines between the points; the same time twice is a step.
+struct TimeInput {
+  struct Point {
+    CaseValue time, value;
+  };
+  PropertyPath name;  // BLOCK.NAME
+  std::vector<Point> points;
+  Location location;
+};
+
+// Fixed values that jump when a variable passes a threshold.
+struct TimeEvent {
+  std::string text;   // "vessel.P >= 11 bar"
+  PropertyPath name;  // BLOCK.NAME
+  bool upwards = true;
+  CaseValue threshold;
+  std::vector<Assignment> set;  // BLOCK.NAME
+  Location location;
+};
+
+struct SimulateSection {
+  CaseValue end, step;  // step: of kind kText when left out
+  double tolerance = 1e-6;
+  std::vector<Assignment> initial;  // BLOCK.NAME
+  std::vector<TimeInput> inputs;
+  std::vector<TimeEvent> events;
+  Location location;  // of the section; line 0: the case has none
+};
+
 struct CaseFile {
   std::string name;  // of the file, for messages
   std::string title;
@@ -80,6 +109,7 @@ struct CaseFile {
   std::vector<CaseBlock> blocks;  // in the order of the file
   std::vector<Connection> connect;
   std::vector<ReportedName> report;
+  SimulateSection simulate;
 };
 
 // Throw CaseError with all faults found, and nothing else but std::bad_alloc.
