@@ -7,8 +7,10 @@ examples=$(dirname "$0")/../examples
 failed=0
 for case in "$examples"/*/case.yaml; do
   folder=$(basename "$(dirname "$case")")
-  printf '\n$ %s solve examples/%s/case.yaml\n' "$program" "$folder"
-  "$program" solve "$case" || failed=1
+  command=solve
+  grep -q '^simulate:' "$case" && command=simulate
+  printf '\n$ %s %s examples/%s/case.yaml\n' "$program" "$command" "$folder"
+  "$program" "$command" "$case" || failed=1
 done
 printf '\nEach case is explained in its folder: examples/*/README.md. What else there is: %s --help\n' "$program"
 exit $failed
