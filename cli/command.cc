@@ -80,6 +80,14 @@ void AddDirectOptions(CLI::App& command, DirectModel& direct, bool solving) {
       ->type_name("A,B");
 }
 
+void AddStateOptions(CLI::App& command, std::string& save_state, std::string& start_from) {
+  command
+      .add_option("--save-state", save_state,
+                  "Writes all values to a file: the solution, or the best state reached")
+      ->type_name("FILE");
+  command.add_option("--start-from", start_from, "Starts from the values of such a file")->type_name("FILE");
+}
+
 void AddModelCommand(CLI::App& program, const ProgramOptions& options, Run& run, const char* name,
                      const char* about, PrintModel print) {
   CLI::App* command = program.add_subcommand(name, about);

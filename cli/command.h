@@ -30,6 +30,7 @@ struct ProgramOptions {
 using Run = std::function<int()>;
 
 // Each adds its command to the program; running it sets `run`.
+void AddDiagnoseCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 void AddListCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 void AddShowCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 void AddEquationsCommand(CLI::App& program, const ProgramOptions& options, Run& run);
@@ -52,6 +53,7 @@ struct DirectModel {
   // `model` may also name a case file.
   CaseRun FileOrModel(const ModelSource& library) const;
 };
+void AddStateOptions(CLI::App& command, std::string& save_state, std::string& start_from);
 void AddDirectOptions(CLI::App& command, DirectModel& direct, bool solving);
 
 // A command on one model: builds the instance and hands it to the printer.

@@ -44,6 +44,7 @@ int main(int argc, char** argv) {
   quiver::AddEquationsCommand(program, options, run);
   quiver::AddSimulateCommand(program, options, run);
   quiver::AddSolveCommand(program, options, run);
+  quiver::AddDiagnoseCommand(program, options, run);
   quiver::AddMapCommand(program, options, run);
   quiver::AddReportCommand(program, options, run);
   quiver::AddPropsCommand(program, options, run);

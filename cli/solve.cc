@@ -8,6 +8,7 @@
 #include "cli/command.h"
 #include "cli/json_output.h"
 #include "runtime/cases/case_run.h"
+#include "runtime/solve/method_list.h"
 
 namespace quiver {
 namespace {
@@ -57,6 +58,13 @@ Json ResultJson(CaseRun& run, const SolveSummary& summary, bool converged) {
   for (const std::string& note : run.flowsheet().scope().notes) notes.push_back(note);
   for (const SolveFailure& note : summary.notes) notes.push_back(note.reason);
   document["notes"] = notes;
+  document["rungs"] = Json::array();
+  for (const RungReport& rung : summary.rungs)
+    document["rungs"].push_back({{"method", rung.name},
+                                 {"solved", rung.solved},
+                                 {"iterations", rung.iterations},
+                                 {"evaluations", rung.evaluations},
+                                 {"text", rung.text}});
   document["streams"] = StreamsJson(run);
   return document;
 }
@@ -100,11 +108,32 @@ void PrintResult(CaseRun& run, const SolveSummary& summary, bool converged) {
     fmt::print("\n{} more variables take no part in any equation of this case.\n", all.size() - rows.size());
 }
 
-int Solve(const ProgramOptions& options, const DirectModel& direct, bool json, const std::string& plot) {
+struct Wanted {
+  bool json = false, log = false;
+  std::string solver, save_state, start_from, plot;
+};
+
+SolveSummary SolveAsWanted(CaseRun& run, const Wanted& wanted) {
+  if (wanted.solver.empty()) {
+    LadderOptions ladder;
+    if (wanted.log)
+      ladder.log = [](const RungReport& rung) {
+        fmt::print(stderr, "{}: {} ({} iterations, {} evaluations)\n", rung.name, rung.text, rung.iterations,
+                   rung.evaluations);
+      };
+    return run.Solve(ladder);
+  }
+  BlockSolver solver = SolverByName(wanted.solver);
+  return run.Solve(solver);
+}
+
+int Solve(const ProgramOptions& options, const DirectModel& direct, const Wanted& wanted) {
   CaseRun run = direct.FileOrModel(options.Libraries());
-  const SolveSummary summary = run.Solve();
+  if (!wanted.start_from.empty()) run.StartFrom(ReadState(wanted.start_from));
+  const SolveSummary summary = SolveAsWanted(run, wanted);
   const bool converged = summary.outcome == SolveOutcome::kConverged;
-  if (json)
+  if (!wanted.save_state.empty()) WriteState(wanted.save_state, run.State(converged));
+  if (wanted.json)
     Print(ResultJson(run, summary, converged));
   else
     PrintResult(run, summary, converged);
@@ -112,9 +141,9 @@ int Solve(const ProgramOptions& options, const DirectModel& direct, bool json, c
   for (const std::string& note : run.flowsheet().scope().notes) fmt::print(stderr, "note: {}\n", note);
   for (const SolveFailure& note : summary.notes) fmt::print(stderr, "note: {}\n", note.reason);
   for (const SolveFailure& failure : summary.failures) fmt::print(stderr, "quiver: {}\n", failure.reason);
-  if (!plot.empty() && converged) WritePlots(run, plot);
-  if (!plot.empty() && !converged)
-    fmt::print(stderr, "quiver: {} is not written, because there is no solution to draw.\n", plot);
+  if (!wanted.plot.empty() && converged) WritePlots(run, wanted.plot);
+  if (!wanted.plot.empty() && !converged)
+    fmt::print(stderr, "quiver: {} is not written, because there is no solution to draw.\n", wanted.plot);
   return converged ? 0 : 1;
 }
 
@@ -124,17 +153,23 @@ void AddSolveCommand(CLI::App& program, const ProgramOptions& options, Run& run)
   CLI::App* command =
       program.add_subcommand("solve", "Solves a case file, or one model given on the command line");
   const auto direct = std::make_shared<DirectModel>();
-  const auto json = std::make_shared<bool>(false);
-  const auto plot = std::make_shared<std::string>();
+  const auto wanted = std::make_shared<Wanted>();
   command->add_option("CASE", direct->model, "A case file, or the name of a model")->required();
   AddDirectOptions(*command, *direct, true);
-  command->add_flag("--json", *json, "One JSON document on standard output");
+  command->add_flag("--json", wanted->json, "One JSON document on standard output");
   command
-      ->add_option("--plot", *plot,
+      ->add_option("--plot", wanted->plot,
                    "Its curves as a picture: relief flux, fire heat load, valve characteristics, maps")
       ->type_name("FILE.svg");
+  command->add_flag("--log", wanted->log, "Tells on standard error what each method of the ladder did");
+  std::string methods;
+  for (const MethodRow& row : AllMethods()) methods += fmt::format("; {}: {}", row.name, row.about);
+  command
+      ->add_option("--solver", wanted->solver, "One method alone in place of the ladder of methods" + methods)
+      ->type_name("NAME");
+  AddStateOptions(*command, wanted->save_state, wanted->start_from);
   command->callback(
-      [=, &options, &run] { run = [=, &options] { return Solve(options, *direct, *json, *plot); }; });
+      [=, &options, &run] { run = [=, &options] { return Solve(options, *direct, *wanted); }; });
 }
 
 }  // namespace quiver

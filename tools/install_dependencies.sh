@@ -20,7 +20,7 @@ nlohmann-json3-dev   nlohmann-json: JSON output
 libyaml-cpp-dev      yaml-cpp: case files
 libudunits2-dev      UDUNITS-2: units on values
 libsuitesparse-dev   SuiteSparse (KLU): sparse linear systems
-libsundials-dev      SUNDIALS (IDA): runs over time, optional
+libsundials-dev      SUNDIALS (IDA, KINSOL): runs over time and a second solver, optional
 libgtest-dev         GoogleTest: the tests
 libgmock-dev         GoogleMock: the tests
 libbenchmark-dev     Google Benchmark: the benchmarks

@@ -125,27 +125,41 @@ EquationSystem& CaseRun::Reassemble() {
   return *system_;
 }
 
-SolveSummary CaseRun::Solve(const SolveOptions& options) {
+SolveSummary CaseRun::Solve(LadderOptions options) {
   EquationSystem& system = System();
   std::vector<double> x = system.StartValues();
-  SolveSummary summary = quiver::Solve(system, options, x);
+  for (NearbyCase& nearby : NearbyCases()) options.nearby.push_back(std::move(nearby));
+  SolveSummary summary = Climb(system, options, x);
   system.Store(x);
   return summary;
 }
 
-void CaseRun::CollectValues(Instance& instance, std::vector<NamedValue>& values) {
-  const Instance* within = qualified_ ? nullptr : flowsheet_.blocks().front();
-  const auto add = [&](QV_VarParam& holder, const char* description) {
-    if (!holder.IsVariable()) return;
-    values.push_back({HolderName(holder, within), holder.RealValue(), UnitOf(holder),
-                      description ? description : "", HostAccess::SpecOf(holder) == QV_SPEC_GIVEN,
-                      system_ && HostAccess::Number(holder) < system_->VariableCount() &&
-                          system_->TakesPart(HostAccess::Number(holder))});
-  };
+std::vector<NearbyCase> CaseRun::NearbyCases() {
+  EquationSystem& system = System();
+  std::vector<NearbyCase> nearby;
+  std::vector<double> defaults = system.DefaultValues();
+  if (from_) nearby.push_back({fmt::format("the state of {}", from_->name), StateValues()});
+  if (defaults != system.StartValues()) nearby.push_back({"the models' defaults", std::move(defaults)});
+  return nearby;
+}
+
+SolveSummary CaseRun::Solve(BlockSolver& solver, const SolveOptions& options) {
+  EquationSystem& system = System();
+  std::vector<double> x = system.StartValues();
+  SolveSummary summary = solver.Solve(system, AnalyseStructure(system), options, x);
+  system.Store(x);
+  return summary;
+}
+
+void CaseRun::ForVariables(Instance& instance, const VisitVariable& visit) {
   for (size_t i = 0; i < instance.type().properties.size(); ++i) {
     const DeclaredProperty& property = instance.type().properties[i];
     if (property.kind == PropertyKind::kGlobal || property.kind == PropertyKind::kStructureReference)
       continue;
+    const auto look_at = [&](QV_Type* object) {
+      auto* holder = dynamic_cast<QV_VarParam*>(object);
+      if (holder && holder->IsVariable()) visit(*holder, property.description);
+    };
     QV_Type* object = instance.Object(static_cast<int>(i));
     if (property.kind == PropertyKind::kExternal) {  // the owner's own is told with the owner
       auto* holder = dynamic_cast<QV_VarParam*>(object);
@@ -153,20 +167,71 @@ void CaseRun::CollectValues(Instance& instance, std::vector<NamedValue>& values)
       if (holding && holding != &instance) continue;
     }
     if (auto* array = dynamic_cast<QV_ArrayBase*>(object)) {
-      for (long long e = 0; e < array->Count(); ++e)
-        if (auto* holder = dynamic_cast<QV_VarParam*>(&array->At(e))) add(*holder, property.description);
-    } else if (auto* holder = dynamic_cast<QV_VarParam*>(object)) {
-      add(*holder, property.description);
+      for (long long e = 0; e < array->Count(); ++e) look_at(&array->At(e));
+    } else {
+      look_at(object);
     }
   }
-  for (Instance* child : SubInstances(instance)) CollectValues(*child, values);
+  for (Instance* child : SubInstances(instance)) ForVariables(*child, visit);
 }
 
 std::vector<NamedValue> CaseRun::Values() {
   const CurrentGuard guard({&flowsheet_.scope(), nullptr, nullptr, nullptr});
+  const Instance* within = qualified_ ? nullptr : flowsheet_.blocks().front();
   std::vector<NamedValue> values;
-  for (Instance* block : flowsheet_.blocks()) CollectValues(*block, values);
+  for (Instance* block : flowsheet_.blocks())
+    ForVariables(*block, [&](QV_VarParam& holder, const char* description) {
+      const int number = HostAccess::Number(holder);
+      values.push_back({HolderName(holder, within), holder.RealValue(), UnitOf(holder),
+                        description ? description : "", HostAccess::SpecOf(holder) == QV_SPEC_GIVEN,
+                        system_ && number < system_->VariableCount() && system_->TakesPart(number)});
+    });
   return values;
+}
+
+SavedState CaseRun::State(bool converged) {
+  SavedState state;
+  state.converged = converged;
+  for (const NamedValue& value : Values()) state.values[value.name] = value.value;
+  return state;
+}
+
+void CaseRun::StartFrom(SavedState state) {
+  const CurrentGuard guard({&flowsheet_.scope(), nullptr, nullptr, nullptr});
+  const Instance* within = qualified_ ? nullptr : flowsheet_.blocks().front();
+  size_t used = 0;
+  for (Instance* block : flowsheet_.blocks())
+    ForVariables(*block, [&](QV_VarParam& holder, const char*) {
+      const auto found = state.values.find(HolderName(holder, within));
+      if (found == state.values.end()) return;
+      ++used;
+      if (HostAccess::SpecOf(holder) != QV_SPEC_GIVEN) HostAccess::Real(holder) = found->second;
+    });
+  if (used == 0)
+    throw Error(
+        fmt::format("{}: none of its {} values has the name of a variable of this case. Start from a state "
+                    "of the same case, or of one with the same block names.",
+                    state.name, state.values.size()));
+  if (used < state.values.size())
+    flowsheet_.scope().notes.push_back(
+        fmt::format("{}: {} of its {} values belong to no variable of this case.", state.name,
+                    state.values.size() - used, state.values.size()));
+  from_ = std::move(state);
+}
+
+// The whole state as a nearby case: what it does not name stands as it does here.
+std::vector<double> CaseRun::StateValues() {
+  const CurrentGuard guard({&flowsheet_.scope(), nullptr, nullptr, nullptr});
+  const Instance* within = qualified_ ? nullptr : flowsheet_.blocks().front();
+  std::vector<double> x = system_->StartValues();
+  for (Instance* block : flowsheet_.blocks())
+    ForVariables(*block, [&](QV_VarParam& holder, const char*) {
+      const auto found = from_->values.find(HolderName(holder, within));
+      const int number = HostAccess::Number(holder);
+      if (found != from_->values.end() && number >= 0 && number < system_->VariableCount())
+        x[static_cast<size_t>(number)] = found->second;
+    });
+  return x;
 }
 
 std::vector<StreamState> CaseRun::Streams() {

@@ -6,13 +6,16 @@
 //   for (const NamedValue& value : run.Values()) Print(value.name, value.value, value.unit);
 #pragma once
 
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "runtime/cases/state_file.h"
 #include "runtime/cases/streams.h"
 #include "runtime/io/case_file.h"
-#include "runtime/solve/block_solver.h"
+#include "runtime/solve/ladder.h"
 #include "runtime/system/equation_system.h"
 #include "runtime/system/flowsheet.h"
 
@@ -48,7 +51,17 @@ class CaseRun {
   EquationSystem& System();
   // The same anew, after other variables were given: an earlier system must no longer be used.
   EquationSystem& Reassemble();
-  SolveSummary Solve(const SolveOptions& options = {});
+  // By the ladder of methods, or by one method alone. To the nearby cases of the options come the state that StartFrom was
+  // given and the models' defaults.
+  SolveSummary Solve(LadderOptions options = {});
+  SolveSummary Solve(BlockSolver& solver, const SolveOptions& options = {});
+
+  // Computed variables start from the values of a state, in place of guesses; before the first call of System. Names that
+  // this case does not have are passed over, with a note; a state that fits nowhere is refused.
+  void StartFrom(SavedState state);
+  SavedState State(bool converged);
+  // The state that StartFrom was given, then the models' defaults: where homotopy may come from.
+  std::vector<NearbyCase> NearbyCases();
 
   // All variables, in the order of blocks and declarations; elements one by one.
   std::vector<NamedValue> Values();
@@ -59,7 +72,9 @@ class CaseRun {
 
  private:
   std::vector<Tie> Connect();
-  void CollectValues(Instance& instance, std::vector<NamedValue>& values);
+  std::vector<double> StateValues();
+  using VisitVariable = std::function<void(QV_VarParam& holder, const char* description)>;
+  void ForVariables(Instance& instance, const VisitVariable& visit);
   [[noreturn]] void Fail(std::vector<CaseFault> faults) const;
 
   CaseFile description_;
@@ -68,6 +83,7 @@ class CaseRun {
   StreamConnector streams_;
   std::vector<Tie> ties_;
   std::unique_ptr<EquationSystem> system_;
+  std::optional<SavedState> from_;
 };
 
 }  // namespace quiver

@@ -16,6 +16,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <sstream>
 #include <tuple>
 #include <vector>
 
@@ -332,6 +333,21 @@ class UnitTable {
     return QuantityOfUnit(Find(unit));
   }
 
+  std::array<double, 7> Exponents(std::string_view unit) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const PlainNumbers plain;
+    DropManyUnits();
+    std::istringstream words(BaseUnits(Find(unit)));
+    std::array<double, 7> exponents{};
+    for (std::string word; words >> word;) {
+      const std::size_t digits = std::min(word.find_first_of("-0123456789"), word.size());
+      for (std::size_t k = 0; k < kBaseUnits.size(); ++k)
+        if (word.substr(0, digits) == kBaseUnits[k])
+          exponents[k] += digits == word.size() ? 1 : std::stoi(word.substr(digits));
+    }
+    return exponents;
+  }
+
  private:
   struct Unit {
     std::string canonical;
@@ -379,7 +395,11 @@ class UnitTable {
     for (const QuantityName& quantity : kQuantities) {
       if (SameDimensions(unit.unit.get(), Find(quantity.unit).unit.get())) return quantity.name;
     }
-    // "0.27 m2.kg.s-3 @ 3" without factor and shift.
+    return BaseUnits(unit);
+  }
+
+  // "m2 kg s-3": the definition, say "0.27 m2.kg.s-3 @ 3", without factor and shift.
+  static std::string BaseUnits(const Unit& unit) {
     std::string text = Definition(unit.unit.get());
     text = text.substr(0, text.find(" @"));
     if (const std::size_t blank = text.find(' '); blank != text.npos) text = text.substr(blank + 1);
@@ -437,6 +457,8 @@ double ConvertUnit(double value, std::string_view from, std::string_view to, Uni
 void CheckUnit(std::string_view unit) { Table().Check(unit); }
 
 std::string QuantityOf(std::string_view unit) { return Table().Quantity(unit); }
+
+std::array<double, 7> ExponentsOf(std::string_view unit) { return Table().Exponents(unit); }
 
 void CheckUnitDatabase(const std::string& path) { OpenDatabase(path); }
 

@@ -26,6 +26,7 @@
 // - What reads differently from site to site (MBtu, ton, Mscf) is refused with the ways to say it clearly.
 #pragma once
 
+#include <array>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -57,6 +58,11 @@ void CheckUnit(std::string_view unit);
 
 // "pressure", "mass flow", or the dimensions in SI base units where the quantity has no name here ("kg s-2").
 std::string QuantityOf(std::string_view unit);
+
+// Exponents of the SI base units, in the order of kBaseUnits: {1, -1, -2, 0, 0, 0, 0} for "bar". Angles are plain
+// numbers. Throws UnitError as CheckUnit does.
+inline constexpr std::array<const char*, 7> kBaseUnits = {"kg", "m", "s", "K", "mol", "A", "cd"};
+std::array<double, 7> ExponentsOf(std::string_view unit);
 
 // Tries to read a database of udunits2 at `path` (its usual place if empty) and throws UnitError with what to
 // do if that fails. For installation checks; conversions call it on their own.

@@ -311,7 +311,9 @@ void AddBounds(EquationSystem& system, ReportContent& content) {
 
 ReportContent SolveAndCollect(CaseRun& run, const SolveOptions& options) {
   ReportContent content;
-  content.summary = run.Solve(options);
+  LadderOptions ladder;
+  ladder.solve = options;
+  content.summary = run.Solve(ladder);
   content.converged = content.summary.outcome == SolveOutcome::kConverged;
   const CaseFile& description = run.description();
   content.title = description.title.empty() ? description.blocks.front().model : description.title;

@@ -24,6 +24,15 @@ struct SolveFailure {
   std::string reason;
 };
 
+// What one method of a ladder of methods did with the whole problem.
+struct RungReport {
+  std::string name;
+  bool solved = false;
+  int iterations = 0;
+  int evaluations = 0;
+  std::string text;
+};
+
 struct SolveSummary {
   SolveOutcome outcome = SolveOutcome::kConverged;  // of the first block that failed
   int iterations = 0;                               // sum over the blocks
@@ -39,6 +48,7 @@ struct SolveSummary {
   std::vector<AlternativeChange> alternatives;  // on the way, of blocks that failed
   std::vector<int> moved_into_bounds;           // free variables whose starting value lay outside
   std::vector<SolveFailure> notes;              // converged, but worth knowing
+  std::vector<RungReport> rungs;                // of a ladder, in the order tried
 };
 
 class BlockSolver {

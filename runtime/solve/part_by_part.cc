@@ -5,9 +5,9 @@
 #include <vector>
 
 #include "runtime/solve/block_system.h"
+#include "runtime/solve/natural_matching.h"
 #include "runtime/solve/newton.h"
 #include "runtime/solve/scalar_newton.h"
-#include "runtime/structure/matching.h"
 
 namespace quiver {
 namespace {
@@ -15,58 +15,6 @@ namespace {
 constexpr int kMostPasses = 4;
 constexpr int kMostSweeps = 3;
 constexpr int kMostEvaluations = 100;  // of a part, each time: parts need not be solved, only brought near
-
-// Which unknowns move which residual at x. An equation that cannot be evaluated there counts with all its unknowns.
-Incidence MovingUnknowns(BlockSystem& system, std::span<const double> x) {
-  NonlinearProblem& problem = system.Problem();
-  Incidence incidence(system.Size());
-  std::vector<int> row;
-  std::vector<double> gradient;
-  for (const int equation : system.Equations()) {
-    const std::span<const int> variables = problem.ResidualVariables(equation);
-    gradient.assign(variables.size(), 0.0);
-    double residual = 0;
-    const bool known = problem.Evaluate({&equation, 1}, x.data(), &residual, gradient.data());
-    row.clear();
-    for (std::size_t k = 0; k < variables.size(); ++k) {
-      const int place = system.PlaceOf(variables[k]);
-      if (place >= 0 && (!known || gradient[k] != 0.0)) row.push_back(place);
-    }
-    incidence.AddRow(row);
-  }
-  return incidence;
-}
-
-// Pairs equations as they are written, "x = ...", with x; the others with what is left. Solved one by one in that sense,
-// equations hand values on the way the model's author thought of. Any other perfect matching where that leaves some over.
-Matching NaturalMatching(BlockSystem& system, const Incidence& incidence) {
-  const NonlinearProblem& problem = system.Problem();
-  const auto n = static_cast<std::size_t>(system.Size());
-  std::vector<int> column_of_row(n, -1), row_of_column(n, -1);
-  for (std::size_t i = 0; i < n; ++i) {
-    const std::span<const int> row = incidence.Row(static_cast<int>(i));
-    if (row.empty()) continue;
-    for (const int column : {row.front(), row.back()}) {  // a call's own output stands last
-      if (row_of_column[static_cast<std::size_t>(column)] >= 0) continue;
-      if (!problem.IsLeftSide(system.Unknowns()[static_cast<std::size_t>(column)])) continue;
-      column_of_row[i] = column;
-      row_of_column[static_cast<std::size_t>(column)] = static_cast<int>(i);
-      break;
-    }
-  }
-  Incidence left(system.Size());
-  std::vector<int> columns;
-  for (std::size_t i = 0; i < n; ++i) {
-    columns.clear();
-    for (const int column : incidence.Row(static_cast<int>(i)))
-      if (column_of_row[i] == column ||
-          (column_of_row[i] < 0 && row_of_column[static_cast<std::size_t>(column)] < 0))
-        columns.push_back(column);
-    left.AddRow(columns);
-  }
-  const Matching natural = MaximumMatching(left);
-  return natural.size == system.Size() ? natural : MaximumMatching(incidence);
-}
 
 // Each equation in turn for its own unknown, with the latest values of the others.
 void Sweep(BlockSystem& inner, std::span<const int> equations, std::span<const int> unknowns,

@@ -265,10 +265,7 @@ void EquationSystem::Explain(int e, const double* x) {
     fault_.reason = values.failed ? values.reason : "the routine's value is not finite";
     return;
   }
-  std::vector<Token> stream = patterns_.Stream(alternative.shape);
-  for (Token& token : stream)
-    if (token.kind == Token::kVariable)
-      token = Token::Variable(PlacesOf(*at.unit, alternative.places)[token.index]);
+  const std::vector<Token> stream = StreamOf(*at.unit, alternative.shape, alternative.places);
   const std::span<const double> all(x, free_.size());
   const auto name = [this](int variable) { return VariableName(variable); };
   auto cause = FindUndefined(stream, all, name);
@@ -317,9 +314,8 @@ std::string EquationSystem::AlternativeName(int equation, int place) const {
 std::string EquationSystem::EquationName(int equation) const {
   const Located at = At(equation);
   if (!at.unit->instance) return at.unit->name;
-  const char* name = at.unit->pattern->alternatives[static_cast<size_t>(StateOf(at).alternative)].name;
-  const std::string block = InstanceName(*at.unit->instance);
-  return block.empty() ? name : block + "." + name;
+  return BlockName(*at.unit) +
+         at.unit->pattern->alternatives[static_cast<size_t>(StateOf(at).alternative)].name;
 }
 
 std::string EquationSystem::VariableName(int variable) const {

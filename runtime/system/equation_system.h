@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -41,6 +42,15 @@ struct SystemSummary {
   int instances_written_out = 0;  // that told their equations themselves
   int patterns = 0;
   int shapes = 0;
+};
+
+// One alternative of an equation as it was emitted, for those who read equations instead of evaluating them.
+struct AlternativeView {
+  std::string name;                            // of the equation, with its block
+  std::vector<Token> stream;                   // variables by number; empty for a procedure's output
+  std::vector<std::vector<Token>> conditions;  // all of them hold where the alternative is taken
+  std::string routine;                         // of a procedure
+  std::vector<int> elements;                   // of a procedure: its inputs, then the one output
 };
 
 class EquationSystem final : public NonlinearProblem {
@@ -76,6 +86,19 @@ class EquationSystem final : public NonlinearProblem {
 
   // Whether any equation or condition names the variable.
   bool TakesPart(int variable) const { return takes_part_[static_cast<size_t>(variable)] != 0; }
+
+  std::vector<AlternativeView> AlternativesOf(int equation) const;
+  // Of each condition of the equation: the distance from its switch at x, with the sign of Evaluator::Margin, and the
+  // variables it reads.
+  struct Margin {
+    std::string label;  // of the innermost condition of its alternative
+    double margin;
+    std::span<const int> variables;
+  };
+  std::vector<Margin> MarginsOf(int equation, std::span<const double> x);
+  // StartValues, but with the defaults of their types for the variables that are given: another case of the same
+  // flowsheet, from which a hard one may be approached.
+  std::vector<double> DefaultValues() const;
 
   // One value per numbered variable or parameter; Store writes those of the free variables back.
   std::vector<double> StartValues() const;
@@ -122,6 +145,8 @@ class EquationSystem final : public NonlinearProblem {
   void ReadVariables();
   void LookAt(const Unit& unit);
   CallValues& EvaluateCall(const Unit& unit, int call, const double* x);
+  std::vector<Token> StreamOf(const Unit& unit, int shape, int places) const;
+  std::string BlockName(const Unit& unit) const;  // with the point behind it
   void Explain(int equation, const double* x);
 
   Flowsheet* flowsheet_;

@@ -34,13 +34,11 @@ class ModelRun {
  public:
   ModelRun(const std::string& model, const std::vector<std::string>& components, const std::string& set,
            const Values& fix = {}, const Values& guess = {})
-      : run_(std::make_unique<CaseRun>(
-            UseLibraries(),
-            ReadCaseText(fmt::format("components: [{}]\nblocks:\n  m:\n    model: {}\n    set: {{{}}}\n    "
-                                     "fix: {}\n    guess: {}\n",
-                                     fmt::join(components, ", "), model, set, Table(fix), Table(guess)),
-                         "test"),
-            false)) {}
+      : ModelRun(fmt::format("components: [{}]\nblocks:\n  m:\n    model: {}\n    set: {{{}}}\n    "
+                             "fix: {}\n    guess: {}\n",
+                             fmt::join(components, ", "), model, set, Table(fix), Table(guess))) {}
+  explicit ModelRun(const std::string& case_of_one_block)
+      : run_(std::make_unique<CaseRun>(UseLibraries(), ReadCaseText(case_of_one_block, "test"), false)) {}
 
   bool Solve() {
     summary = run_->Solve();
