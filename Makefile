@@ -8,6 +8,7 @@
 #   make windows    the same program for 64-bit Windows, as one zip: build-windows/quiver-<version>-windows-x64.zip
 #   make test-windows  the tests of that build, under wine
 #   make install    PREFIX=/usr/local DESTDIR=
+#   make docs       writes docs/models anew
 #   make format     formats the sources; make check-format only looks
 #   make lint       clang-tidy over the sources, or over FILES="cli/list.cc ..."
 #   make interface  records the binary interface between host and model library, after VERSION was raised
@@ -15,8 +16,8 @@
 #   make reproducible  builds twice in different folders and compares the bytes
 #   make clean
 .DEFAULT_GOAL := run
-.PHONY: run test sanitize bench windows test-windows install format check-format lint interface package check-package reproducible \
-  clean dependencies dependencies-windows products
+.PHONY: run test sanitize bench windows test-windows install docs format check-format lint interface package check-package \
+  reproducible clean dependencies dependencies-windows products
 
 PREFIX ?= /usr/local
 JOBS ?= $(shell nproc)
@@ -62,6 +63,9 @@ test-windows: dependencies-windows
 
 install: products
 	@cmake --install build --prefix "$(PREFIX)"
+
+docs: products
+	@tools/write_model_pages.sh build/bin/quiver
 
 format:
 	@$(FORMATTED) | xargs -0 clang-format -i

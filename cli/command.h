@@ -34,6 +34,10 @@ void AddDiagnoseCommand(CLI::App& program, const ProgramOptions& options, Run& r
 void AddListCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 void AddShowCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 void AddEquationsCommand(CLI::App& program, const ProgramOptions& options, Run& run);
+void AddExplainCommand(CLI::App& program, const ProgramOptions& options, Run& run);
+void AddExportCommand(CLI::App& program, const ProgramOptions& options, Run& run);
+// Help, manual page and completion; after all other commands, which get their examples here.
+void AddHelpCommands(CLI::App& program, Run& run);
 void AddMapCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 void AddPropsCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 void AddReportCommand(CLI::App& program, const ProgramOptions& options, Run& run);

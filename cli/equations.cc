@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "cli/command.h"
+#include "cli/formula_listing.h"
 #include "cli/json_output.h"
 #include "runtime/cases/case_run.h"
 
@@ -63,51 +64,6 @@ Json EquationJson(const EquationDescription& e) {
   return one;
 }
 
-// "FLOW(1)" of a sub-model, as its owner names it.
-std::string PartName(const Instance& part) {
-  const std::string name = InstanceName(part);
-  return name.substr(name.rfind('.') + 1);
-}
-
-// Branches indented below their conditions.
-void PrintFormulas(const std::string& title, const EquationsDescription& all) {
-  fmt::print("{}: {} equation{}\n\n", Bold(title), all.count, all.count == 1 ? "" : "s");
-  size_t name_width = 0;
-  for (const EquationDescription& e : all.equations) name_width = std::max(name_width, e.name.size());
-  std::vector<std::string> open;  // conditions under which the last equation stood, outermost first
-  int open_group = 0;
-  for (const EquationDescription& e : all.equations) {
-    std::vector<std::string> conditions;
-    for (auto c = e.conditions.rbegin(); c != e.conditions.rend(); ++c)
-      conditions.push_back(
-          c->otherwise ? "otherwise:"
-                       : fmt::format("{} ({}):", c->branch ? "or if " + FormulaOf(*c) : "if " + FormulaOf(*c),
-                                     c->label));
-    size_t same = 0;
-    while (e.group == open_group && same < conditions.size() && same < open.size() &&
-           conditions[same] == open[same])
-      ++same;
-    for (size_t k = same; k < conditions.size(); ++k) fmt::print("{:{}}{}\n", "", 2 * k + 9, conditions[k]);
-    open = conditions;
-    open_group = e.group;
-    fmt::print("{:>4}  {:{}}   {:<{}}  {}\n", e.index, "", 2 * conditions.size(), e.name, name_width,
-               FormulaOf(e));
-  }
-}
-
-// Of the sub-models that exist under the options chosen, behind their owner's.
-void PrintFormulasOfSubModels(const std::string& title, const Instance& owner) {
-  for (Instance* part : SubInstances(owner)) {
-    const EquationsDescription all = DescribeEquations(*part);
-    const std::string name = fmt::format("{}.{}", title, PartName(*part));
-    if (all.count > 0) {
-      fmt::print("\n");
-      PrintFormulas(name, all);
-    }
-    PrintFormulasOfSubModels(name, *part);
-  }
-}
-
 Json EquationsJson(Instance& instance) {
   const EquationsDescription all = DescribeEquations(instance);
   Json document = {{"count", all.count}, {"equations", Json::array()}};
@@ -132,10 +88,7 @@ void AddEquationsCommand(CLI::App& program, const ProgramOptions& options, Run& 
   AddModelCommand(program, options, run, "equations", "A model's equations, as set up and emitted",
                   [](CaseRun& built, const QV_ModelRow& model, bool json) {
                     Instance& instance = *built.flowsheet().blocks().front();
-                    if (!json) {
-                      PrintFormulas(model.name, DescribeEquations(instance));
-                      return PrintFormulasOfSubModels(model.name, instance);
-                    }
+                    if (!json) return fmt::print("{}", FormulaListing(model.name, instance));
                     Json document = {{"model", model.name}, {"identity", model.identity}};
                     document.update(EquationsJson(instance));
                     Json parts = Json::array();

@@ -11,6 +11,8 @@
 #endif
 
 #include "cli/command.h"
+#include "cli/command_tree.h"
+#include "cli/completion.h"
 #include "runtime/contract/error.h"
 
 namespace {
@@ -45,13 +47,25 @@ int main(int argc, char** argv) {
   quiver::AddSimulateCommand(program, options, run);
   quiver::AddSolveCommand(program, options, run);
   quiver::AddDiagnoseCommand(program, options, run);
+  quiver::AddExplainCommand(program, options, run);
+  quiver::AddExportCommand(program, options, run);
   quiver::AddMapCommand(program, options, run);
   quiver::AddReportCommand(program, options, run);
   quiver::AddPropsCommand(program, options, run);
+  quiver::AddHelpCommands(program, run);
+  const std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
+  if (arguments.size() == 2 && arguments[0] == "__complete") {
+    for (const std::string& one : quiver::CandidatesFor(program, options, arguments[1]))
+      fmt::print("{}\n", one);
+    return 0;
+  }
   try {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return program.exit(error) == 0 ? 0 : 2;
+    const std::string unknown = error.get_exit_code() == 0 ? "" : quiver::UnknownWord(program, arguments);
+    if (unknown.empty()) return program.exit(error) == 0 ? 0 : 2;
+    fmt::print(stderr, "quiver: {}\nquiver --help and quiver help tell more.\n", unknown);
+    return 2;
   }
   try {
     return run();

@@ -69,6 +69,14 @@ const char* UnitOf(QV_VarParam& holder) {
   return unit && HostAccess::KindOf(*unit) == QV_Value::kText ? HostAccess::Text(*unit) : "";
 }
 
+namespace {
+std::vector<std::string> ChoicesOf(QV_VarParam& holder) {
+  const QV_Value* valid = holder.QV_DefaultVALID();
+  if (!valid || HostAccess::KindOf(*valid) != QV_Value::kSet) return {};
+  return HostAccess::Set(*valid)->texts;
+}
+}  // namespace
+
 std::vector<PropertyDescription> DescribeProperties(const Instance& instance) {
   std::vector<PropertyDescription> all;
   for (size_t i = 0; i < instance.type().properties.size(); ++i) {
@@ -84,6 +92,7 @@ std::vector<PropertyDescription> DescribeProperties(const Instance& instance) {
       d.upper.push_back(holder.UpperBound());
       d.specs.push_back(HostAccess::SpecOf(holder));
       d.unit = UnitOf(holder);
+      d.choices = ChoicesOf(holder);
     };
     if (auto* array = dynamic_cast<QV_ArrayBase*>(object)) {
       d.array = true;

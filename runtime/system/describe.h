@@ -30,6 +30,7 @@ struct PropertyDescription {
   std::vector<PlainValue> values;
   std::vector<double> lower, upper;
   std::vector<int> specs;
+  std::vector<std::string> choices;  // the texts that an option can be
 };
 std::vector<PropertyDescription> DescribeProperties(const Instance& instance);
 PlainValue ValueOf(QV_VarParam& holder);

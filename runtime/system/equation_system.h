@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "runtime/expression/evaluator.h"
+#include "runtime/expression/token.h"
 #include "runtime/solve/nonlinear_problem.h"
 #include "runtime/system/flowsheet.h"
 #include "runtime/system/unit_pattern.h"
@@ -51,6 +52,20 @@ struct AlternativeView {
   std::vector<std::vector<Token>> conditions;  // all of them hold where the alternative is taken
   std::string routine;                         // of a procedure
   std::vector<int> elements;                   // of a procedure: its inputs, then the one output
+};
+
+// One alternative of an equation as it was emitted, for whoever writes equations in another notation. Tokens name variables
+// by their numbers.
+struct EmittedForm {
+  const char* name = "";                   // lasting
+  std::vector<Token> residual;             // prefix; empty for an output of a procedure
+  QV_ProcedureType* procedure = nullptr;   // null for an ordinary equation
+  std::vector<std::vector<Token>> inputs;  // of the procedure: per argument its elements, or one constant
+  std::vector<int> elements;               // of the procedure: inputs that are no constants, then outputs
+  int inputs_count = 0;                    // of the elements
+  int output = 0;                          // place among the outputs
+  std::vector<std::vector<Token>>
+      conditions;  // the alternative holds where all of them hold and no earlier one does
 };
 
 class EquationSystem final : public NonlinearProblem {
@@ -99,6 +114,8 @@ class EquationSystem final : public NonlinearProblem {
   // StartValues, but with the defaults of their types for the variables that are given: another case of the same
   // flowsheet, from which a hard one may be approached.
   std::vector<double> DefaultValues() const;
+  // All alternatives of an equation, in the order in which they are asked.
+  std::vector<EmittedForm> FormsOf(int equation) const;
 
   // One value per numbered variable or parameter; Store writes those of the free variables back.
   std::vector<double> StartValues() const;
@@ -148,6 +165,7 @@ class EquationSystem final : public NonlinearProblem {
   std::vector<Token> StreamOf(const Unit& unit, int shape, int places) const;
   std::string BlockName(const Unit& unit) const;  // with the point behind it
   void Explain(int equation, const double* x);
+  std::vector<Token> NumberedStream(int shape, const int* variables) const;
 
   Flowsheet* flowsheet_;
   std::vector<Tie> ties_;

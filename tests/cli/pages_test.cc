@@ -16,30 +16,6 @@ using ::testing::HasSubstr;
 
 const fs::path kRoot = QUIVER_SOURCE_DIR;
 
-std::vector<std::string> Words(const std::string& text) {
-  std::istringstream in(text);
-  std::vector<std::string> words;
-  for (std::string word; in >> word;) words.push_back(word);
-  return words;
-}
-
-// The same words, numbers to the digits printed. How a solution was reached (iterations, residual) may differ.
-void ExpectSameOutput(const std::string& found, const std::string& expected) {
-  static const std::regex effort(", [0-9]+ iterations?, largest scaled residual [-+.e0-9]+");
-  const std::vector<std::string> a = Words(std::regex_replace(found, effort, ""));
-  const std::vector<std::string> b = Words(std::regex_replace(expected, effort, ""));
-  ASSERT_EQ(a.size(), b.size()) << found;
-  for (size_t i = 0; i < a.size(); ++i) {
-    char *end_a, *end_b;
-    const double x = std::strtod(a[i].c_str(), &end_a), y = std::strtod(b[i].c_str(), &end_b);
-    if (*end_a || *end_b) {
-      EXPECT_EQ(a[i], b[i]);
-    } else {
-      EXPECT_NEAR(x, y, 1e-6 * std::abs(y));
-    }
-  }
-}
-
 TEST(Pages, ExamplesGiveTheirExpectedOutput) {
   const std::string readme = ReadText(kRoot / "README.md");
   int examples = 0;

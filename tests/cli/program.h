@@ -43,9 +43,18 @@ struct Answer {
   }
 };
 
+// A line of the shell, in the folder; where there is one.
+#if defined(_WIN32)
+constexpr bool kHasShell = false;
+#else
+constexpr bool kHasShell = true;
+#endif
+Answer Shell(const std::string& line, const Scratch& scratch);
 Answer Quiver(const std::vector<std::string>& arguments, const Scratch& scratch = Scratch());
 // quiver solve case.yaml MORE...
 Answer SolveText(const std::string& case_text, std::vector<std::string> more = {});
+// The same words, numbers to the digits printed. How a solution was reached (iterations, residual) may differ.
+void ExpectSameOutput(const std::string& found, const std::string& expected);
 std::string ReadText(const std::filesystem::path& path);
 
 }  // namespace quiver::testing

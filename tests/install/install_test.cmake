@@ -34,6 +34,16 @@ set(quiver ${EMULATOR} ${prefix}/bin/${PROGRAM})
 run(${quiver} solve PSV_SIMPLE --fix "P_DROP=6 bar" --fix RHO=55.3 --fix MW=18.015 --fix AREA_RATIO=0 --json)
 expect_value(FLUX 34575.6 34575.7)
 
+if(NOT EMULATOR)  # a cross-built program wrote no pages of its own
+foreach(file share/man/man1/quiver.1 share/bash-completion/completions/quiver share/zsh/site-functions/_quiver
+             share/fish/vendor_completions.d/quiver.fish)
+  file(SIZE ${prefix}/${file} size)
+  if(size LESS 100)
+    message(FATAL_ERROR "${file} is empty")
+  endif()
+endforeach()
+endif()
+
 set(find_quiver CMAKE_PREFIX_PATH=${prefix})
 if(TOOLCHAIN)
   # It looks for packages below its own roots only.
