@@ -56,9 +56,15 @@ bool LooksLikeFile(const std::string& target) {
 }
 }  // namespace
 
+CaseFile DirectModel::Description(const ModelSource& library, bool& from_file) const {
+  from_file = !library.Find(model) && LooksLikeFile(model);
+  return from_file ? ReadCaseFile(PathOf(model)) : Case();
+}
+
 CaseRun DirectModel::FileOrModel(const ModelSource& library) const {
-  const bool from_file = !library.Find(model) && LooksLikeFile(model);
-  return CaseRun(library, from_file ? ReadCaseFile(PathOf(model)) : Case(), from_file);
+  bool from_file = false;
+  CaseFile description = Description(library, from_file);
+  return CaseRun(library, std::move(description), from_file);
 }
 
 void AddDirectOptions(CLI::App& command, DirectModel& direct, bool solving) {

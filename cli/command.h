@@ -45,6 +45,7 @@ void AddReportCommand(CLI::App& program, const ProgramOptions& options, Run& run
 void WritePlots(CaseRun& run, const std::string& file);
 void AddSimulateCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 void AddSolveCommand(CLI::App& program, const ProgramOptions& options, Run& run);
+void AddSweepCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 
 // One model without a file: MODEL --set NAME=VALUE... --fix NAME=VALUE... --components A,B.
 struct DirectModel {
@@ -55,6 +56,7 @@ struct DirectModel {
   // A case of one block. Throws CaseError for values that cannot be read.
   CaseFile Case() const;
   // `model` may also name a case file.
+  CaseFile Description(const ModelSource& library, bool& from_file) const;
   CaseRun FileOrModel(const ModelSource& library) const;
 };
 void AddStateOptions(CLI::App& command, std::string& save_state, std::string& start_from);

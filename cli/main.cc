@@ -49,6 +49,7 @@ int main(int argc, char** argv) {
   quiver::AddDiagnoseCommand(program, options, run);
   quiver::AddExplainCommand(program, options, run);
   quiver::AddExportCommand(program, options, run);
+  quiver::AddSweepCommand(program, options, run);
   quiver::AddMapCommand(program, options, run);
   quiver::AddReportCommand(program, options, run);
   quiver::AddPropsCommand(program, options, run);

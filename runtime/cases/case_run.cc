@@ -184,7 +184,7 @@ std::vector<NamedValue> CaseRun::Values() {
       const int number = HostAccess::Number(holder);
       values.push_back({HolderName(holder, within), holder.RealValue(), UnitOf(holder),
                         description ? description : "", HostAccess::SpecOf(holder) == QV_SPEC_GIVEN,
-                        system_ && number < system_->VariableCount() && system_->TakesPart(number)});
+                        system_ && number < system_->VariableCount() && system_->TakesPart(number), &holder});
     });
   return values;
 }

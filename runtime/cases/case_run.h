@@ -25,9 +25,10 @@ struct NamedValue {
   std::string name;  // BLOCK.NAME, or NAME for the single block of a direct run
   double value;
   std::string unit;
-  std::string description;  // empty where the model gives none
-  bool given;               // not computed
-  bool takes_part;          // in some equation; else it has its start value still
+  std::string description;    // empty where the model gives none
+  bool given;                 // not computed
+  bool takes_part;            // in some equation; else it has its start value still
+  const QV_VarParam* holder;  // for whoever reads it again after the next solution
 };
 
 // A stream as the solution has it. Members of which no equation speaks, and that are not given, are absent (NaN).

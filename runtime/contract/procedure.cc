@@ -68,29 +68,45 @@ long long BitsOf(QV_VarParam& element) {
   }
 }
 
-// Doubles with a mark before and behind, to tell when a routine wrote outside them.
+// Slots with marks before and behind, to tell when a routine wrote outside them. Several: who is off by one argument of an
+// array is off by more than one slot.
+template <class T>
 class GuardedArray {
+  static_assert(sizeof(T) == 8);
+
  public:
-  double* Reset(long long count) {
-    values_.assign(static_cast<size_t>(count + 2), 0.0);
+  T* Reset(long long count) {
+    values_.assign(static_cast<size_t>(count) + 2 * kMarks, T());
     SetMarks();
     return Data();
   }
-  double* Data() { return values_.empty() ? nullptr : values_.data() + 1; }
-  void SetMarks() { std::memcpy(&values_.front(), &kMark, 8), std::memcpy(&values_.back(), &kMark, 8); }
+  T* Data() { return values_.empty() ? nullptr : values_.data() + kMarks; }
+  void SetMarks() {
+    if (values_.empty()) return;
+    for (size_t k = 0; k < kMarks; ++k) {
+      std::memcpy(&values_[k], &kMark, sizeof kMark);
+      std::memcpy(&values_[values_.size() - 1 - k], &kMark, sizeof kMark);
+    }
+  }
   bool Intact() const {
-    return values_.empty() ||
-           (std::memcmp(&values_.front(), &kMark, 8) == 0 && std::memcmp(&values_.back(), &kMark, 8) == 0);
+    for (size_t k = 0; k < kMarks && !values_.empty(); ++k)
+      if (std::memcmp(&values_[k], &kMark, sizeof kMark) != 0 ||
+          std::memcmp(&values_[values_.size() - 1 - k], &kMark, sizeof kMark) != 0)
+        return false;
+    return true;
   }
   void Clear() {
-    if (!values_.empty()) std::fill(values_.begin() + 1, values_.end() - 1, 0.0);
+    if (!values_.empty()) std::fill_n(Data(), Count(), T());
   }
-  long long Count() const { return values_.empty() ? 0 : static_cast<long long>(values_.size()) - 2; }
+  long long Count() const {
+    return values_.empty() ? 0 : static_cast<long long>(values_.size() - 2 * kMarks);
+  }
 
  private:
+  static constexpr size_t kMarks = 8;
   static constexpr unsigned long long kMark =
       0x7ff4'5175'6976'6572;  // a signalling NaN that no routine computes
-  std::vector<double> values_;
+  std::vector<T> values_;
 };
 
 }  // namespace
@@ -102,6 +118,7 @@ RoutineProvider* InstallRoutineProvider(RoutineProvider* provider) {
   return before;
 }
 
+RunningRoutine running_routine;
 const ProcedureFault& LastProcedureFault() { return last_fault; }
 void SetRoutineReason(std::string reason) { routine_reason = std::move(reason); }
 void ClearProcedureFault() { last_fault = {}; }
@@ -207,9 +224,10 @@ const char* ConstProcValue::String() const { return kind_ == kText ? text_ : "";
 struct QV_ProcedureType_F::State {
   quiver::RoutineProvider::Found found;
   long long output_start = 0;
-  quiver::GuardedArray slots, derivatives, second_derivatives;
+  quiver::GuardedArray<double> slots, derivatives, second_derivatives;
+  quiver::GuardedArray<long long> status;
   std::vector<QV_VarParam*> elements;
-  long long status[quiver::kStatusEntries] = {};
+  State() { status.Reset(quiver::kStatusEntries); }
   std::string text_fault;  // of the packing for the call at hand
 
   // What the last completed call was and saw.
@@ -246,7 +264,7 @@ struct QV_ProcedureType_F::State {
   }
 };
 
-QV_ProcedureType_F::QV_ProcedureType_F() : state_(new State) { Status = state_->status; }
+QV_ProcedureType_F::QV_ProcedureType_F() : state_(new State) { Status = state_->status.Data(); }
 QV_ProcedureType_F::QV_ProcedureType_F(const QV_ProcedureType_F& other)
     : QV_ProcedureType(other), state_(new State) {
   *this = other;
@@ -258,7 +276,7 @@ QV_ProcedureType_F& QV_ProcedureType_F::operator=(const QV_ProcedureType_F& othe
   Slots = state_->slots.Data();
   Derivatives = state_->derivatives.Data();
   SecondDerivatives = state_->second_derivatives.Data();
-  Status = state_->status;
+  Status = state_->status.Data();
   Elements = state_->elements.data();
   DerivativeDimension = other.DerivativeDimension;
   InputElements = other.InputElements;
@@ -309,26 +327,34 @@ int QV_ProcedureType_F::EnsureCompatibleDLLLoaded(int flag) {
   if (!state_->text_fault.empty()) return refuse(quiver::kArgumentsUnfit, std::string(state_->text_fault));
   const auto& found = state_->Routine(*this);
   if (!found.address) return refuse(quiver::kRoutineAbsent, found.reason);
-  std::fill_n(state_->status, quiver::kStatusEntries, 0);
+  state_->status.Clear();
   if (ReturnsDerivatives()) state_->derivatives.Clear();  // entries that the routine leaves out are zero
   return 0;
 }
 
 int QV_ProcedureType_F::CheckIFailAndOutputs(long long failure, int type, bool flag) {
   state_->last_type = kQvCallNone;
-  if (!state_->slots.Intact() || !state_->derivatives.Intact() || !state_->second_derivatives.Intact()) {
+  const char* const overrun = !state_->slots.Intact()                ? "arguments"
+                              : !state_->derivatives.Intact()        ? "derivatives"
+                              : !state_->second_derivatives.Intact() ? "second derivatives"
+                              : !state_->status.Intact()             ? "status entries"
+                                                                     : nullptr;
+  if (overrun) {
     state_->slots.SetMarks();
     state_->derivatives.SetMarks();
     state_->second_derivatives.SetMarks();
-    return quiver::RecordProcedureFault(*this, quiver::kMemoryOverrun,
-                                        "it wrote outside its arguments. Its argument list differs from the "
-                                        "procedure's; do not trust this run.");
+    state_->status.SetMarks();
+    return quiver::RecordProcedureFault(
+        *this, quiver::kMemoryOverrun,
+        fmt::format("it wrote outside its {}. Its argument list differs from the procedure's; do not trust "
+                    "this run.",
+                    overrun));
   }
   if (failure != 0) {
     if (!quiver::routine_reason.empty())
       return quiver::RecordProcedureFault(*this, quiver::kRoutineFailed,
                                           std::exchange(quiver::routine_reason, {}));
-    const long long input = state_->status[0];
+    const long long input = Status[0];
     const std::string where = input > 0 ? fmt::format(" Look at its input {}.", input) : "";
     return quiver::RecordProcedureFault(
         *this, quiver::kRoutineFailed,

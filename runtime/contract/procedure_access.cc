@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "runtime/contract/host_access.h"
+#include "runtime/contract/procedure_fault.h"
 
 namespace quiver {
 namespace {
@@ -22,6 +23,18 @@ struct Access : QV_ProcedureType_F {
 bool IsVariable(const QV_VarParam& element) {
   return HostAccess::HasFlag(element, HostAccess::kVariableFlag);
 }
+
+// While it lives, running_routine names the procedure's.
+class Running {
+ public:
+  explicit Running(QV_ProcedureType& procedure) {
+    running_routine.routine = procedure.ProcedureName();
+    running_routine.library = procedure.DLLName();
+  }
+  Running(const Running&) = delete;
+  Running& operator=(const Running&) = delete;
+  ~Running() { running_routine.routine = nullptr; }
+};
 
 ProcedureElements ListOf(const QV_ProcedureType_F& p) {
   return {Access::ElementList(p), Access::Inputs(p), Access::Outputs(p)};
@@ -41,6 +54,7 @@ void BindElements(QV_ProcedureType& procedure, std::span<QV_VarParam* const> ele
 
 bool EvaluateProcedure(QV_ProcedureType& procedure, double* residuals, double* rows) {
   auto& p = static_cast<QV_ProcedureType_F&>(procedure);
+  const Running running(procedure);
   int i = 0;
   if (procedure.Residuals(residuals, i) < 0) return false;
   if (!rows) return true;

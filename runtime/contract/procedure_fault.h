@@ -33,6 +33,14 @@ void SetRoutineReason(std::string reason);
 // Records the failure and returns the code.
 int RecordProcedureFault(QV_ProcedureType& procedure, int code, const std::string& what_and_remedy);
 
+// The routine that this process is calling right now, for whoever has to tell what a crash happened in; null between
+// calls. Texts of the procedure's class, which outlive the call.
+struct RunningRoutine {
+  const char* volatile routine = nullptr;
+  const char* volatile library = nullptr;
+};
+extern RunningRoutine running_routine;
+
 // How many times a routine has changed one of its inputs, in this thread: what was computed from them is out
 // of date.
 long long InputsChangedByRoutines();

@@ -14,6 +14,7 @@
 #include "runtime/io/quantity_text.h"
 #include "runtime/io/schema.h"
 #include "runtime/io/suggest.h"
+#include "runtime/io/variation.h"
 
 namespace quiver {
 namespace {
@@ -123,6 +124,7 @@ class CaseReader {
     }
     if (const Node* simulate = root.Find("simulate"); simulate && simulate->kind == Node::Kind::kMap)
       ReadSimulate(*simulate);
+    if (const Node* sweep = root.Find("sweep")) ReadSweep(*sweep);
   }
 
   Assignment ReadAssignmentFrom(const NodeEntry& entry, bool numbers) {
@@ -387,6 +389,35 @@ class CaseReader {
     if (path.parts.size() > 1) return true;
     Fault(at, path.Text() + " is a block", "name a variable of it, as in " + path.Text() + ".NAME");
     return false;
+  }
+
+  void ReadSweep(const Node& node) {
+    SweepSection& sweep = case_.sweep;
+    sweep.location = node.location;
+    if (const Node* table = node.Find("table")) sweep.table = table->text;
+    if (const Node* sample = node.Find("sample")) sweep.sample = sample->text;
+    for (const auto& [key, number] : {std::pair("points", &sweep.points), std::pair("seed", &sweep.seed)}) {
+      const Node* given = node.Find(key);
+      if (!given || given->kind != Node::Kind::kInteger) continue;
+      if (given->integer < 0)
+        Fault(given->location, fmt::format("{} is below 0", key), "write a whole number");
+      *number = given->integer;
+    }
+    const Node* vary = node.Find("vary");
+    if (!vary) return;
+    for (const NodeEntry& entry : vary->entries) {
+      Variation variation;
+      variation.location = entry.location;
+      variation.name = ReadPath(entry.key, entry.location);
+      if (entry.value->kind == Node::Kind::kText) {
+        ReadVariationText(entry.value->text, variation, faults_);
+      } else if (entry.value->kind == Node::Kind::kList) {
+        variation.values = ReadValue(*entry.value).items;
+      } else {
+        variation.values = {ReadValue(*entry.value)};
+      }
+      sweep.vary.push_back(std::move(variation));
+    }
   }
 
   CaseFile& case_;

@@ -101,6 +101,27 @@ struct SimulateSection {
   Location location;  // of the section; line 0: the case has none
 };
 
+// The values that one property takes in a sweep. How it is written: runtime/io/variation.h.
+struct Variation {
+  PropertyPath name;  // BLOCK.NAME, or globals.NAME
+  bool is_range = false;
+  std::vector<CaseValue> values;  // unless it is a range
+  double from = 0, to = 0;        // of a range, in `unit`
+  std::string unit;
+  std::int64_t points = 0;  // of a range; 0 where none are given, which is right for samples
+  bool logarithmic = false;
+  Location location;  // of the name
+};
+
+struct SweepSection {
+  std::vector<Variation> vary;
+  std::string table;        // a CSV file, beside the case file unless the path is absolute
+  std::string sample;       // "sobol" or "latin-hypercube"; empty: a grid, or the table
+  std::int64_t points = 0;  // of a sample
+  std::int64_t seed = 0;
+  Location location;  // of the section; line 0: the case has none
+};
+
 struct CaseFile {
   std::string name;  // of the file, for messages
   std::string title;
@@ -110,6 +131,7 @@ struct CaseFile {
   std::vector<Connection> connect;
   std::vector<ReportedName> report;
   SimulateSection simulate;
+  SweepSection sweep;
 };
 
 // Throw CaseError with all faults found, and nothing else but std::bad_alloc.

@@ -173,8 +173,14 @@ TEST_F(CallRules, faults_are_told_in_sentences) {
   EXPECT_EQ(fault_of([](RoutineCall& c) { c.Output(0) = std::nan(""); }), kOutputsInvalid);
   EXPECT_THAT(LastProcedureFault().sentence, HasSubstr("output 1 of 1 came back as nan"));
   EXPECT_EQ(fault_of([](RoutineCall& c) { c.Output(0) = 1, c.Output(0, 1) = 0; }), kMemoryOverrun);
-  EXPECT_EQ(fault_of([](RoutineCall& c) { c.Output(0) = 1, c.derivatives[-1] = 0; }), kMemoryOverrun);
   EXPECT_THAT(LastProcedureFault().sentence, HasSubstr("wrote outside its arguments"));
+  EXPECT_EQ(fault_of([](RoutineCall& c) { c.Output(0, 8) = 0; }), kMemoryOverrun) << "eight slots behind";
+  EXPECT_EQ(fault_of([](RoutineCall& c) { c.Input(0, -8) = 0; }), kMemoryOverrun) << "eight slots before";
+  EXPECT_EQ(fault_of([](RoutineCall& c) { c.Output(0) = 1, c.derivatives[-1] = 0; }), kMemoryOverrun);
+  EXPECT_THAT(LastProcedureFault().sentence, HasSubstr("wrote outside its derivatives"));
+  EXPECT_EQ(fault_of([](RoutineCall& c) { c.Output(0) = 1, c.status[16] = 1; }), kMemoryOverrun);
+  EXPECT_THAT(LastProcedureFault().sentence, HasSubstr("wrote outside its status entries"));
+  EXPECT_EQ(fault_of([](RoutineCall& c) { c.Output(0) = 1, c.status[15] = 1; }), 0) << "its own";
 
   RoutineProvider* const provider = InstallRoutineProvider(nullptr);
   QVProc_TANALYTIC lost(true, 0);
