@@ -84,6 +84,8 @@ struct QV_EXPORT QV_COMPRESSOR : QV_GENERICMODEL {
     set.lower(PEFF, 0.01);
     set.lower(PRATIO, 1.0);
     if (MAP.Count()) set.spec(MAP(1).ACTSHAFTSPEED, QV_SPEC_COMPUTED);
+    // The n-method holds for any head where n is 1 (NR is 0), the step of a path that nobody means. A vapor's real n stays above.
+    if (PATH.Count() && is(VALIDPHASES, "Vapor-Only")) set.lower(PATH(1).NR, 0.02);
     Starts(set);
   }
 
@@ -131,7 +133,8 @@ struct QV_EXPORT QV_COMPRESSOR : QV_GENERICMODEL {
   void Starts(Assigner& set) {
     const auto known = [](const QV_VarParam& value) { return !value.HoldsDefault(); };
     const double kelvin = 273.15, t_in = known(T_IN) ? T_IN.RealValue() : IN_F.T.RealValue();
-    const bool both = known(P) && (known(P_IN) || known(IN_F.P));
+    const double untold = 1.01325;  // where every pressure of the host starts
+    const bool both = known(P) && (known(P_IN) || IN_F.P.RealValue() != untold);
     const double p_in = known(P_IN) ? P_IN.RealValue() : known(P) && !both ? P.RealValue() / 2 : IN_F.P.RealValue();
     set(P_IN, p_in);
     set(T_IN, t_in);
@@ -143,7 +146,9 @@ struct QV_EXPORT QV_COMPRESSOR : QV_GENERICMODEL {
     set(H_IN, IN_F.H.RealValue());
     set(RHO_IN, 100 * p_in / (8.31446261815324 * (t_in + kelvin)));
     set(RHO_OUT, 100 * p / (8.31446261815324 * (T_OUT.RealValue() + kelvin)));
-    set(Z, 1.0 / size(ComponentList));
+    if (IN_F.Z.Count() == Z.Count()) ForEach(*ComponentList, [&](const char* c) { set(Z(c), IN_F.Z(c)); });
+    set(F_IN, IN_F.F);
+    StartStream(*this, set, OUT_P, IN_F.F.RealValue(), T_OUT.RealValue(), p, IN_F.Z);
     set(N_POLY, 1.5);
     set(N_ISEN, 1.3);
     StartState(*this, set, kSuction, p_in, t_in);

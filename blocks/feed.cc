@@ -30,6 +30,7 @@ struct QV_EXPORT QV_FEED : QV_GENERICMODEL {
     SelectStates(*this, set, {FLASHTYPE.StringValue()});
     StartState(*this, set, 1, P.RealValue(), T.RealValue());
     set(AV, 1.0);
+    StartStream(*this, set, OUT_P, F.RealValue(), T.RealValue(), P.RealValue(), Z);
     set.spec(AV, QV_SPEC_GIVEN);
     set(Z, 1.0 / size(ComponentList));
     if (size(ComponentList) == 1) set.spec(Z, QV_SPEC_GIVEN);

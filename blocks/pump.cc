@@ -75,6 +75,7 @@ struct QV_EXPORT QV_PUMP : QV_GENERICMODEL {
     if (BOILING.Count()) set(BOILING(1).FLASHTYPE, "TV");
     set(P, IN_F.P.RealValue() + 5.0);
     StartState(*this, set, kSuction, IN_F.P.RealValue(), IN_F.T.RealValue());
+    StartStream(*this, set, OUT_P, IN_F.F.RealValue(), IN_F.T.RealValue(), P.RealValue(), IN_F.Z);
     StartState(*this, set, kDischarge, P.RealValue(), IN_F.T.RealValue());
   }
 

@@ -85,6 +85,16 @@ inline void ForwardOnly(Assigner& set, QV_MATERIALPORTRPREV& in, QV_MATERIALPORT
   set.lower(out.F, 0.0);
 }
 
+// Where the stream that leaves starts; the host lets the block at its other end start there too.
+template <class Block, class Fractions>
+void StartStream(Block& b, Assigner& set, QV_MATERIALPORTRPREV& out, double f, double t, double p, Fractions& z) {
+  set(out.F, f);
+  set(out.T, t);
+  set(out.P, p);
+  if (out.Z.Count() != z.Count()) return;  // sized in the next round
+  ForEach(*b.ComponentList, [&](const char* c) { set(out.Z(c), z(c)); });
+}
+
 template <class Block, class Pressure, class Fractions>
 void GiveState(Block& b, Equate& eq, const char* label, QV_PHASEPROPERTIES& state, Pressure& p, Fractions& z) {
   eq(label, state.P == p);

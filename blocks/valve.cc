@@ -41,7 +41,9 @@ struct QV_EXPORT QV_VALVE : QV_GENERICMODEL {
     set(EPS, 1e-5);
     SelectStates(*this, set, {"PH", "PH"});
     StartState(*this, set, kUpstream, IN_F.P.RealValue(), IN_F.T.RealValue());
-    set(P_OUT, OUT_P.P.RealValue());
+    // A tenth of the pressure lost where nobody knows better.
+    if (P_OUT.HoldsDefault()) set(P_OUT, OUT_P.P.HoldsDefault() ? 0.9 * IN_F.P.RealValue() : OUT_P.P.RealValue());
+    StartStream(*this, set, OUT_P, IN_F.F.RealValue(), IN_F.T.RealValue(), P_OUT.RealValue(), IN_F.Z);
     StartState(*this, set, kDownstream, P_OUT.RealValue(), IN_F.T.RealValue());
     if (!IsReversible(*this)) {
       ForwardOnly(set, IN_F, OUT_P);

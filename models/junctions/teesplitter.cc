@@ -67,6 +67,8 @@ struct QV_EXPORT QV_TEESPLITTER : QV_GENERICMODEL {
     eq.each(ComponentList, [&](const char* c) { eq("zineq", Z_IN(c) == IN_F.Z(c)); });
     if (quiver::junctions::IsReversible(*this)) {
       eq("overallbal", IN_F.F == OUT_P.F + OUT_LEG.F);
+      // Of exactly no feed there are no parts: where flow only passes from one product to the other, nothing satisfies this, and
+      // where nothing flows, any SF does.
       eq("sfPPD", OUT_P.F * sigma(SF) == SF(1) * F_IN);
     } else if (quiver::junctions::IsPressureDriven(*this)) {
       eq("sfPPD", OUT_P.F * sigma(SF) == SF(1) * F_IN);

@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "host/extensions.h"
+#include "runtime/cases/standard_volumes.h"
 #include "runtime/cases/value_giver.h"
 #include "runtime/contract/error.h"
 #include "runtime/contract/names.h"
@@ -38,11 +39,13 @@ CaseRun::CaseRun(const ModelSource& library, CaseFile description, bool qualifie
     if (!faults.empty()) return;  // told once is enough
     GiveGlobals(flowsheet_.scope(), description_.globals, faults);
     for (ValueGiver& giver : givers) giver.Give(faults);
+    PassStarts(flowsheet_, description_.connect);
   });
   if (faults.empty())
     for (ValueGiver& giver : givers) giver.Finish(faults);
   if (!faults.empty()) Fail(std::move(faults));
   flowsheet_.ThrowFaults();
+  SupplyStandardVolumes(flowsheet_);
 }
 
 void CaseRun::Fail(std::vector<CaseFault> faults) const {

@@ -21,6 +21,20 @@ QV_MATERIALPORTSRPREV* SeveralIn(const Flowsheet& flowsheet, const PropertyPath&
   return property < 0 ? nullptr : dynamic_cast<QV_MATERIALPORTSRPREV*>(block->Object(property));
 }
 
+// The port, or the stream of one for several, that a path names; null for anything else.
+QV_MATERIALPORTRPREV* PortIn(const Flowsheet& flowsheet, const PropertyPath& path) {
+  if (path.parts.size() != 2) return nullptr;
+  if (QV_MATERIALPORTSRPREV* port = SeveralIn(flowsheet, path)) {
+    const auto& indices = path.parts[1].indices;
+    if (indices.empty()) return port;
+    const auto* index = std::get_if<std::int64_t>(&indices[0]);
+    return index && *index >= 1 && *index <= port->Count() ? port->Stream(static_cast<int>(*index)) : nullptr;
+  }
+  const Instance* block = flowsheet.FindBlock(path.parts[0].name);
+  const int property = block ? block->type().Find(path.parts[1].name) : -1;
+  return property < 0 ? nullptr : dynamic_cast<QV_MATERIALPORTRPREV*>(block->Object(property));
+}
+
 enum class Direction { kInlet, kOutlet, kEither };
 
 // By the name of the port, IN... or OUT...
@@ -84,6 +98,18 @@ void NumberStreams(const Flowsheet& flowsheet, std::vector<Connection>& connecti
       part->indices.emplace_back(next);
       taken.insert(next);
     }
+  }
+}
+
+void PassStarts(const Flowsheet& flowsheet, const std::vector<Connection>& connections) {
+  for (const Connection& connection : connections) {
+    QV_MATERIALPORTRPREV* from = PortIn(flowsheet, connection.left);
+    QV_MATERIALPORTRPREV* to = PortIn(flowsheet, connection.right);
+    if (!from || !to) continue;
+    if (DirectionOf(connection.left) == Direction::kInlet) std::swap(from, to);
+    for (const Member& member : MembersOf(*from, *to))
+      if (HostAccess::OriginOf(*member.from) != Origin::kNone && member.to->HoldsDefault())
+        SetFromValue(*member.to, QV_Value(member.from->RealValue()), Origin::kAssignment);
   }
 }
 

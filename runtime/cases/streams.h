@@ -22,6 +22,10 @@ namespace quiver {
 // case: mix.IN_F turns into mix.IN_F(2). Tells each such port how many streams it has, where the user does not.
 void NumberStreams(const Flowsheet& flowsheet, std::vector<Connection>& connections);
 
+// Start values along streams: what the block at the outlet's end assigns to its port, or the user gives there, is where the inlet
+// starts that nobody has told a value. Called between rounds of assignments.
+void PassStarts(const Flowsheet& flowsheet, const std::vector<Connection>& connections);
+
 struct Stream {
   std::string from, to;        // "tee.OUT_P", "mix.IN_F(2)"; one is empty at the edge of the flowsheet
   QV_MATERIALPORTRPREV* port;  // where it leaves, or enters from outside

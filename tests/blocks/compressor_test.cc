@@ -64,6 +64,40 @@ TEST(Compressor, real_gas_against_an_independent_integration) {
   }
 }
 
+// The n-method from the efficiency: near the independent integration too, and never the path of n = 1, which satisfies its equation
+// with any head.
+TEST(Compressor, n_method_along_the_path) {
+  const Gas gas{{"CO2", "methane"}, {0.9, 0.1}};
+  for (const double p : {40.0, 80.0, 120.0}) {
+    const Path exact = Integrate(gas, 20, 40, p, 0.78);
+    SolvedCase run(
+        Compressor("CO2: 0.9, methane: 0.1", "F: 1000, T: 40, P: 20",
+                   kNoMap + ", HASPATH: \"Yes\", PATH(1).NINTERVALS: 1, PATH(1).INTEGRATIONMETHOD: N Method",
+                   fmt::format("P: {}, PEFF: 0.78", p)));
+    ASSERT_TRUE(run.converged) << run.Why();
+    EXPECT_NEAR(run["c.POLYHEAD"] / exact.head, 1, 5e-3) << p;
+    EXPECT_NEAR(run["c.T_OUT"], exact.t_out, 1) << p;
+  }
+}
+
+// The feed is given, so the machine behind it need not start from nowhere. What the user guesses stays.
+TEST(Compressor, starts_where_its_stream_comes_from) {
+  const std::string text = Compressor("nitrogen: 1", "F: 700, T: 60, P: 20", "", "SPEED: 3600");
+  const auto start = [](const std::string& of, const char* name) {
+    CaseRun run(UseLibraries(), ReadCaseText(of, "t.yaml"));
+    for (const NamedValue& value : run.Values())
+      if (value.name == name) return value.value;
+    return 0.0;
+  };
+  EXPECT_EQ(start(text, "c.IN_F.P"), 20);
+  EXPECT_EQ(start(text, "c.IN_F.F"), 700);
+  EXPECT_EQ(start(text, "c.P"), 40);
+  std::string guessed = text;
+  guessed.insert(guessed.find("fix: {SPEED"), "guess: {IN_F.P: 5}, ");
+  EXPECT_EQ(start(guessed, "c.IN_F.P"), 5);
+  EXPECT_EQ(start(guessed, "c.P"), 10);
+}
+
 // At similar points of two speeds flow goes with the speed, head with its square, power with its cube; efficiency and the
 // distances from surge and stonewall stay.
 TEST(Compressor, similar_points_at_other_speeds) {

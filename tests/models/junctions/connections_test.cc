@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Streams between blocks of a case: what is tied, how ports for several streams are filled, and what is refused.
+#include "runtime/cases/standard_volumes.h"
 #include "tests/models/junctions/sheet.h"
 
 namespace quiver::tests {
@@ -114,6 +115,22 @@ TEST(Connections, what_does_not_fit_is_refused_with_a_remedy) {
     EXPECT_THAT(found, HasSubstr(one.message)) << one.connect;
     EXPECT_THAT(found, HasSubstr("test.yaml:")) << one.connect;
   }
+}
+
+// Liquid volumes at 15 C by densities of the handbooks, 999.1 kg/m3 of water and 706 of n-octane; of methane, which is no liquid
+// there, at its boiling point, 422.4 kg/m3. What the user gives stays.
+TEST(Connections, standard_liquid_volumes_are_supplied) {
+  const auto values = Solved(
+      "components: [water, n-octane, methane]\nblocks:\n  join:\n    model: TEEMIXER\n    fix: {P_DROPR: 0, "
+      "IN_F.F: 2, IN_F.P: 10, "
+      "IN_LEG.P: 10, IN_LEG.F: 2, IN_F.AV: 1, IN_LEG.AV: 1, IN_F.Z: {water: 1, n-octane: 0, methane: 0}, "
+      "IN_LEG.Z: {water: 0, "
+      "n-octane: 0.5, methane: 0.5}, IN_F.H: -0.285, IN_LEG.H: -0.15, VLSTDC(n-octane): 0.2}\n");
+  EXPECT_NEAR(values.at("join.VLSTDC(water)"), 18.015 / 999.1, 2e-4);
+  EXPECT_NEAR(values.at("join.VLSTDC(methane)"), 16.043 / 422.4, 2e-4);
+  EXPECT_EQ(values.at("join.VLSTDC(n-octane)"), 0.2);
+  EXPECT_NEAR(values.at("join.FVLSTD"), 2 * 18.015 / 999.1 + 0.2 + 16.043 / 422.4, 1e-3);
+  EXPECT_NEAR(StandardLiquidVolume(FindComponent("n-octane")), 114.23 / 706, 5e-4);
 }
 
 TEST(Connections, components_must_agree) {
