@@ -80,7 +80,9 @@ TEST(LatinHypercube, EveryStratumHoldsOnePoint) {
       in_order += static_cast<int>(x[0] * points) == i;
     }
     for (const auto& used : strata) EXPECT_EQ(used.size(), static_cast<size_t>(points));
-    if (points >= 100) EXPECT_LT(in_order, points / 10) << "the strata are not shuffled";
+    if (points >= 100) {
+      EXPECT_LT(in_order, points / 10) << "the strata are not shuffled";
+    }
   }
 }
 
