@@ -46,6 +46,7 @@ int main(int argc, char** argv) {
   quiver::AddMapCommand(program, options, run);
   quiver::AddReportCommand(program, options, run);
   quiver::AddPropsCommand(program, options, run);
+  quiver::AddBenchCommand(program, options, run);
   try {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -36,6 +36,10 @@ struct StreamState {
   std::vector<std::string> components;
 };
 
+struct BuildTimes {
+  double create = 0, assign = 0;  // seconds
+};
+
 class CaseRun {
  public:
   // Constructs, sizes and assigns. `qualified`: values carry the block's name.
@@ -44,6 +48,7 @@ class CaseRun {
   Flowsheet& flowsheet() { return flowsheet_; }
   const CaseFile& description() const { return description_; }
   bool qualified() const { return qualified_; }
+  const BuildTimes& build_times() const { return build_times_; }
   // Sets up and emits at the first call.
   EquationSystem& System();
   SolveSummary Solve(const SolveOptions& options = {});
@@ -62,6 +67,7 @@ class CaseRun {
 
   CaseFile description_;
   bool qualified_;
+  BuildTimes build_times_;
   Flowsheet flowsheet_;
   StreamConnector streams_;
   std::unique_ptr<EquationSystem> system_;

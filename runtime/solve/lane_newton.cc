@@ -5,6 +5,8 @@
 #include <cmath>
 #include <limits>
 
+#include "runtime/solve/solve_times.h"
+
 namespace quiver {
 namespace {
 
@@ -68,6 +70,7 @@ void LaneNewton::Run(int first, int count) {
 // Residuals, slopes, and the magnitudes of the equations' terms, as BlockSystem has them.
 void LaneNewton::Evaluate(int first, int count) {
   const std::vector<int>& row = layout_.rows[static_cast<std::size_t>(equation_)];
+  const Measure measure(options_.times ? &options_.times->evaluation : nullptr);
   evaluator_->Evaluate(equation_, values_, first, count, residual_, {slopes_.data(), row.size()}, is_good_);
   const int last = first + count;
   for (int i = first; i < last; ++i) terms_.lane[i] = 0.0;
