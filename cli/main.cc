@@ -30,6 +30,7 @@ int main(int argc, char** argv) {
   quiver::ProgramOptions options;
   quiver::Run run;
   program.set_version_flag("--version", std::string("quiver ") + quiver::Version());
+  program.allow_windows_style_options(false);  // "/cases/relief.yaml" is a file on every system
   program.require_subcommand(1);
   program
       .add_option("--library", options.model_libraries, "One more model library; may be given several times")
