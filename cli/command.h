@@ -30,6 +30,7 @@ struct ProgramOptions {
 using Run = std::function<int()>;
 
 // Each adds its command to the program; running it sets `run`.
+void AddBenchCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 void AddDiagnoseCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 void AddListCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 void AddShowCommand(CLI::App& program, const ProgramOptions& options, Run& run);

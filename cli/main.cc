@@ -32,6 +32,7 @@ int main(int argc, char** argv) {
   quiver::ProgramOptions options;
   quiver::Run run;
   program.set_version_flag("--version", std::string("quiver ") + quiver::Version());
+  program.allow_windows_style_options(false);  // "/cases/relief.yaml" is a file on every system
   program.require_subcommand(1);
   program
       .add_option("--library", options.model_libraries, "One more model library; may be given several times")
@@ -53,6 +54,7 @@ int main(int argc, char** argv) {
   quiver::AddMapCommand(program, options, run);
   quiver::AddReportCommand(program, options, run);
   quiver::AddPropsCommand(program, options, run);
+  quiver::AddBenchCommand(program, options, run);
   quiver::AddHelpCommands(program, run);
   const std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
   if (arguments.size() == 2 && arguments[0] == "__complete") {

@@ -35,6 +35,7 @@ libudunits2-data            UDUNITS-2: the database of units
 nlohmann-json3-dev          nlohmann-json: JSON output
 wine64                      runs what was built
 xz-utils                    unpacks sources
+zip                         packs the result
 '
 fi
 names=$(printf '%s' "$packages" | awk 'NF {print $1}')

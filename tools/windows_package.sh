@@ -36,7 +36,6 @@ for package in libfmt-dev libyaml-cpp-dev libsuitesparse-dev libcli11-dev nlohma
 done
 
 date=${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct 2>/dev/null || echo 0)}
-(cd build-windows && find "$name" -type f | LC_ALL=C sort >"$name.files" &&
-  TZ=UTC cmake -E tar cf "$name.zip" --format=zip "--mtime=$(date -u -d "@$date" '+%Y-%m-%d %H:%M:%S UTC')" --files-from="$name.files" &&
-  rm "$name.files")
+find "$stage" -exec touch -d "@$date" {} +
+(cd build-windows && find "$name" -type f | LC_ALL=C sort | TZ=UTC zip -q -X -@ "$name.zip")
 echo "$stage.zip: $(du -h "$stage.zip" | cut -f1), $(find "$stage" -type f | wc -l) files"

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <chrono>
 #include <cmath>
 
 #include "host/extensions.h"
@@ -21,6 +22,7 @@ CaseRun::CaseRun(const ModelSource& library, CaseFile description, bool qualifie
   flowsheet_.SetComponents(description_.components);
   std::vector<CaseFault> faults;
   std::vector<ValueGiver> givers;
+  const auto start = std::chrono::steady_clock::now();
   for (const CaseBlock& block : description_.blocks) {
     if (!library.Find(block.model)) {
       AddFault(faults, block.model_location,
@@ -35,6 +37,7 @@ CaseRun::CaseRun(const ModelSource& library, CaseFile description, bool qualifie
   }
   if (!faults.empty()) Fail(std::move(faults));
   NumberStreams(flowsheet_, description_.connect);
+  const auto created = std::chrono::steady_clock::now();
   flowsheet_.SizeAndAssign([&] {
     if (!faults.empty()) return;  // told once is enough
     GiveGlobals(flowsheet_.scope(), description_.globals, faults);
@@ -43,6 +46,8 @@ CaseRun::CaseRun(const ModelSource& library, CaseFile description, bool qualifie
   });
   if (faults.empty())
     for (ValueGiver& giver : givers) giver.Finish(faults);
+  build_times_.create = std::chrono::duration<double>(created - start).count();
+  build_times_.assign = std::chrono::duration<double>(std::chrono::steady_clock::now() - created).count();
   if (!faults.empty()) Fail(std::move(faults));
   flowsheet_.ThrowFaults();
   SupplyStandardVolumes(flowsheet_);

@@ -40,6 +40,10 @@ struct StreamState {
   std::vector<std::string> components;
 };
 
+struct BuildTimes {
+  double create = 0, assign = 0;  // seconds
+};
+
 class CaseRun {
  public:
   // Constructs, sizes and assigns. `qualified`: values carry the block's name.
@@ -48,6 +52,7 @@ class CaseRun {
   Flowsheet& flowsheet() { return flowsheet_; }
   const CaseFile& description() const { return description_; }
   bool qualified() const { return qualified_; }
+  const BuildTimes& build_times() const { return build_times_; }
   // Sets up and emits at the first call.
   EquationSystem& System();
   // The same anew, after other variables were given: an earlier system must no longer be used.
@@ -80,6 +85,7 @@ class CaseRun {
 
   CaseFile description_;
   bool qualified_;
+  BuildTimes build_times_;
   Flowsheet flowsheet_;
   StreamConnector streams_;
   std::vector<Tie> ties_;

@@ -17,12 +17,14 @@
 namespace quiver {
 
 class BlockSystem;
+struct SolveTimes;
 
 struct SolveOptions {
   double residual_tolerance = 1e-9;  // of each equation, relative to the magnitude of its own terms
   double step_tolerance = 1e-9;      // of each unknown, relative to the larger of its value and its scale
   int max_iterations = 100;          // in each block
   int max_evaluations = 2000;        // in each block
+  SolveTimes* times = nullptr;       // adds up where the time goes, for those who want to know
   int workers = 1;  // threads for problems that repeat; the result is the same for any number
   // A solution counts as lying on a switch when a relative change of this size turns the decision.
   double switch_tolerance = 1e-8;

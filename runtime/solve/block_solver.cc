@@ -4,12 +4,14 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <optional>
 
 #include "runtime/solve/block_system.h"
 #include "runtime/solve/newton.h"
 #include "runtime/solve/part_by_part.h"
 #include "runtime/solve/repeated_solver.h"
 #include "runtime/solve/scalar_newton.h"
+#include "runtime/solve/solve_times.h"
 
 namespace quiver {
 
@@ -106,6 +108,7 @@ BlockResult BlockSolver::SolveOne(BlockSystem& system, std::span<const int> equa
                                   std::span<const int> unknowns, const SolveOptions& options,
                                   std::span<double> x) {
   system.Select(equations, unknowns);
+  system.MeasureWith(options.times);
   BlockResult result = CheckBounds(system.Problem(), equations, unknowns);
   if (result.outcome == SolveOutcome::kConverged) result = SolveBlock(system, options, x);
   result.evaluations = system.Evaluations();  // of all methods tried
@@ -155,9 +158,18 @@ SolveSummary BlockSolver::Solve(NonlinearProblem& problem, const StructureReport
 }
 
 SolveSummary Solve(NonlinearProblem& problem, const SolveOptions& options, std::span<double> x) {
-  if (RepeatedParts* parts = problem.Repeats())
+  TimeSpent* const spent = options.times ? &options.times->structure : nullptr;
+  RepeatedParts* parts = nullptr;
+  {
+    const Measure measure(spent);
+    parts = problem.Repeats();
+  }
+  if (parts)
     if (auto summary = SolveRepeated(problem, *parts, options, x)) return std::move(*summary);
-  return BlockSolver().Solve(problem, AnalyseStructure(problem), options, x);
+  Measure measure(spent);
+  const StructureReport structure = AnalyseStructure(problem);
+  measure.Stop();
+  return BlockSolver().Solve(problem, structure, options, x);
 }
 
 }  // namespace quiver

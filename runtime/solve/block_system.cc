@@ -7,6 +7,8 @@
 #include <cmath>
 #include <limits>
 
+#include "runtime/solve/solve_times.h"
+
 namespace quiver {
 
 BlockSystem::BlockSystem(NonlinearProblem& problem)
@@ -70,9 +72,12 @@ double BlockSystem::Magnitude(int unknown, double value) const {
 bool BlockSystem::Evaluate(std::span<const double> x) {
   ++evaluations_;
   is_evaluated_ = false;
-  if (!problem_.Evaluate(equations_, x.data(), residuals_.data(), gradients_.data())) {
-    fault_ = problem_.FirstFault();
-    return false;
+  {
+    const Measure measure(times_ ? &times_->evaluation : nullptr);
+    if (!problem_.Evaluate(equations_, x.data(), residuals_.data(), gradients_.data())) {
+      fault_ = problem_.FirstFault();
+      return false;
+    }
   }
   std::fill(jacobian_.begin(), jacobian_.end(), 0.0);
   std::size_t k = 0;

@@ -17,6 +17,8 @@
 
 namespace quiver {
 
+struct SolveTimes;
+
 class BlockSystem {
  public:
   explicit BlockSystem(NonlinearProblem& problem);
@@ -26,6 +28,7 @@ class BlockSystem {
 
   int Size() const { return static_cast<int>(equations_.size()); }
   NonlinearProblem& Problem() { return problem_; }
+  void MeasureWith(SolveTimes* times) { times_ = times; }
   std::span<const int> Equations() const { return equations_; }
   std::span<const int> Unknowns() const { return unknowns_; }
   std::span<const double> Lower() const { return lower_; }
@@ -75,6 +78,7 @@ class BlockSystem {
   std::vector<double> gradients_;
   std::vector<double> residuals_, jacobian_, terms_;
   EvaluationFault fault_;
+  SolveTimes* times_ = nullptr;
   bool is_evaluated_ = false;  // the last evaluation succeeded
   int evaluations_ = 0;
 };

@@ -5,12 +5,25 @@
 #include <cmath>
 #include <limits>
 
+#include "runtime/solve/solve_times.h"
+
 namespace quiver {
 namespace {
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 double Clamp(double value, double lower, double upper) { return std::min(std::max(value, lower), upper); }
+
+// As ScalarNewton halves a bracket: on a scale that is linear near zero and logarithmic far from it.
+template <class Inside>
+double Middle(const LaneNewton::LaneState& lane, double scale, const Inside& is_inside) {
+  const double a = lane.Negative().x, b = lane.Positive().x;
+  const double plain = a + 0.5 * (b - a);
+  if (std::abs(b - a) <= 0.5 * std::max(std::abs(a), std::abs(b))) return plain;
+  const double unit = 1e-6 * std::max(0.0, scale);
+  const double middle = unit * std::sinh(0.5 * (std::asinh(a / unit) + std::asinh(b / unit)));
+  return std::isfinite(middle) && is_inside(middle) ? middle : plain;
+}
 
 }  // namespace
 
@@ -68,6 +81,7 @@ void LaneNewton::Run(int first, int count) {
 // Residuals, slopes, and the magnitudes of the equations' terms, as BlockSystem has them.
 void LaneNewton::Evaluate(int first, int count) {
   const std::vector<int>& row = layout_.rows[static_cast<std::size_t>(equation_)];
+  const Measure measure(options_.times ? &options_.times->evaluation : nullptr);
   evaluator_->Evaluate(equation_, values_, first, count, residual_, {slopes_.data(), row.size()}, is_good_);
   const int last = first + count;
   for (int i = first; i < last; ++i) terms_.lane[i] = 0.0;
@@ -122,7 +136,8 @@ bool LaneNewton::Proceed(LaneState& lane, int i, bool good) {
       lane.now = point;
       return Iterate(lane, i);
     case LaneState::kDescend:
-      if (!is_bracketed && !(size < (1.0 - 1e-4) * std::abs(lane.now.f))) return GiveBack(lane, i);
+      if (!is_bracketed && !(size < (1.0 - 1e-4 * lane.share) * std::abs(lane.now.f)))
+        return Shorten(lane, i);
       break;
     case LaneState::kInside:
       break;
@@ -141,6 +156,13 @@ bool LaneNewton::Proceed(LaneState& lane, int i, bool good) {
   lane.now = point;
   ++lane.iterations;
   return Iterate(lane, i);
+}
+
+bool LaneNewton::Shorten(LaneState& lane, int i) {
+  lane.share *= 0.5;
+  const double trial = Clamp(lane.now.x + lane.share * (lane.target - lane.now.x), bounds_->lower.lane[i],
+                             bounds_->upper.lane[i]);
+  return lane.share > 1e-10 && trial != lane.now.x ? GoTo(lane, i, trial) : GiveBack(lane, i);
 }
 
 bool LaneNewton::Polish(LaneState& lane, int i, double target) {
@@ -166,16 +188,22 @@ bool LaneNewton::Iterate(LaneState& lane, int i) {
   if (!bracketed) {
     if (target == now.x) return GiveBack(lane, i);
     lane.stage = LaneState::kDescend;
+    lane.target = target;
+    lane.share = 1.0;
     return GoTo(lane, i, target);
   }
   const double width = lane.positive.x - lane.negative.x;
   lane.slow = std::abs(width) > 0.5 * std::abs(lane.last_width) ? lane.slow + 1 : 0;
   lane.last_width = width;
-  const bool inside = target > std::min(lane.negative.x, lane.positive.x) &&
-                      target < std::max(lane.negative.x, lane.positive.x);
-  if (lane.slow >= 3 || !inside || target == now.x) return GiveBack(lane, i);
+  const auto is_inside = [&lane](double x) {
+    return x > std::min(lane.negative.x, lane.positive.x) && x < std::max(lane.negative.x, lane.positive.x);
+  };
+  const double middle = Middle(lane, bounds_->scale.lane[i], is_inside);
+  if (!is_inside(middle)) return GiveBack(lane, i);
+  const bool bisects = lane.slow >= 3 || !is_inside(target);
+  if (bisects) lane.slow = 0;
   lane.stage = LaneState::kInside;
-  return GoTo(lane, i, target);
+  return GoTo(lane, i, bisects ? middle : target);
 }
 
 }  // namespace quiver

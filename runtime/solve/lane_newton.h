@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // One equation in one unknown, for many like parts at once: ScalarNewton, each part in a lane of its own. A lane takes
-// the very steps that ScalarNewton would take for it alone, as long as those are the usual ones: Newton steps that
-// reduce the residual, bisections of a bracket, the polish at the end. A lane that needs anything else is given back as
-// it came.
+// the very steps that ScalarNewton would take for it alone, as long as those are the usual ones: Newton steps, shortened
+// until they reduce the residual, bisections of a bracket, the polish at the end. A lane that needs anything else is given
+// back as it came.
 //
 //   LaneNewton newton(layout);
 //   newton.Solve(evaluator, equation, place, bounds, options, values, lanes);
@@ -28,13 +28,15 @@ class LaneNewton {
     Outcome outcome = kUnderWay;
     int iterations = 0, evaluations = 0;
     Point now;
+    const Point& Negative() const { return negative; }
+    const Point& Positive() const { return positive; }
 
    private:
     friend class LaneNewton;
     enum Stage : unsigned char { kStart, kDescend, kInside, kPolish } stage = kStart;
     bool has_negative = false, has_positive = false;
     Point negative, positive;
-    double start = 0, first_ends = 0, last_width = 0;
+    double start = 0, first_ends = 0, last_width = 0, target = 0, share = 1;
     int slow = 0, polished = 0;
   };
   struct Bounds {
@@ -53,6 +55,7 @@ class LaneNewton {
   // The next point to evaluate, in the row of the unknown; false when the lane is done.
   bool Proceed(LaneState& lane, int i, bool good);
   bool Iterate(LaneState& lane, int i);
+  bool Shorten(LaneState& lane, int i);
   bool Polish(LaneState& lane, int i, double target);
   bool GiveBack(LaneState& lane, int i);
   bool Converge(LaneState& lane);

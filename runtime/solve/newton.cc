@@ -9,6 +9,7 @@
 #include "runtime/solve/alternatives.h"
 #include "runtime/solve/block_system.h"
 #include "runtime/solve/regularised_step.h"
+#include "runtime/solve/solve_times.h"
 
 namespace quiver {
 namespace {
@@ -61,6 +62,7 @@ class Iteration {
         return SolveOutcome::kOutOfIterations;
       }
       Weigh();
+      Measure measure(options_.times ? &options_.times->linear_algebra : nullptr);
       const LinearOutcome factors = factored_ ? solver_.Refactor(jacobian_) : solver_.Factor(jacobian_);
       factored_ = factors.status == LinearStatus::kOk;
       bool has_step = factored_ || factors.status == LinearStatus::kIllConditioned;
@@ -69,6 +71,7 @@ class Iteration {
         solver_.Solve(step_);
         has_step = AllFinite(step_);
       }
+      measure.Stop();
       const double length = has_step ? ProjectedLength() : 0.0;
       if (has_step && residual <= options_.residual_tolerance && length <= options_.step_tolerance) {
         Polish();
@@ -286,7 +289,10 @@ class Iteration {
     if (!regularised_) regularised_.emplace(system_.Pattern());
     HoldAtBounds();
     for (int attempt = 0; attempt < 25 && system_.Evaluations() < options_.max_evaluations; ++attempt) {
-      if (!regularised_->Compute(jacobian_, weighted_, held_, damping_, step_)) {
+      Measure measure(options_.times ? &options_.times->linear_algebra : nullptr);
+      const bool has_step = regularised_->Compute(jacobian_, weighted_, held_, damping_, step_);
+      measure.Stop();
+      if (!has_step) {
         damping_ *= 10.0;
         continue;
       }

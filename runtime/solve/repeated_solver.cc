@@ -9,6 +9,7 @@
 
 #include "runtime/solve/block_system.h"
 #include "runtime/solve/lane_newton.h"
+#include "runtime/solve/solve_times.h"
 
 namespace quiver {
 namespace {
@@ -337,6 +338,7 @@ void Join(SolveSummary& summary, SolveSummary&& more) {
 
 std::optional<SolveSummary> SolveRepeated(NonlinearProblem& problem, RepeatedParts& parts,
                                           const SolveOptions& options, std::span<double> x) {
+  Measure measure(options.times ? &options.times->structure : nullptr);
   std::vector<BlockOrder> orders;
   for (int group = 0; group < parts.GroupCount(); ++group) {
     StructureReport structure = AnalyseStructure(OnePart(parts.Layout(group)));
@@ -350,6 +352,7 @@ std::optional<SolveSummary> SolveRepeated(NonlinearProblem& problem, RepeatedPar
     for (int& row : rest.blocks.row) row = parts.Rest()[static_cast<std::size_t>(row)];
   }
 
+  measure.Stop();
   Ordinary ordinary(problem);
   Tally tally;
   for (int group = 0; group < parts.GroupCount(); ++group)
