@@ -62,9 +62,9 @@ int Bench(const ProgramOptions& options, const std::string& path, int copies, in
   const EquationSystem& system = run.System();
   const double emit = clock.Lap();
   SolveTimes times;
-  SolveOptions solving;
-  solving.workers = workers;
-  solving.times = &times;
+  LadderOptions solving;
+  solving.solve.workers = workers;
+  solving.solve.times = &times;
   const SolveSummary summary = run.Solve(solving);
   const double solve = clock.Lap();
 
