@@ -42,7 +42,7 @@ void AddHelpCommands(CLI::App& program, Run& run);
 void AddMapCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 void AddPropsCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 void AddReportCommand(CLI::App& program, const ProgramOptions& options, Run& run);
-// The curves of a solved case below each other in one SVG file. The case cannot be solved again afterwards.
+// The curves of a solved case below each other in one SVG file.
 void WritePlots(CaseRun& run, const std::string& file);
 void AddSimulateCommand(CLI::App& program, const ProgramOptions& options, Run& run);
 void AddSolveCommand(CLI::App& program, const ProgramOptions& options, Run& run);

@@ -133,8 +133,10 @@ EquationSystem& CaseRun::Reassemble() {
   return *system_;
 }
 
+EquationSystem& CaseRun::FreshSystem() { return system_ && system_->IsStale() ? Reassemble() : System(); }
+
 SolveSummary CaseRun::Solve(LadderOptions options) {
-  EquationSystem& system = System();
+  EquationSystem& system = FreshSystem();
   std::vector<double> x = system.StartValues();
   for (NearbyCase& nearby : NearbyCases()) options.nearby.push_back(std::move(nearby));
   SolveSummary summary = Climb(system, options, x);
@@ -152,7 +154,7 @@ std::vector<NearbyCase> CaseRun::NearbyCases() {
 }
 
 SolveSummary CaseRun::Solve(BlockSolver& solver, const SolveOptions& options) {
-  EquationSystem& system = System();
+  EquationSystem& system = FreshSystem();
   std::vector<double> x = system.StartValues();
   SolveSummary summary = solver.Solve(system, AnalyseStructure(system), options, x);
   system.Store(x);

@@ -58,7 +58,7 @@ class CaseRun {
   // The same anew, after other variables were given: an earlier system must no longer be used.
   EquationSystem& Reassemble();
   // By the ladder of methods, or by one method alone. To the nearby cases of the options come the state that StartFrom was
-  // given and the models' defaults.
+  // given and the models' defaults. Makes a new System() where the equations of a block were described since the last.
   SolveSummary Solve(LadderOptions options = {});
   SolveSummary Solve(BlockSolver& solver, const SolveOptions& options = {});
 
@@ -77,6 +77,7 @@ class CaseRun {
   std::vector<StreamState> Streams();
 
  private:
+  EquationSystem& FreshSystem();
   std::vector<Tie> Connect();
   std::vector<double> StateValues();
   using VisitVariable = std::function<void(QV_VarParam& holder, const char* description)>;

@@ -25,8 +25,8 @@ struct PerformanceMap {
       value;  // of the case, in the map's coordinates: at the reference speed where similarity laws are on
 };
 
-// One map per call of PPCURVE or PPUMPCURVE in the case, in the order of the equations. Call it after Solve; the
-// case cannot be solved again afterwards, since its equations are emitted anew.
+// One map per call of PPCURVE or PPUMPCURVE in the case, in the order of the equations. Call it after Solve.
+// Equations are emitted anew: references to the case's System() are void once it is solved again.
 std::vector<PerformanceMap> ReadPerformanceMaps(CaseRun& run);
 
 }  // namespace quiver

@@ -13,7 +13,8 @@ namespace {
 
 constexpr char kName[] = "VLSTDC";
 constexpr double kStandardTemperature = 288.15;  // K
-constexpr double kNearCritical = 0.95;           // of the critical temperature: the liquid's volume rises steeply above
+constexpr double kNearCritical =
+    0.95;  // of the critical temperature: the liquid's volume rises steeply above
 
 void Supply(QV_ArrayBase& volumes, QV_ModelType& model) {
   std::shared_ptr<const PropertyPackage> package;
@@ -26,7 +27,8 @@ void Supply(QV_ArrayBase& volumes, QV_ModelType& model) {
   for (long long i = 0; i < volumes.Count(); ++i) {
     auto& volume = static_cast<QV_VarParam&>(volumes.At(i));
     const double value = StandardLiquidVolume(package->component(static_cast<size_t>(i)));
-    if (volume.HoldsDefault() && std::isfinite(value)) SetFromValue(volume, QV_Value(value), Origin::kAssignment);
+    if (volume.HoldsDefault() && std::isfinite(value))
+      SetFromValue(volume, QV_Value(value), Origin::kAssignment);
   }
 }
 
@@ -35,7 +37,8 @@ void Supply(QV_ArrayBase& volumes, QV_ModelType& model) {
 double StandardLiquidVolume(const Component& component) {
   if (!component.correlation(Property::kLiquidDensity).available()) return std::nan("");
   const bool liquid = kStandardTemperature < kNearCritical * component.tc;
-  return 1 / Evaluate(component, Property::kLiquidDensity, liquid ? kStandardTemperature : component.tb).value;
+  return 1 /
+         Evaluate(component, Property::kLiquidDensity, liquid ? kStandardTemperature : component.tb).value;
 }
 
 void SupplyStandardVolumes(Flowsheet& flowsheet) {

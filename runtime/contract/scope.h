@@ -56,6 +56,8 @@ class Scope {
   std::vector<std::string> faults;  // what makes the simulation wrong
   std::vector<std::string> notes;   // what the user should know
   long long resized_arrays = 0;     // how often sizing changed an array
+  long long equations_told =
+      0;  // how often an instance told its equations; it then gives up what it told before
 
  private:
   std::vector<std::unique_ptr<Global>> globals_;

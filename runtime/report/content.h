@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // What a report on a case says, before it is written as a page.
 //
-//   ReportContent content = SolveAndCollect(run);     // the case cannot be solved again afterwards
+//   ReportContent content = SolveAndCollect(run);
 //   file << ReportPage(content, provenance);
 #pragma once
 

@@ -4,7 +4,7 @@
 //
 //   run.Solve();
 //   for (const Plot& plot : CurvePlots(run).plots) Draw(plot.chart);
-//   for (const Plot& plot : MapPlots(run)) Draw(plot.chart);      // last: the case cannot be solved again afterwards
+//   for (const Plot& plot : MapPlots(run)) Draw(plot.chart);      // last: the equations are emitted anew
 #pragma once
 
 #include <string>

@@ -27,6 +27,7 @@ EquationSystem::EquationSystem(Flowsheet& flowsheet, const std::vector<Tie>& tie
   flowsheet.ThrowFaults();
   ReadVariables();
   flowsheet.ThrowFaults();
+  told_ = flowsheet.scope().equations_told;
 }
 
 void EquationSystem::AddUnit(const UnitPattern& pattern, const Instance* instance, const char* name,

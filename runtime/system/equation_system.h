@@ -119,6 +119,9 @@ class EquationSystem final : public NonlinearProblem {
 
   // One value per numbered variable or parameter; Store writes those of the free variables back.
   std::vector<double> StartValues() const;
+  // An instance has told its equations again since (DescribeEquations, maps): procedures of this system are gone, and it must not be
+  // evaluated any more.
+  bool IsStale() const { return told_ != flowsheet_->scope().equations_told; }
   void Store(std::span<const double> x);
 
   // The alternative in use as a shape with its variables; -1 for an output of a procedure, or if none holds.
@@ -168,6 +171,7 @@ class EquationSystem final : public NonlinearProblem {
   std::vector<Token> NumberedStream(int shape, const int* variables) const;
 
   Flowsheet* flowsheet_;
+  long long told_ = 0;  // Scope::equations_told when this system was complete
   std::vector<Tie> ties_;
   PatternStore patterns_;
   std::unique_ptr<UnitPattern> tie_pattern_;

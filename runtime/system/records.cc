@@ -256,6 +256,7 @@ void ReadEquations(Instance& instance, InstanceRecord& record, Readings* reading
   record.emission.Clear();
   record.result = 0;
   if (!model) return;
+  ++instance.scope().equations_told;
   const auto failed = [&](const char* operation) {
     instance.scope().Fault(
         fmt::format("{}: {} failed with status {}.", InstanceName(instance), operation, record.result));

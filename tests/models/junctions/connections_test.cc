@@ -117,6 +117,20 @@ TEST(Connections, what_does_not_fit_is_refused_with_a_remedy) {
   }
 }
 
+// Describing a block makes it tell its equations anew; what was told before must not be used any more.
+TEST(Connections, a_case_is_solved_again_after_its_equations_were_described) {
+  const auto run = RunOf(Header(Mode::kFlowDriven) +
+                         Tee("split", "TEESPLITTER", std::string(kFeed) + ", \"SF(1)\": 0.3, P_DROP: 0.1"));
+  const auto first = run->Solve();
+  EXPECT_FALSE(run->System().IsStale());
+  for (Instance* instance : run->flowsheet().Instances()) DescribeEquations(*instance);
+  EXPECT_TRUE(run->System().IsStale());
+  const auto second = run->Solve();
+  EXPECT_EQ(first.outcome, SolveOutcome::kConverged);
+  EXPECT_EQ(second.outcome, SolveOutcome::kConverged);
+  EXPECT_FALSE(run->System().IsStale());
+}
+
 // Liquid volumes at 15 C by densities of the handbooks, 999.1 kg/m3 of water and 706 of n-octane; of methane, which is no liquid
 // there, at its boiling point, 422.4 kg/m3. What the user gives stays.
 TEST(Connections, standard_liquid_volumes_are_supplied) {
