@@ -10,7 +10,6 @@
 #include "runtime/solve/homotopy.h"
 #include "runtime/solve/messages.h"
 #include "runtime/solve/method_list.h"
-#include "runtime/solve/repeated_solver.h"
 
 namespace quiver {
 namespace {
@@ -18,19 +17,28 @@ namespace {
 class Climber {
  public:
   Climber(NonlinearProblem& problem, const StructureReport& structure, const LadderOptions& options,
-          std::span<double> x)
-      : problem_(problem), structure_(structure), options_(options), x_(x), start_(x.begin(), x.end()) {}
+          std::vector<double> start, std::span<double> x)
+      : problem_(problem), structure_(structure), options_(options), x_(x), start_(std::move(start)) {}
 
-  SolveSummary Run() {
-    if (By("block Newton", BlockSolver()) || By("trust region", SolverByName("trust-region")))
-      return Finish();
+  SolveSummary Run() { return By(kFirstRung, BlockSolver()) ? Finish() : Ascend(); }
+  // `first` is what block Newton did, x where it ended.
+  SolveSummary RunAfter(SolveSummary first) {
+    ++rung_;
+    const std::vector<double> x(x_.begin(), x_.end());
+    return Judge(kFirstRung, "", std::move(first), x) ? Finish() : Ascend();
+  }
+
+ private:
+  static constexpr const char* kFirstRung = "block Newton";
+
+  SolveSummary Ascend() {
+    if (By("trust region", SolverByName("trust-region"))) return Finish();
     for (const NearbyCase& nearby : options_.nearby)
       if (Homotopy(nearby)) return Finish();
     By("pseudo-transient", SolverByName("pseudo-transient"));
     return Finish();
   }
 
- private:
   bool MayClimb() const { return rung_ < options_.most_rungs && structure_.is_well_posed; }
 
   // True if solved.
@@ -107,23 +115,16 @@ class Climber {
 
 SolveSummary Climb(NonlinearProblem& problem, const StructureReport& structure, const LadderOptions& options,
                    std::span<double> x) {
-  return Climber(problem, structure, options, x).Run();
+  return Climber(problem, structure, options, {x.begin(), x.end()}, x).Run();
 }
 
 SolveSummary Climb(NonlinearProblem& problem, const LadderOptions& options, std::span<double> x) {
   const std::vector<double> start(x.begin(), x.end());
-  if (RepeatedParts* parts = problem.Repeats()) {
-    auto summary = SolveRepeated(problem, *parts, options.solve, x);
-    if (summary && summary->outcome == SolveOutcome::kConverged) {
-      summary->rungs.push_back(
-          {"like parts side by side", true, summary->iterations, summary->evaluations,
-           fmt::format("solved {}", Counted(static_cast<std::size_t>(summary->blocks), "block"))});
-      if (options.log) options.log(summary->rungs.back());
-      return std::move(*summary);
-    }
-    std::copy(start.begin(), start.end(), x.begin());
-  }
-  return Climb(problem, AnalyseStructure(problem), options, x);
+  SolveSummary first = Solve(problem, options.solve, x);
+  const bool is_done =
+      first.outcome == SolveOutcome::kConverged || first.outcome == SolveOutcome::kNotWellPosed;
+  const StructureReport structure = is_done ? StructureReport() : AnalyseStructure(problem);
+  return Climber(problem, structure, options, start, x).RunAfter(std::move(first));
 }
 
 }  // namespace quiver

@@ -38,7 +38,7 @@ struct LadderOptions {
 // unsolved, then the smallest residual. A problem that is not well posed is not touched.
 SolveSummary Climb(NonlinearProblem& problem, const StructureReport& structure, const LadderOptions& options,
                    std::span<double> x);
-// With structure analysis; parts that repeat are solved side by side first, and the ladder is for what that does not solve.
+// With structure analysis. The first rung is Solve of block_solver.h, which takes parts that repeat side by side.
 SolveSummary Climb(NonlinearProblem& problem, const LadderOptions& options, std::span<double> x);
 
 }  // namespace quiver
