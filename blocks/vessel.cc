@@ -51,6 +51,7 @@ struct QV_EXPORT QV_VESSEL : QV_GENERICMODEL {
     set(BARM3_TO_GJ, 0.0001);
     set(PI, 3.141593);
     SelectStates(*this, set, {"PH"});
+    set.lower(P, 0.001);
     StartState(*this, set, 1, P.RealValue(), T.RealValue());
     set(Z, 1.0 / size(ComponentList));
     set(Y, 1.0 / size(ComponentList));

@@ -21,14 +21,15 @@ namespace {
 #ifndef QUIVER_WITH_IDA
 
 int RunSimulation(const ProgramOptions&, const std::string&, bool, const std::string&, const std::string&) {
-  throw Error("this quiver was built without SUNDIALS' IDA, which runs over time need: install it and build again");
+  throw Error(
+      "this quiver was built without SUNDIALS' IDA, which runs over time need: install it and build again");
 }
 
 #else
 
 struct Trajectory {
   std::vector<double> hours;
-  std::vector<std::vector<NamedValue>> rows;  // parallel to hours
+  std::vector<std::vector<NamedValue> > rows;  // parallel to hours
 
   size_t columns() const { return rows.empty() ? 0 : rows.front().size(); }
   std::string Heading(size_t column, bool brackets) const {
@@ -47,7 +48,8 @@ void WriteFile(const std::string& name, const std::string& text) {
   std::ofstream file(name, std::ios::binary);
   file << text;
   file.close();
-  if (!file) throw Error(fmt::format("{} cannot be written: check the folder and the space on the disk", name));
+  if (!file)
+    throw Error(fmt::format("{} cannot be written: check the folder and the space on the disk", name));
 }
 
 std::string Csv(const Trajectory& trajectory, const SimulationSummary& summary) {
@@ -60,7 +62,8 @@ std::string Csv(const Trajectory& trajectory, const SimulationSummary& summary) 
   text += '\n';
   for (size_t r = 0; r < trajectory.rows.size(); ++r) {
     text += FormatReal(trajectory.hours[r] * summary.unit, RealStyle::kShortest);
-    for (const NamedValue& value : trajectory.rows[r]) text += ',' + FormatReal(value.value, RealStyle::kShortest);
+    for (const NamedValue& value : trajectory.rows[r])
+      text += ',' + FormatReal(value.value, RealStyle::kShortest);
     text += '\n';
   }
   return text;
@@ -73,7 +76,7 @@ std::string Curves(const Trajectory& trajectory, const SimulationSummary& summar
     if (!trajectory.Varies(c)) continue;
     LineChart chart;
     chart.title = trajectory.rows.front()[c].description.empty() ? trajectory.rows.front()[c].name
-                                                                   : trajectory.rows.front()[c].description;
+                                                                 : trajectory.rows.front()[c].description;
     chart.description = fmt::format("{}: {} over time", title, chart.title);
     chart.x_label = fmt::format("Time, {}", summary.unit_name);
     chart.y_label = trajectory.Heading(c, false);
@@ -117,10 +120,11 @@ constexpr size_t kRows = 40;
 
 void PrintTrajectory(CaseRun& run, const Trajectory& trajectory, const SimulationSummary& summary) {
   if (!run.description().title.empty()) fmt::print("{}\n", Bold(run.description().title));
-  fmt::print("{}: {:.6g} {} in {} steps, {} equations with {} states\n\n", summary.finished ? "Finished" : "Not finished",
-             summary.hours * summary.unit, summary.unit_name, summary.steps, summary.equations, summary.states);
+  fmt::print("{}: {:.6g} {} in {} steps, {} equations with {} states\n\n",
+             summary.finished ? "Finished" : "Not finished", summary.hours * summary.unit, summary.unit_name,
+             summary.steps, summary.equations, summary.states);
   if (!trajectory.rows.empty()) {
-    std::vector<std::vector<std::string>> rows = {{fmt::format("Time {}", summary.unit_name)}};
+    std::vector<std::vector<std::string> > rows = {{fmt::format("Time {}", summary.unit_name)}};
     for (size_t c = 0; c < trajectory.columns(); ++c) rows[0].push_back(trajectory.Heading(c, false));
     const size_t stride = (trajectory.rows.size() + kRows - 1) / kRows;
     for (size_t r = 0; r < trajectory.rows.size(); ++r) {
@@ -129,18 +133,20 @@ void PrintTrajectory(CaseRun& run, const Trajectory& trajectory, const Simulatio
       for (const NamedValue& value : trajectory.rows[r]) rows.back().push_back(Number(value.value));
     }
     fmt::print("{}", Table(rows, std::vector<bool>(rows[0].size(), true)));
-    if (stride > 1) fmt::print("({} of {} rows; --output FILE.csv has all)\n", rows.size() - 1, trajectory.rows.size());
+    if (stride > 1)
+      fmt::print("({} of {} rows; --output FILE.csv has all)\n", rows.size() - 1, trajectory.rows.size());
   }
   if (!summary.events.empty()) fmt::print("\n");
   constexpr size_t kEvents = 20;
   for (size_t e = 0; e < std::min(summary.events.size(), kEvents); ++e)
-    fmt::print("{:>12} {}  {}\n", Number(summary.events[e].hours * summary.unit), summary.unit_name, summary.events[e].text);
+    fmt::print("{:>12} {}  {}\n", Number(summary.events[e].hours * summary.unit), summary.unit_name,
+               summary.events[e].text);
   if (summary.events.size() > kEvents) fmt::print("and {} more events\n", summary.events.size() - kEvents);
 }
 
-int RunSimulation(const ProgramOptions& options, const std::string& name, bool json, const std::string& output,
-                  const std::string& plot) {
-  CaseRun run(options.Libraries(), WithInitialValues(ReadCaseFile(name)));
+int RunSimulation(const ProgramOptions& options, const std::string& name, bool json,
+                  const std::string& output, const std::string& plot) {
+  CaseRun run(options.Libraries(), ReadCaseFile(name));
   Trajectory trajectory;
   const SimulationSummary summary = Simulate(run, [&](double hours) {
     trajectory.hours.push_back(hours);
@@ -167,10 +173,12 @@ void AddSimulateCommand(CLI::App& program, const ProgramOptions& options, Run& r
     bool json = false;
   };
   auto arguments = std::make_shared<Arguments>();
-  CLI::App* command = program.add_subcommand("simulate", "Solve a case over time, as its section \"simulate\" tells");
+  CLI::App* command =
+      program.add_subcommand("simulate", "Solve a case over time, as its section \"simulate\" tells");
   command->add_option("case", arguments->name, "Case file")->required()->type_name("CASE");
   command->add_option("-o,--output", arguments->output, "Write all rows as CSV")->type_name("FILE");
-  command->add_option("--plot", arguments->plot, "Draw the reported values over time, as SVG")->type_name("FILE");
+  command->add_option("--plot", arguments->plot, "Draw the reported values over time, as SVG")
+      ->type_name("FILE");
   command->add_flag("--json", arguments->json, "One JSON document on standard output");
   command->callback([&options, &run, arguments] {
     run = [&options, arguments] {

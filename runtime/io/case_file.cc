@@ -124,6 +124,13 @@ class CaseReader {
     }
     if (const Node* simulate = root.Find("simulate"); simulate && simulate->kind == Node::Kind::kMap)
       ReadSimulate(*simulate);
+    // At the start they are as good as fixed, and every command but one sees the start only.
+    for (Assignment initial : case_.simulate.initial) {
+      const std::string block = initial.name.parts.front().name;
+      initial.name.parts.erase(initial.name.parts.begin());
+      for (CaseBlock& candidate : case_.blocks)
+        if (candidate.name == block) candidate.fix.push_back(initial);
+    }
     if (const Node* sweep = root.Find("sweep")) ReadSweep(*sweep);
   }
 
@@ -378,8 +385,7 @@ class CaseReader {
 
   std::vector<Assignment> ReadQualified(const Node* map) {
     std::vector<Assignment> assignments = ReadAssignments(map, true);
-    std::erase_if(assignments,
-                  [&](const Assignment& a) { return !CheckQualified(a.name, a.location); });
+    std::erase_if(assignments, [&](const Assignment& a) { return !CheckQualified(a.name, a.location); });
     return assignments;
   }
 

@@ -95,7 +95,7 @@ struct TimeEvent {
 struct SimulateSection {
   CaseValue end, step;  // step: of kind kText when left out
   double tolerance = 1e-6;
-  std::vector<Assignment> initial;  // BLOCK.NAME
+  std::vector<Assignment> initial;  // BLOCK.NAME; among the blocks' fixed values, too
   std::vector<TimeInput> inputs;
   std::vector<TimeEvent> events;
   Location location;  // of the section; line 0: the case has none

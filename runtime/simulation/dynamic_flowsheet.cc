@@ -22,7 +22,8 @@ std::vector<DynamicState> FindStates(const EquationSystem& system) {
     std::string name = system.VariableName(n);
     const std::string rate = name;
     const size_t element = std::min(name.find('(', name.rfind('.')), name.size());
-    if (element < kSuffix.size() || name.compare(element - kSuffix.size(), kSuffix.size(), kSuffix) != 0) continue;
+    if (element < kSuffix.size() || name.compare(element - kSuffix.size(), kSuffix.size(), kSuffix) != 0)
+      continue;
     name.erase(element - kSuffix.size(), kSuffix.size());
     const auto state = numbers.find(name);
     if (state == numbers.end())
@@ -75,7 +76,8 @@ DynamicFlowsheet::DynamicFlowsheet(EquationSystem& system, std::vector<DynamicSt
   };
   for (const int e : all_) {
     for (const int variable : system.ResidualVariables(e)) {
-      if (const int column = place_[static_cast<size_t>(variable)]; column >= 0) row.emplace_back(column, gradients);
+      if (const int column = place_[static_cast<size_t>(variable)]; column >= 0)
+        row.emplace_back(column, gradients);
       ++gradients;
     }
     finish_row();

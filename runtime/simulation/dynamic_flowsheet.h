@@ -54,7 +54,9 @@ class DynamicFlowsheet final : public DynamicProblem {
   bool Residual(double t, const double* y, const double* slope, double* residual) override;
   bool Jacobian(double t, double factor, const double* y, double* entries) override;
   // The thresholds, and one that is negative where other branches would hold than those in use.
-  int RootCount() const override { return static_cast<int>(thresholds_.size()) + (branching_.empty() ? 0 : 1); }
+  int RootCount() const override {
+    return static_cast<int>(thresholds_.size()) + (branching_.empty() ? 0 : 1);
+  }
   void Roots(double t, const double* y, double* roots) override;
 
   // All variables of the system. Spread: y and the inputs of time t over them. Collect: y, and the slopes of the states.
@@ -69,8 +71,8 @@ class DynamicFlowsheet final : public DynamicProblem {
   std::vector<DynamicState> states_;
   std::vector<Threshold> thresholds_;
   int algebraic_ = 0;
-  std::vector<int> variables_;  // by place in y
-  std::vector<int> place_;      // by variable; -1
+  std::vector<int> variables_;        // by place in y
+  std::vector<int> place_;            // by variable; -1
   std::vector<int> all_, branching_;  // equations
   RowPattern pattern_;
   std::vector<int> source_;  // by entry of the pattern: place among the gradients; -1: rate, -2: state

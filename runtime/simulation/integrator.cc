@@ -52,8 +52,8 @@ int Residual(realtype t, N_Vector y, N_Vector slope, N_Vector residual, void* da
   });
 }
 
-int Jacobian(realtype t, realtype factor, N_Vector y, N_Vector, N_Vector, SUNMatrix matrix, void* data, N_Vector,
-             N_Vector, N_Vector) {
+int Jacobian(realtype t, realtype factor, N_Vector y, N_Vector, N_Vector, SUNMatrix matrix, void* data,
+             N_Vector, N_Vector, N_Vector) {
   return Guarded([&] {
     const RowPattern& pattern = ProblemOf(data).Pattern();
     std::copy(pattern.start.begin(), pattern.start.end(), SUNSparseMatrix_IndexPointers(matrix));

@@ -37,7 +37,8 @@ class Plan {
     end = Hours(section.end);
     step = section.step.IsNumber() ? Hours(section.step) : end / 100;
     if (!(end > 0)) Fault(section.end.location, "the run ends before it begins", "give an end after 0");
-    if (!(step > 0)) Fault(section.step.location, "the step of output is not above 0", "give one, as in 1 min");
+    if (!(step > 0))
+      Fault(section.step.location, "the step of output is not above 0", "give one, as in 1 min");
     if (!(section.tolerance > 0 && section.tolerance < 1))
       Fault(section.location, "the tolerance is not between 0 and 1", "1e-6 is a good one");
     for (const Assignment& known : section.initial) {
@@ -89,7 +90,8 @@ class Plan {
 
   bool ExpectGiven(int variable, Location at) {
     if (!system_.IsFree(variable)) return true;
-    Fault(at, system_.VariableName(variable) + " is computed", "fix it in its block, then it can change over time");
+    Fault(at, system_.VariableName(variable) + " is computed",
+          "fix it in its block, then it can change over time");
     return false;
   }
 
@@ -150,23 +152,26 @@ class Course {
     Row(0);
     double next = plan_.step, jump = NextJump(0);
     while (integrator_.t() < plan_.end) {
-      // A row so near the end that only rounding parts them is the last one.
-      const double row = next > plan_.end * (1 - 1e-9) ? plan_.end : next;
+      // A row so near the end, or a jump, that only rounding parts them is the one there.
+      double row = next > plan_.end * (1 - 1e-9) ? plan_.end : next;
+      if (std::abs(row - jump) < 1e-9 * plan_.end) row = jump;
       const double until = std::min(row, jump);
       const Integrator::Stop stop = integrator_.Advance(until);
       summary_.hours = integrator_.t();
       summary_.steps = integrator_.steps();
       flowsheet_.Spread(integrator_.t(), integrator_.y().data());
-      if (stop == Integrator::kFailed) return Fail(integrator_.failure());
+      if (stop == Integrator::kFailed) {
+        const bool after_restart =
+            !restarts_.empty() && integrator_.t() - restarts_.back() < 1e-4 * plan_.end;
+        return Fail((after_restart ? Crowding() + "; " : "") + integrator_.failure());
+      }
       if (stop == Integrator::kRoot && !PassRoot()) return;
-      if (stop == Integrator::kReached && until == jump) {
-        Row(jump);
+      if (stop != Integrator::kReached) continue;
+      Row(until);
+      if (until == row) next = plan_.step * (std::floor(row / plan_.step * (1 + 1e-12)) + 1);
+      if (until == jump) {
         if (!Restart(jump)) return;
         jump = NextJump(jump);
-      }
-      if (stop == Integrator::kReached && until == row) {
-        if (until != jump) Row(row);
-        next = plan_.step * (std::floor(row / plan_.step * (1 + 1e-12)) + 1);
       }
     }
     summary_.finished = true;
@@ -211,8 +216,7 @@ class Course {
     for (size_t i = 0; i < plan_.events.size(); ++i)
       if (integrator_.roots()[i] > 0) Fire(plan_.events[i], t);
     if (summary_.restarts > kMostEvents || Crowded(t)) {
-      Fail(fmt::format("events and changes of branches follow each other without an end{}: put the thresholds further apart",
-                       summary_.events.empty() ? "" : ", the last \"" + summary_.events.back().text + "\""));
+      Fail(Crowding());
       return false;
     }
     if (!Restart(t)) return false;
@@ -220,10 +224,16 @@ class Course {
     return true;
   }
 
-  // Twenty restarts within a millionth of the run.
+  std::string Crowding() const {
+    return fmt::format(
+        "events and changes of branches follow each other too fast{}: put the thresholds further apart",
+        summary_.events.empty() ? "" : ", the last \"" + summary_.events.back().text + "\"");
+  }
+
+  // Twenty restarts within half a percent of the run.
   bool Crowded(double t) {
     restarts_.push_back(t);
-    return restarts_.size() > 20 && t - restarts_[restarts_.size() - 20] < 1e-6 * plan_.end;
+    return restarts_.size() > 20 && t - restarts_[restarts_.size() - 20] < 5e-3 * plan_.end;
   }
 
   // Solves all equations for the states as they are, and starts the integrator from there.
@@ -246,7 +256,8 @@ class Course {
 
   void Fail(const std::string& reason) {
     summary_.hours = integrator_.t();
-    summary_.failure = fmt::format("at {:.6g} {}: {}", integrator_.t() * summary_.unit, summary_.unit_name, reason);
+    summary_.failure =
+        fmt::format("at {:.6g} {}: {}", integrator_.t() * summary_.unit, summary_.unit_name, reason);
     if (const EvaluationFault fault = system_.FirstFault(); fault.equation >= 0)
       summary_.failure += fmt::format("; {}: {}", system_.EquationName(fault.equation), fault.reason);
   }
@@ -278,22 +289,13 @@ class Course {
 
 }  // namespace
 
-CaseFile WithInitialValues(CaseFile description) {
-  if (description.simulate.location.line == 0) {
-    std::vector<CaseFault> faults;
-    AddFault(faults, {}, "the case has no section \"simulate\"", "add one with the end of the run, simulate: {end: 1 hr}");
-    throw CaseError(description.name, std::move(faults));
-  }
-  for (Assignment initial : description.simulate.initial) {
-    const std::string block = initial.name.parts.front().name;
-    initial.name.parts.erase(initial.name.parts.begin());
-    for (CaseBlock& candidate : description.blocks)
-      if (candidate.name == block) candidate.fix.push_back(initial);
-  }
-  return description;
-}
-
 SimulationSummary Simulate(CaseRun& run, const std::function<void(double hours)>& row) {
+  if (run.description().simulate.location.line == 0) {
+    std::vector<CaseFault> faults;
+    AddFault(faults, {}, "the case has no section \"simulate\"",
+             "add one with the end of the run, simulate: {end: 1 hr}");
+    throw CaseError(run.description().name, std::move(faults));
+  }
   SimulationSummary summary;
   const Plan plan(run, run.System());
   summary.unit_name = plan.unit_name;
@@ -315,8 +317,9 @@ SimulationSummary Simulate(CaseRun& run, const std::function<void(double hours)>
   summary.equations = system.EquationCount();
   const StructureReport structure = AnalyseStructure(system);
   if (!structure.is_well_posed) {
-    summary.failure = fmt::format("with {} states known and what \"initial\" names left free, ", states.size()) +
-                      (structure.messages.empty() ? "the equations are not well posed" : structure.messages.front());
+    summary.failure =
+        fmt::format("with {} states known and what \"initial\" names left free, ", states.size()) +
+        (structure.messages.empty() ? "the equations are not well posed" : structure.messages.front());
     return summary;
   }
   Course(run, plan, system, states, row, summary).Go();

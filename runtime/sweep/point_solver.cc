@@ -201,7 +201,10 @@ bool PointSolver::Attempt(Build& build, std::vector<double>& x, bool thorough, P
   SolveSummary summary;
   if (thorough) {
     system.Store(x);
-    summary = build.run->Solve();
+    // Neighbours are this sweep's way to a hard point: no homotopy, which would pass through points of its own.
+    LadderOptions options;
+    options.most_rungs = 2;
+    summary = build.run->Solve(options);
     x = system.StartValues();
   } else {
     summary = build.solver.Solve(system, build.structure, {}, x);

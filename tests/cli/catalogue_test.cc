@@ -56,7 +56,7 @@ TEST(List, ModelsAreTheCatalogueAndSayWhatTheyDeclare) {
     EXPECT_EQ(properties.empty(), model["specified"] == false) << name;
   }
   EXPECT_EQ(names.size(), 79u);
-  EXPECT_THAT(blocks, ElementsAre("COMPRESSOR", "FEED", "PUMP", "VALVE"));
+  EXPECT_THAT(blocks, ElementsAre("COMPRESSOR", "FEED", "PUMP", "VALVE", "VESSEL"));
   EXPECT_THAT(structures, ElementsAre("FRGLOBAL", "FRGLOBAL2", "ZNGLOBAL"));
   for (const Json& model : models)
     if (model["name"] == "PSV_SIMPLE" || model["name"] == "PIPEFITTINGS") {
