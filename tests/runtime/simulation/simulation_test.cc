@@ -103,10 +103,11 @@ TEST(Simulation, a_valve_opens_and_closes_between_its_thresholds) {
 }
 
 TEST(Simulation, thresholds_that_never_let_go_are_told) {
-  Simulated run(Drum(", OPEN: 0",
-                     fmt::format("{{end: 3, {}, events: [{{when: drum.P >= 7 bar, set: {{drum.OPEN: 1}}}}, "
-                                 "{{when: drum.P <= 6.99999999 bar, set: {{drum.OPEN: 0}}}}]}}",
-                                 kStart)));
+  Simulated run(
+      Drum(", OPEN: 0",
+           fmt::format("{{end: 10, step: 0.1, {}, events: [{{when: drum.P >= 7 bar, set: {{drum.OPEN: 1}}}}, "
+                       "{{when: drum.P <= 6.995 bar, set: {{drum.OPEN: 0}}}}]}}",
+                       kStart)));
   EXPECT_FALSE(run.summary.finished);
   EXPECT_THAT(run.summary.failure, HasSubstr("thresholds further apart"));
   EXPECT_GT(run.hours.size(), 5u) << "what was computed so far is kept";
