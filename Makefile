@@ -85,7 +85,8 @@ interface: products
 	  else cp build/interface.txt host/interface.txt; fi; fi
 
 package: products
-	@cd build && cpack --config CPackConfig.cmake
+	@rm -f build/*.deb
+	@cd build && SOURCE_DATE_EPOCH=$${SOURCE_DATE_EPOCH:-$$(git log -1 --format=%ct 2>/dev/null || echo 0)} cpack --config CPackConfig.cmake
 
 check-package: package
 	@tools/check_package.sh build

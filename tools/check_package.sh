@@ -1,31 +1,115 @@
-#!/bin/sh
+#!/bin/bash
 # SPDX-License-Identifier: Apache-2.0
-# Installs the Debian package into a clean root, which debootstrap makes, and uses it there as a new user would:
+# Installs the Debian package into a clean root and uses it there as a new user would: solves every example and compares with its
+# expected output, sweeps, writes a report, builds a model library against what was installed, and removes the package again.
 #
-#   tools/check_package.sh build          # as root; build holds exactly one quiver_*.deb
-set -eu
+#   tools/check_package.sh build          # as root; build holds exactly one quiver_*.deb (make package)
+#
+# The clean root comes from the package mirror of this machine, through mmdebstrap, which is installed where it is missing. With
+# QUIVER_LINTIAN=1 lintian looks at the package, too.
+set -euo pipefail
 build=$1
-set -- "$build"/quiver_*.deb
-[ $# -eq 1 ] && [ -f "$1" ] || { echo "check_package: $build holds $# packages quiver_*.deb instead of one; make package" >&2; exit 2; }
-[ "$(id -u)" -eq 0 ] || { echo 'check_package: a clean root can only be made by root' >&2; exit 2; }
-command -v debootstrap >/dev/null || { echo 'check_package: debootstrap is missing: apt-get install debootstrap' >&2; exit 2; }
+source=$(cd "$(dirname "$0")/.." && pwd)
+fail() { echo "check_package: $1" >&2; exit "${2:-1}"; }
 
-root=$(mktemp -d)
-trap 'rm -rf "$root"' EXIT
-mirror=$(sed -n 's/^deb [^h]*\(http[^ ]*\) .* main.*/\1/p; s/^URIs: *\([^ ]*\).*/\1/p' /etc/apt/sources.list /etc/apt/sources.list.d/* 2>/dev/null | head -n 1)
-debootstrap --variant=minbase bookworm "$root" ${mirror:+"$mirror"} >"$root.log" 2>&1 || { tail -n 20 "$root.log"; exit 1; }
-rm -f "$root.log"
-cp "$1" "$root/quiver.deb"
-# The network is that of this machine, so its settings are needed in there for the package's dependencies.
-for file in /etc/resolv.conf /etc/apt/apt.conf.d/*proxy*; do
-  [ ! -f "$file" ] || cp -L "$file" "$root$file"
-done
-chroot "$root" sh -c 'apt-get -qq update && DEBIAN_FRONTEND=noninteractive apt-get -qq -y --no-install-recommends install /quiver.deb' >/dev/null
+packages=("$build"/quiver_*.deb)
+[ ${#packages[@]} -eq 1 ] && [ -f "${packages[0]}" ] || fail "$build holds ${#packages[@]} packages quiver_*.deb instead of one: make package" 2
+[ "$(id -u)" -eq 0 ] || fail 'a clean root can only be made by root' 2
+"$source/tools/install_dependencies.sh" --package
+scratch=$(mktemp -d)
+root=$scratch/root
+trap 'umount -q "$root/proc" 2>/dev/null || true; rm -rf "$scratch"' EXIT
 
-chroot "$root" quiver --version
-chroot "$root" quiver solve /usr/share/quiver/examples/relief_gas/case.yaml
-chroot "$root" quiver list models --json >/dev/null
-chroot "$root" sh -c 'DEBIAN_FRONTEND=noninteractive apt-get -qq -y purge quiver && ! command -v quiver' >/dev/null
-left=$(find "$root/usr" -iname '*quiver*' | head)
-[ -z "$left" ] || { printf 'left behind after removal:\n%s\n' "$left" >&2; exit 1; }
-echo 'check_package: installed, used and removed in a clean root'
+# step TEXT COMMAND...: silent unless it fails.
+step() {
+  local text=$1 began=$SECONDS
+  shift
+  "$@" >"$scratch/log" 2>&1 </dev/null || { tail -n 30 "$scratch/log" >&2; fail "$text: failed"; }
+  echo "check_package: $text ($((SECONDS - began)) s)"
+}
+inside() { chroot "$root" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive sh -euc "$1"; }
+get() { inside "apt-get -q -y -o Acquire::Retries=3 --no-install-recommends install $1"; }
+
+release=$(. /etc/os-release && echo "$VERSION_CODENAME")
+mirror=$(apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' "Codename: $release" | head -n 1)
+make_root() {
+  mmdebstrap --variant=apt --skip=cleanup/apt --dpkgopt=force-unsafe-io --aptopt='Acquire::Languages "none"' \
+    "$release" "$root" ${mirror:+"$mirror"}
+  # The network is that of this machine, so its settings are needed in there.
+  for file in /etc/resolv.conf /etc/apt/apt.conf.d/*proxy*; do
+    [ ! -f "$file" ] || cp -L "$file" "$root$file"
+  done
+  mount -t proc proc "$root/proc"
+}
+install_package() {
+  cp "${packages[0]}" "$root/quiver.deb"
+  get /quiver.deb
+}
+solve_examples() {
+  inside 'mkdir /tmp/found
+    cd /usr/share/quiver/examples
+    for case in */case.yaml; do
+      command=solve
+      ! grep -q "^simulate:" $case || command=simulate
+      quiver $command $case >/tmp/found/${case%/*}
+    done'
+  local found effort='s/, [0-9]* iteration.*//' same=0
+  for found in "$root"/tmp/found/*; do
+    # Values to 1e-6, all else to the letter.
+    paste -d '\n' <(sed "$effort" "$source/examples/${found##*/}/expected.txt") <(sed "$effort" "$found") | awk -v name="${found##*/}" '
+      NR % 2 {expected = $0; n = split($0, words); next}
+      {
+        same = n == NF
+        for (i = 1; i <= n && same; i++) {
+          off = words[i] - $i
+          same = words[i] "" == $i "" || off * off < 1e-12 * words[i] * words[i]
+        }
+        if (!same) {print name ":\n- " expected "\n+ " $0; wrong = 1; exit}
+      }
+      END {exit wrong}' || same=1
+  done
+  return "$same"
+}
+sweep_and_report() {
+  inside 'cd /tmp
+    example=/usr/share/quiver/examples/liquid_relief/case.yaml
+    quiver sweep $example --vary "psv.P_DROP=1..10 bar:50" --jobs 2 --output points.csv
+    [ "$(grep -c ",solved," points.csv)" -eq 50 ]
+    quiver report $example --output page.html
+    grep -q "</html>" page.html
+    quiver list models --json >models.json
+    ! quiver solve /nowhere/case.yaml'
+}
+build_model_library() {
+  get 'g++ cmake make pkg-config'
+  cp -r "$source/tests/install/consumer" "$root/tmp/consumer"
+  inside 'cd /tmp
+    cmake -S consumer -B built -D CMAKE_CXX_FLAGS="-Wall -Wextra -Werror"
+    cmake --build built
+    g++ -std=c++20 -shared -fPIC -fvisibility=hidden consumer/*.cc $(pkg-config --cflags --libs quiver) -o libtank_too.so
+    for library in built/libtank_models.so ./libtank_too.so; do
+      quiver --library $library solve TANK_OUTLET --fix LEVEL=2 --fix "DIAM=50 mm" | grep -E "FLOW +27\.005"
+    done'
+}
+remove_package() {
+  inside 'apt-get -q -y purge quiver; ! command -v quiver'
+  local left
+  left=$(find "$root/usr" "$root/etc" "$root/var/lib" -iname '*quiver*' | head)
+  [ -z "$left" ] || { printf 'left behind:\n%s\n' "$left"; return 1; }
+}
+look_with_lintian() {
+  get lintian
+  inside 'lintian --allow-root --fail-on error /quiver.deb'
+}
+
+step 'made a clean root' make_root
+step 'installed' install_package
+[ "$(inside 'quiver --version')" = "$("$build/bin/quiver" --version)" ] || fail 'the installed program is another version'
+step 'examples solved, as expected' solve_examples
+step 'swept and reported' sweep_and_report
+step 'model library of one'"'"'s own built by CMake and by pkg-config, and solved' build_model_library
+if [ "${QUIVER_LINTIAN:-0}" != 0 ]; then
+  step 'lintian finds no error' look_with_lintian
+  grep -E '^[EW]: ' "$scratch/log" || true
+fi
+step 'removed, nothing left' remove_package

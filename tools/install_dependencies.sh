@@ -4,7 +4,8 @@
 #
 #   tools/install_dependencies.sh            # installs (as root, or through sudo where it asks for no password)
 #   tools/install_dependencies.sh --windows  # what `make windows` and `make test-windows` need beside that
-#   tools/install_dependencies.sh --list     # prints the packages (after --windows: those)
+#   tools/install_dependencies.sh --package  # what `make check-package` needs
+#   tools/install_dependencies.sh --list     # prints the packages (after one of the others: those)
 #
 # For Debian 12 and its relatives. Elsewhere it only says what to install by hand.
 set -eu
@@ -36,6 +37,12 @@ nlohmann-json3-dev          nlohmann-json: JSON output
 wine64                      runs what was built
 xz-utils                    unpacks sources
 zip                         packs the result
+'
+fi
+if [ "${1:-}" = --package ]; then
+  shift
+  packages='
+mmdebstrap           makes a clean root
 '
 fi
 names=$(printf '%s' "$packages" | awk 'NF {print $1}')
