@@ -4,6 +4,7 @@
 #   make run        installs what is missing, builds, solves the example cases
 #   make test       installs what is missing, builds everything, runs the tests
 #   make sanitize   the same tests under the address and undefined-behaviour sanitizers
+#   make fuzz       SECONDS=10 of each fuzz target under libFuzzer; what it finds ends in build-fuzz/found
 #   make bench      the benchmarks: a table of goals and measurements, also in bench/results.md
 #   make windows    the same program for 64-bit Windows, as one zip: build-windows/quiver-<version>-windows-x64.zip
 #   make test-windows  the tests of that build, under wine
@@ -16,10 +17,11 @@
 #   make reproducible  builds twice in different folders and compares the bytes
 #   make clean
 .DEFAULT_GOAL := run
-.PHONY: run test sanitize bench windows test-windows install docs format check-format lint interface package check-package \
-  reproducible clean dependencies dependencies-windows products
+.PHONY: run test sanitize fuzz bench windows test-windows install docs format check-format lint interface package check-package \
+  reproducible clean dependencies dependencies-windows dependencies-fuzz products
 
 PREFIX ?= /usr/local
+SECONDS ?= 10
 JOBS ?= $(shell nproc)
 CCACHE := $(if $(shell command -v ccache),-D CMAKE_CXX_COMPILER_LAUNCHER=ccache)
 CONFIGURE = cmake $(CCACHE) --log-level=WARNING --preset
@@ -44,6 +46,11 @@ sanitize: dependencies
 	@$(CONFIGURE) sanitize -D CMAKE_CXX_FLAGS=-Wno-maybe-uninitialized >/dev/null
 	@cmake --build --preset sanitize --parallel $(JOBS)
 	@ASAN_OPTIONS=intercept_tls_get_addr=0 ctest --preset sanitize --parallel $(JOBS)
+
+fuzz: dependencies-fuzz
+	@$(CONFIGURE) fuzz >/dev/null
+	@cmake --build --preset fuzz --parallel $(JOBS) --target fuzz_targets
+	@tools/fuzz.sh build-fuzz $(SECONDS) $(TARGETS)
 
 bench: dependencies
 	@$(CONFIGURE) release -D QUIVER_BUILD_BENCH=ON >/dev/null
@@ -99,6 +106,9 @@ clean:
 
 dependencies:
 	@tools/install_dependencies.sh
+
+dependencies-fuzz: dependencies
+	@tools/install_dependencies.sh --fuzz
 
 dependencies-windows: dependencies
 	@tools/install_dependencies.sh --windows

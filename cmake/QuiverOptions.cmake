@@ -30,7 +30,7 @@ target_compile_options(quiver_settings INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>)
 if(QUIVER_SANITIZE)
   # g++ 12 sees uninitialised memory in the standard library's own code once sanitizers are on.
-  target_compile_options(quiver_settings INTERFACE -Wno-error=maybe-uninitialized)
+  target_compile_options(quiver_settings INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-error=maybe-uninitialized>)
   # The vptr check does not see through the border between host and model library.
   target_compile_options(quiver_settings INTERFACE -fsanitize=${QUIVER_SANITIZE} -fno-sanitize=vptr
                          -fno-sanitize-recover=all -fno-omit-frame-pointer)

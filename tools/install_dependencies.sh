@@ -5,6 +5,7 @@
 #   tools/install_dependencies.sh            # installs (as root, or through sudo where it asks for no password)
 #   tools/install_dependencies.sh --windows  # what `make windows` and `make test-windows` need beside that
 #   tools/install_dependencies.sh --package  # what `make check-package` needs
+#   tools/install_dependencies.sh --fuzz     # what `make fuzz` needs beside that
 #   tools/install_dependencies.sh --list     # prints the packages (after one of the others: those)
 #
 # For Debian 12 and its relatives. Elsewhere it only says what to install by hand.
@@ -43,6 +44,13 @@ if [ "${1:-}" = --package ]; then
   shift
   packages='
 mmdebstrap           makes a clean root
+'
+fi
+if [ "${1:-}" = --fuzz ]; then
+  shift
+  packages='
+clang-14             the compiler that knows libFuzzer
+libclang-rt-14-dev   libFuzzer and the sanitizers
 '
 fi
 names=$(printf '%s' "$packages" | awk 'NF {print $1}')

@@ -69,7 +69,8 @@ bool Shape::IsLinear() const {
 int ShapeStore::Intern(std::span<const Token> stream, std::vector<int>& gather) {
   assert(!stream.empty());
   const std::size_t first = gather.size();
-  const std::span<const ShapeWord> words(scratch_.data(), WriteWords(stream, gather));
+  const std::size_t length = WriteWords(stream, gather);  // may move scratch_
+  const std::span<const ShapeWord> words(scratch_.data(), length);
   const std::uint64_t hash = HashOf(words);
   if (const int known = shape_of_.Find(words, hash); known >= 0) return known;
   return Add(words, hash, static_cast<int>(gather.size() - first));

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "runtime/modeller/property_routines.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 #include <map>
@@ -37,10 +39,11 @@ constexpr double kPascalSecondPerCentipoise = 1e-3;
 // A call's arguments in the units of the models: T in C, P in bar.
 class Arguments {
  public:
-  Arguments(double* values, const long long* input_sizes, const long long* input_offsets,
-            const long long* output_offsets)
+  Arguments(double* values, const long long* input_sizes, const long long* output_sizes,
+            const long long* input_offsets, const long long* output_offsets)
       : values_(values),
         input_sizes_(input_sizes),
+        output_sizes_(output_sizes),
         input_offsets_(input_offsets),
         output_offsets_(output_offsets) {}
 
@@ -51,13 +54,21 @@ class Arguments {
   std::span<const double> Array(int argument, int order) const {
     return {values_ + input_offsets_[argument], static_cast<size_t>(input_sizes_[order])};
   }
-  double& Output(int output, long long element = 0) const {
-    return values_[output_offsets_[output] + element];
+  double& Output(int output) const { return values_[output_offsets_[output]]; }
+  // `order` as of Array. Throws PropertyError where the array has not one element for each of the results.
+  void SetOutputs(int output, int order, std::span<const double> results) const {
+    if (output_sizes_[order] != static_cast<long long>(results.size()))
+      throw PropertyError(
+          fmt::format("output {} has {} elements, and there are {} components. Size its array by the "
+                      "component list.",
+                      output + 1, output_sizes_[order], results.size()));
+    std::copy(results.begin(), results.end(), &Output(output));
   }
 
  private:
   double* values_;
   const long long* input_sizes_;
+  const long long* output_sizes_;
   const long long* input_offsets_;
   const long long* output_offsets_;
 };
@@ -65,14 +76,14 @@ class Arguments {
 using Body = void (*)(const PropertyPackage& package, const Arguments& call);
 
 template <Body body>
-void Routine(double* values, long long* input_sizes, double*, long long*, long long* input_offsets,
-             long long* output_offsets, long long* failure, long long*, double*, long long*, double*,
-             long long*, long long*, long long*) {
+void Routine(double* values, long long* input_sizes, double*, long long* output_sizes,
+             long long* input_offsets, long long* output_offsets, long long* failure, long long*, double*,
+             long long*, double*, long long*, long long*, long long*) {
   *failure = kFailed;
   try {
     QV_COMPONENTLISTNAME* list = CurrentComponentList();
     if (!list) throw PropertyError("the routine was called without a component list.");
-    body(*PackageOf(*list), Arguments(values, input_sizes, input_offsets, output_offsets));
+    body(*PackageOf(*list), Arguments(values, input_sizes, output_sizes, input_offsets, output_offsets));
     *failure = 0;
   } catch (const std::exception& error) {
     SetRoutineReason(error.what());
@@ -112,19 +123,19 @@ void SurfaceTension(const PropertyPackage& package, const Arguments& call) {
 void ActivityCoefficients(const PropertyPackage& package, const Arguments& call) {
   std::vector<double> gamma(package.size());
   package.ActivityCoefficients(call.Kelvin(0), call.Pascal(1), call.Array(2, 0), gamma);
-  std::copy(gamma.begin(), gamma.end(), &call.Output(0));
+  call.SetOutputs(0, 0, gamma);
 }
 void VapourPressures(const PropertyPackage& package, const Arguments& call) {
   std::vector<double> pressures(package.size());
   package.VapourPressures(call.Kelvin(0), pressures);
-  for (size_t i = 0; i < pressures.size(); ++i)
-    call.Output(0, static_cast<long long>(i)) = pressures[i] / kPascalPerBar;
+  for (double& pressure : pressures) pressure /= kPascalPerBar;
+  call.SetOutputs(0, 0, pressures);
 }
 void MolarMass(const PropertyPackage& package, const Arguments& call) {
   call.Output(0) = package.MolarMass(call.Array(0, 0));
 }
 void MolarMasses(const PropertyPackage& package, const Arguments& call) {
-  std::copy(package.molar_masses().begin(), package.molar_masses().end(), &call.Output(0));
+  call.SetOutputs(0, 0, package.molar_masses());
 }
 
 // T, vapour fraction, z, estimate of P -> P, fraction of the first liquid in the liquids, y, x1, x2, molar enthalpies.
@@ -148,7 +159,7 @@ void FlashThreePhases(const PropertyPackage& package, const Arguments& call) {
   for (int k = 0; k < 3; ++k) {
     // A phase that is absent shows the composition of the feed.
     const std::span<const double> composition = phases[k] ? std::span<const double>(phases[k]->x) : z;
-    std::copy(composition.begin(), composition.end(), &call.Output(2 + k));
+    call.SetOutputs(2 + k, k, composition);
     const PhaseProperties properties = phases[k]
                                            ? package.Phase(*phases[k], flash.temperature, flash.pressure)
                                            : package.Phase(k == 0 ? PhaseKind::kVapour : PhaseKind::kLiquid,
