@@ -12,13 +12,14 @@
 #   make docs       writes docs/models anew
 #   make format     formats the sources; make check-format only looks
 #   make lint       clang-tidy over the sources, or over FILES="cli/list.cc ..."
+#   make mutation   puts small faults into the models and counts how many the tests see: SAMPLE=200 SEED=1 FILES="models/..."
 #   make interface  records the binary interface between host and model library, after VERSION was raised
 #   make package    a .deb in build/;  make check-package installs and uses it in a clean root (as root)
 #   make reproducible  builds twice in different folders and compares the bytes
 #   make clean
 .DEFAULT_GOAL := run
-.PHONY: run test sanitize fuzz bench windows test-windows install docs format check-format lint interface package check-package \
-  reproducible clean dependencies dependencies-windows dependencies-fuzz products
+.PHONY: run test sanitize fuzz bench windows test-windows install docs format check-format lint mutation interface package \
+  check-package reproducible clean dependencies dependencies-windows dependencies-fuzz products
 
 PREFIX ?= /usr/local
 SECONDS ?= 10
@@ -84,6 +85,9 @@ check-format:
 lint: dependencies
 	@$(CONFIGURE) release >/dev/null
 	@tools/lint.sh build $(FILES)
+
+mutation: dependencies
+	@tools/mutation_check --jobs $(JOBS) --sample $(or $(SAMPLE),200) --seed $(or $(SEED),1) $(FILES)
 
 interface: products
 	@if tools/interface.sh build --check >/dev/null 2>&1; then echo 'The interface is the recorded one.'; \
