@@ -1,7 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
 # The binary interface between host and model library as text: of every class of the contract its size, members with offsets and
-# virtual functions in order; then what the host exports. What the model library exports is in tests/host/exports.txt.
+# types, and virtual functions in order; the values of its enumerations; then what the host exports. What the model library exports is in tests/host/exports.txt.
 #
 #   tools/interface.sh build            # prints it
 #   tools/interface.sh build --check    # compares with host/interface.txt, which `make interface` renews
@@ -28,30 +28,7 @@ symbols() {  # FILE PATTERN
 }
 {
   printf 'version %s contract %s\n\n' "$version" "$contract"
-  readelf --debug-dump=info --wide "$scratch/contract.o" | perl -e '
-    # Only what stands in a class of the contract: class, then its members, one level deeper.
-    my (%size, %members, $class, $depth, $tag, %entry);
-    sub finish {
-      return unless $tag;
-      my $name = $entry{name} // "";
-      if ($tag =~ /class_type|structure_type/) {
-        ($class, $depth) = ($name, $entry{depth});
-        $size{$class} = $entry{size} if $name =~ /^QV/ && defined $entry{size};
-      } elsif ($tag eq "DW_TAG_member" && defined $class && $entry{depth} == $depth + 1 && $class =~ /^QV/) {
-        push @{$members{$class}}, sprintf("  %-4s %s", $entry{offset} // "static", $name);
-      }
-    }
-    while (<>) {
-      if (/^\s*<(\d+)><[0-9a-f]+>: Abbrev Number: \d+ \((\w+)\)/) { finish(); $tag = $2; %entry = (depth => $1); }
-      elsif (/DW_AT_name\s*:\s*(?:.*:\s)?(\S.*?)\s*$/) { $entry{name} //= $1; }
-      elsif (/DW_AT_byte_size\s*:\s*(?:\(\w+\) )?(\d+)/) { $entry{size} = $1; }
-      elsif (/DW_AT_data_member_location:?\s*(?:\(\w+\) )?(\d+)/) { $entry{offset} = $1; }
-    }
-    finish();
-    for my $name (sort keys %size) {
-      print "class $name size $size{$name}\n";
-      print "$_\n" for @{$members{$name} // []};
-    }'
+  readelf --debug-dump=info --wide "$scratch/contract.o" | perl "$root/tools/interface_classes.pl"
   printf '\n'
   # Functions by their names alone; a class with the same ones as an earlier class names it.
   awk 'function finish() {
