@@ -27,7 +27,15 @@ struct PathSheet {
   std::map<std::string, double> given;
   Flowsheet sheet{UseLibraries()};
   Instance* path = nullptr;
+  std::map<std::string, std::vector<double>> start = {};  // values along the path before it was solved
 
+  std::vector<double> Along(const std::string& name) const {
+    auto& array = dynamic_cast<QV_ArrayBase&>(*Property(name));
+    std::vector<double> values;
+    for (long long i = 0; i < array.Count(); ++i)
+      values.push_back(dynamic_cast<QV_VarParam&>(array.At(i)).RealValue());
+    return values;
+  }
   QV_Type* Property(const std::string& name) const { return path->Object(path->type().Find(name)); }
   QV_VarParam& Named(const std::string& name) const { return dynamic_cast<QV_VarParam&>(*Property(name)); }
   double operator[](const std::string& name) const { return Named(name).RealValue(); }
@@ -78,6 +86,7 @@ struct PathSheet {
       Fix(&out->P, {p_out});
       Fix(&out->Z, gas.z);
     });
+    for (const char* name : {"PRES", "TEMP", "RHO", "H", "ZC", "N", "NR", "HEAD"}) start[name] = Along(name);
     std::vector<Tie> ties;
     if (out)
       ties = {{&Named("T_OUT"), &out->T, "T"},
@@ -162,6 +171,42 @@ TEST(Path, ideal_gas_in_closed_form) {
           EXPECT_NEAR(path["PRATIOLASTSTEP"], std::pow(ratio, 1 - 0.9 * (intervals - 1) / intervals), 1e-9);
         }
       }
+}
+
+// Of an ideal gas the start is the solution, but for what is a line in the logarithm of the pressure instead of a power of it, and
+// heads that have the density of an interval's beginning. An end that nobody knows is reckoned from an n of 1/0.7.
+TEST(Path, starts_on_the_path_of_an_ideal_gas) {
+  const Gas argon{{"argon"}, {1.0}};
+  const double t1 = 300, ratio = 3;
+  for (const std::string step : {"Equal DelP", "Equal PRatio"})
+    for (const double exponent : {0.3, 0.5}) {  // (n-1)/n
+      const bool told = exponent != 0.3;
+      PathSheet path{{{"INTEGRATIONSTEP", step}, {"VALIDPHASES", "Vapor-Only"}},
+                     {{"NINTERVALS", 8}, {"PRATIOSTEP", std::pow(ratio, 0.9 / 8)}}};
+      if (!told) path.given["PEFF"] = 0.8;
+      path.Solve(argon, 0.01, t1 - 273.15, 0.01 * ratio,
+                 told ? std::optional(t1 * std::pow(ratio, exponent) - 273.15) : std::nullopt);
+      const std::vector<double> pressures = path.Along("PRES");
+      const double rho1 = path.start["RHO"][0], h1 = path.start["H"][0];
+      for (size_t i = 0; i < pressures.size(); ++i) {
+        SCOPED_TRACE(fmt::format("{} {} point {}", step, exponent, i));
+        const double up = pressures[i] / pressures[0], share = std::log(up) / std::log(ratio);
+        const double t2 = t1 * std::pow(ratio, exponent);
+        EXPECT_NEAR(path.start["PRES"][i] / pressures[i], 1, 1e-9);
+        EXPECT_NEAR(path.start["RHO"][i] / (rho1 * std::pow(up, 1 - exponent)), 1, 1e-4);
+        EXPECT_NEAR(path.start["TEMP"][i], t1 + share * (t2 - t1) - 273.15, 1e-3);
+        EXPECT_NEAR(path.start["ZC"][i], 1, 2e-4);
+        // 5/2 R by the properties of argon; 7/2 R nobody knows better than.
+        EXPECT_NEAR((path.start["H"][i] - h1) * 1e6, (told ? 2.5 : 3.5) * 8.31446 * share * (t2 - t1),
+                    told ? 5 : 1e-2);
+        if (i + 1 == pressures.size()) break;
+        EXPECT_NEAR(path.start["N"][i], 1 / (1 - exponent), 2e-4);
+        EXPECT_NEAR(path.start["NR"][i], exponent, 2e-4);
+        EXPECT_NEAR(
+            path.start["HEAD"][i] / (100 * (pressures[i + 1] - pressures[i]) / path.start["RHO"][i] / 39.948),
+            1, 1e-4);
+      }
+    }
 }
 
 // Carbon dioxide towards its dense region, where one exponent for the whole path would not do.
