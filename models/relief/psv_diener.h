@@ -154,15 +154,24 @@ struct QV_EXPORT QV_PSV_DIENER : QV_GENERICMODEL {
     // Psi^2 of G^2 = 2 Psi^2 p_0/v_0 in the vena contracta. 1e-4: the lowest throat pressure ratio.
     eq("simp_int_call", outputs(PSI_SQ_HOM, PSI_SQ_HOM_CRIT, ETA_HOM_CRIT) ==
                             PSIMPSON_INTEGRATION(ETA_A, 1.0, SIM_ALPHA, SIM_BETA, INTEGRATION_POINTS, SIGMA_STAR2, 1e-4));
-    eq("diener_int_call", outputs(PSI_SQ, PSI_SQ_CRIT, ETA_CRIT) ==
-                              PDIENER_INTEGRATION(ETA_A, E0, SIM_ALPHA, SIM_BETA, V_RATIO, A_HNE, K, SIGMA_STAR2, FL,
-                                                  INTEGRATION_POINTS, 1e-4));
+    const auto delayed = [&](const auto& delay) {
+      eq("diener_int_call", outputs(PSI_SQ, PSI_SQ_CRIT, ETA_CRIT) ==
+                                PDIENER_INTEGRATION(ETA_A, E0, SIM_ALPHA, SIM_BETA, V_RATIO, delay, K, SIGMA_STAR2, FL,
+                                                    INTEGRATION_POINTS, 1e-4));
+    };
+    if (vapor_only)
+      delayed(0.0);  // nothing boils, so nothing boils late
+    else
+      delayed(A_HNE);
     const auto liquid_volume = E0 / V_RATIO + (1 - E0);  // of v_0
     const auto equilibrium = [&](const auto& eta) { return 1 + SIM_ALPHA * (pow(eta, -SIM_BETA) - 1); };
     const auto quality = [&](const auto& eta) {
       return (equilibrium(eta) - liquid_volume) / (liquid_volume * (V_RATIO / eta - 1));
     };
-    eq("NonEquilibrium", N_HNE == pow(min(1.0, max(1e-12, quality(ETA_HOM_CRIT))), A_HNE));
+    if (vapor_only)
+      eq("NonEquilibrium", N_HNE == 1);
+    else
+      eq("NonEquilibrium", N_HNE == pow(min(1.0, max(1e-12, quality(ETA_HOM_CRIT))), A_HNE));
 
     const auto throat = [&](const auto& outlet) { return max(0.0001, 1 - (1 - outlet) / sqr(FL)); };
     eq("CriticalPressure", P_CRIT == P * ETA_CRIT);
@@ -180,8 +189,13 @@ struct QV_EXPORT QV_PSV_DIENER : QV_GENERICMODEL {
     else
       eq("VenaContractaMolarVolume", V_VC == V_0 * flowing(eta_vc) * (VF * MWV + LF * MWL));
     eq("OutletVolume", V_OUT == V_0 * equilibrium(eta_out));
-    eq("ThroatQuality", X0A == min(1.0, max(0.0, quality(eta_vc))));
-    eq("OutletQuality", X0O == min(1.0, max(0.0, quality(eta_out))));
+    if (vapor_only) {
+      eq("ThroatQuality", X0A == 1);
+      eq("OutletQuality", X0O == 1);
+    } else {
+      eq("ThroatQuality", X0A == min(1.0, max(0.0, quality(eta_vc))));
+      eq("OutletQuality", X0O == min(1.0, max(0.0, quality(eta_out))));
+    }
     eq("ThroatVolumeFraction", ETA_VC == 1 - (1 - X0A) * liquid_volume * V_0 / VHOM_VC);
     eq("OutletVolumeFraction", ETA_OUT == 1 - (1 - X0O) * liquid_volume * V_0 / V_OUT);
 
