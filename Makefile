@@ -15,7 +15,7 @@
 #   make mutation   puts small faults into the models and counts how many the tests see: SAMPLE=200 SEED=1 FILES="models/..."
 #   make interface  records the binary interface between host and model library, after VERSION was raised
 #   make package    a .deb in build/;  make check-package installs and uses it in a clean root (as root)
-#   make reproducible  builds twice in different folders and compares the bytes
+#   make reproducible  builds once more, elsewhere, and compares the bytes
 #   make clean
 .DEFAULT_GOAL := run
 .PHONY: run test sanitize fuzz bench windows test-windows install docs format check-format lint mutation interface package \
@@ -96,14 +96,15 @@ interface: products
 	  else cp build/interface.txt host/interface.txt; fi; fi
 
 package: products
+	@tools/install_dependencies.sh --package
 	@rm -f build/*.deb
 	@cd build && SOURCE_DATE_EPOCH=$${SOURCE_DATE_EPOCH:-$$(git log -1 --format=%ct 2>/dev/null || echo 0)} cpack --config CPackConfig.cmake
 
 check-package: package
 	@tools/check_package.sh build
 
-reproducible: dependencies
-	@tools/check_reproducible.sh
+reproducible: package
+	@JOBS=$(JOBS) tools/check_reproducible.sh build
 
 clean:
 	rm -rf build build-*

@@ -67,8 +67,11 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION science)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/lib)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/debian/triggers)
 set(CPACK_DEBIAN_UNSPECIFIED_PACKAGE_NAME quiver)
-set(CPACK_COMPONENT_UNSPECIFIED_DESCRIPTION "The command quiver, its model libraries, and what models of one's own are written with.")
+set(CPACK_COMPONENT_UNSPECIFIED_DESCRIPTION "The command quiver, its model libraries,
+and what models of one's own are written with.")
 # To write models of one's own; solving needs none of it.
 set(CPACK_DEBIAN_UNSPECIFIED_PACKAGE_SUGGESTS "g++, cmake")
 if(TARGET quiver_mpi)

@@ -5,8 +5,7 @@
 #
 #   tools/check_package.sh build          # as root; build holds exactly one quiver_*.deb (make package)
 #
-# The clean root comes from the package mirror of this machine, through mmdebstrap, which is installed where it is missing. With
-# QUIVER_LINTIAN=1 lintian looks at the package, too.
+# mmdebstrap makes the clean root from the package mirror of this machine. With QUIVER_LINTIAN=1 lintian looks at the package, too.
 set -euo pipefail
 build=$1
 source=$(cd "$(dirname "$0")/.." && pwd)
@@ -15,7 +14,7 @@ fail() { echo "check_package: $1" >&2; exit "${2:-1}"; }
 packages=("$build"/quiver_*.deb)
 [ ${#packages[@]} -eq 1 ] && [ -f "${packages[0]}" ] || fail "$build holds ${#packages[@]} packages quiver_*.deb instead of one: make package" 2
 [ "$(id -u)" -eq 0 ] || fail 'a clean root can only be made by root' 2
-"$source/tools/install_dependencies.sh" --package
+command -v mmdebstrap >/dev/null || fail 'mmdebstrap is missing: tools/install_dependencies.sh --package' 2
 scratch=$(mktemp -d)
 root=$scratch/root
 trap 'umount -q "$root/proc" 2>/dev/null || true; rm -rf "$scratch"' EXIT

@@ -50,7 +50,7 @@ unpack() {
   archive=$(ls "$apt"/"$package"_*.orig.tar.*)
   tar -xf "$archive" -C "$sources/$package" --strip-components=1 --wildcards "${wanted[@]}" >>"$log" 2>&1
 }
-packages='fmtlib yaml-cpp suitesparse'
+packages='fmtlib yaml-cpp suitesparse sundials'
 for package in $packages; do
   ls "$apt/$package"_*.orig.tar.* >/dev/null 2>&1 && continue
   [ -n "$(ls "$apt"/lists/*Sources* 2>/dev/null)" ] || APT_CONFIG=$apt/apt.conf apt-get -q update </dev/null >>"$log" 2>&1
@@ -59,6 +59,7 @@ done
 unpack fmtlib
 unpack yaml-cpp
 unpack suitesparse KLU/ BTF/ AMD/ COLAMD/ SuiteSparse_config/
+unpack sundials CMakeLists.txt LICENSE src/ include/
 
 rm -rf "$build/libraries" "$build/libraries-build"
 cmake -S cmake/windows -B "$build/libraries-build" -G Ninja --toolchain "$PWD/cmake/toolchains/windows.cmake" --log-level=WARNING \

@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: Apache-2.0
 # Packs the Windows build as one zip that is unpacked anywhere and run from there (make windows calls it):
 #
-#   tools/windows_package.sh         # build-windows/quiver-0.1.0-windows-x64.zip
+#   tools/windows_package.sh         # build-windows/quiver-<version>-windows-x64.zip
 #
 # First it looks at what the programs and libraries import: nothing but each other and the libraries of Windows named below. The same
 # sources give the same bytes: files are sorted and carry the date of the last commit.
@@ -34,6 +34,7 @@ for package in libfmt-dev libyaml-cpp-dev libsuitesparse-dev libcli11-dev nlohma
   gcc-mingw-w64-base mingw-w64-common; do
   [ ! -r "/usr/share/doc/$package/copyright" ] || cp "/usr/share/doc/$package/copyright" "$stage/share/licenses/$package"
 done
+cp build-windows/sources/sundials/LICENSE "$stage/share/licenses/libsundials-dev"
 
 date=${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct 2>/dev/null || echo 0)}
 find "$stage" -exec touch -d "@$date" {} +
