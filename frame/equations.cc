@@ -1,7 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "frame/equations.h"
 
+#include <memory>
+
 namespace quiver::frame {
+
+void ModelState::Own(QV_ProcedureType* procedure) {
+  std::unique_ptr<QV_ProcedureType> owned(procedure);  // until it has its place
+  procedures_.push_back(procedure);
+  owned.release();
+}
 
 void ModelState::ReleaseProcedures() {
   for (QV_ProcedureType* procedure : procedures_) delete procedure;

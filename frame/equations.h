@@ -36,7 +36,7 @@ class ModelState {
   int reset_on_set_up = 0;
   long long pattern_count = 0;  // pattern entries of the last emission
 
-  void Own(QV_ProcedureType* procedure) { procedures_.push_back(procedure); }
+  void Own(QV_ProcedureType* procedure);
   void ReleaseProcedures();
 
  private:

@@ -12,7 +12,7 @@ template <class Model>
 QV_Containable* Create() noexcept {
   try {
     QV_Containable* instance = new Model(true, nullptr);
-    instance->AddRef();
+    if (instance) instance->AddRef();
     return instance;
   } catch (...) {
     return nullptr;

@@ -26,7 +26,8 @@ class Arena {
     }
     if (block_ == blocks_.size()) {
       const size_t size = bytes > kBlock ? bytes : kBlock;
-      blocks_.push_back({static_cast<std::byte*>(MyAllocate(size)), size});
+      blocks_.reserve(blocks_.size() + 1);  // so that what is taken has its place
+      blocks_.push_back({static_cast<std::byte*>(TakeFromHost(size)), size});
     }
     void* place = blocks_[block_].bytes + used_;
     used_ += bytes;

@@ -17,6 +17,7 @@
 #include "frame/export.h"
 #include "frame/properties.h"
 #include "host/modeller/variable_types.h"
+#include "host/status.h"
 #include "host/system.h"
 
 // A model's text is written in the global namespace, where the contract's classes are.
@@ -27,18 +28,34 @@ using quiver::frame::Equate;
 
 namespace quiver::frame {
 
-template <class Model>
-void RunAssignments(Model& model, int a, int b) {
-  if constexpr (requires(Assigner & set) { model.Assignments(set); }) {
-    Assigner set(a, b);
-    model.Assignments(set);
+// What an operation answers that takes memory as it reads the model's text: its status, or that there was none left. Other
+// exceptions, the host's, pass.
+template <class Operation>
+int WithMemory(Operation operation) {
+  try {
+    return operation();
+  } catch (const std::bad_alloc&) {
+    return kQvOutOfMemory;
   }
+}
+
+template <class Model>
+int RunAssignments(Model& model, int a, int b, int base) {
+  if constexpr (requires(Assigner & set) { model.Assignments(set); }) {
+    return WithMemory([&] {
+      Assigner set(a, b);
+      model.Assignments(set);
+      return base;
+    });
+  }
+  return base;
 }
 
 template <class Model>
 int SetUpModel(Model& model, ModelState& state, int base) {
   if (base < 0) return base;
-  if constexpr (requires(Equate & eq) { model.Equations(eq); }) return SetUp(model, state, base);
+  if constexpr (requires(Equate & eq) { model.Equations(eq); })
+    return WithMemory([&] { return SetUp(model, state, base); });
   state.first_group = QV_ModelType::m_stLastGroup;
   state.reset_on_set_up = 0;
   state.own_equations = 0;
@@ -51,7 +68,7 @@ int EmitModel(Model& model, QV_ModelExtensions& extensions, ModelState& state, i
   state.pattern_count = 0;
   if (base < 0) return base;
   if constexpr (requires(Equate & eq) { model.Equations(eq); })
-    return Emit(model, extensions, state, base, pattern, pattern_end);
+    return WithMemory([&] { return Emit(model, extensions, state, base, pattern, pattern_end); });
   return base;
 }
 
@@ -78,8 +95,7 @@ int EmitModel(Model& model, QV_ModelExtensions& extensions, ModelState& state, i
   int ExecuteAssignments(int a, int b) override { return ExecuteAssignments0(a, b, 0); }               \
   int ExecuteAssignments0(int a, int b, int c) {                                                       \
     c = BASE::ExecuteAssignments(a - 1, b);                                                            \
-    quiver::frame::RunAssignments(*this, a, b);                                                        \
-    return c;                                                                                          \
+    return quiver::frame::RunAssignments(*this, a, b, c);                                              \
   }                                                                                                    \
   int SetUpEquations() override {                                                                      \
     return quiver::frame::SetUpModel(*this, frame_state_, BASE::SetUpEquations());                     \

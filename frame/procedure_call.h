@@ -7,6 +7,8 @@
 // and, where it takes a component list, (bool, int, QV_COMPONENTLISTNAME*), and the operations of the procedure template.
 #pragma once
 
+#include <memory>
+#include <new>
 #include <tuple>
 
 #include "frame/expression.h"
@@ -150,11 +152,12 @@ struct WrapperCalls {
   static QV_ProcedureType* Emit(const ProcedureText& text, QV_ModelType& model, int group,
                                 long long*& pattern, long long*& pattern_end, int& counter,
                                 const char* name) {
-    Wrapper* procedure;
+    std::unique_ptr<Wrapper> procedure;
     if constexpr (Wrapper::kSignature.component_list)
-      procedure = new Wrapper(true, 0, text.components);
+      procedure.reset(new Wrapper(true, 0, text.components));
     else
-      procedure = new Wrapper(true, 0);
+      procedure.reset(new Wrapper(true, 0));
+    if (!procedure) throw std::bad_alloc();
     HandOver(text, *procedure);  // sizes
     HandOver(text, *procedure);  // stores
     if (auto* extended = dynamic_cast<QV_ModelTypeEx*>(&model))
@@ -163,7 +166,7 @@ struct WrapperCalls {
     else if (auto* structure = dynamic_cast<QV_StructureTypeEx*>(&model))
       procedure->CreateEquationsAndSetGroup(group, true, pattern, pattern_end, counter, structure, name,
                                             false);
-    return procedure;
+    return procedure.release();
   }
 };
 

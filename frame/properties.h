@@ -14,11 +14,10 @@
 #pragma once
 
 #include <array>
-#include <string>
+#include <cstdio>
 #include <utility>
 
 #include "frame/assignments.h"
-#include "frame/host_allocator.h"
 #include "host/arrays.h"
 #include "host/container.h"
 #include "host/references.h"
@@ -56,13 +55,11 @@ class Row {
 // The names NAME1 to NAMEn of a row, once per property line.
 template <int n>
 struct RowNames {
+  static constexpr size_t kLongest = 48;  // with the number and the closing zero
   explicit RowNames(const char* name) {
-    for (int i = 0; i < n; ++i) {
-      names[static_cast<size_t>(i)] = name;
-      names[static_cast<size_t>(i)] += std::to_string(i + 1).c_str();
-    }
+    for (int i = 0; i < n; ++i) std::snprintf(names[i], kLongest, "%s%d", name, i + 1);
   }
-  std::array<HostString, n> names;
+  char names[n][kLongest];
 };
 
 // The letter of an index set.
@@ -142,7 +139,7 @@ class PropertyReader {
   template <class T, int n, class... Sets>
   void RowOf(Row<T, n>& row, const RowNames<n>& names, const char* description, Sets&... sets) const {
     for (int i = 0; i < n; ++i) {
-      const char* name = names.names[static_cast<size_t>(i)].c_str();
+      const char* name = names.names[i];
       if constexpr (sizeof...(Sets) > 0)
         IndexedArray(row[i], name, description, sets...);
       else
@@ -191,11 +188,12 @@ void ReadPropertyLines(Model& model, const PropertyReader& reader) {
 #define SET(TYPE, NAME, ...) QV_LOCAL_PROPERTY(TYPE, NAME, QV_ONE, __VA_ARGS__)
 #define SUBMODEL(TYPE, NAME, ...) QV_LOCAL_PROPERTY(TYPE, NAME, QV_OWN, __VA_ARGS__)
 #define PORT(TYPE, NAME, ...) QV_LOCAL_PROPERTY(TYPE, NAME, QV_OWN, __VA_ARGS__)
-#define ROW(TYPE, COUNT, NAME, ...)                                     \
-  quiver::frame::Row<TYPE, COUNT> NAME;                                 \
-  void PropertyLine(QV_LINE) {                                          \
-    static const quiver::frame::RowNames<COUNT> names(#NAME);           \
-    reader.RowOf(NAME, names, quiver::frame::Description(__VA_ARGS__)); \
+#define ROW(TYPE, COUNT, NAME, ...)                                          \
+  quiver::frame::Row<TYPE, COUNT> NAME;                                      \
+  void PropertyLine(QV_LINE) {                                               \
+    static_assert(sizeof #NAME + 10 < quiver::frame::RowNames<1>::kLongest); \
+    static const quiver::frame::RowNames<COUNT> names(#NAME);                \
+    reader.RowOf(NAME, names, quiver::frame::Description(__VA_ARGS__));      \
   }
 #define OVER(...) __VA_ARGS__
 #define ARRAY(TYPE, NAME, SETS, ...)                                                 \
@@ -206,6 +204,7 @@ void ReadPropertyLines(Model& model, const PropertyReader& reader) {
 #define ARRAY_ROW(TYPE, COUNT, NAME, SETS, ...)                                   \
   quiver::frame::Row<decltype(quiver::frame::ShapeOver<TYPE>(SETS)), COUNT> NAME; \
   void PropertyLine(QV_LINE) {                                                    \
+    static_assert(sizeof #NAME + 10 < quiver::frame::RowNames<1>::kLongest);      \
     static const quiver::frame::RowNames<COUNT> names(#NAME);                     \
     reader.RowOf(NAME, names, quiver::frame::Description(__VA_ARGS__), SETS);     \
   }

@@ -98,6 +98,11 @@ class ProcedureArguments : public Base, public QV_DynamicProcExtensions {
     pass_.measured_outputs = this->OutputElements;
     this->CreateDerivatives();
     this->FinalizeConstruction(pass_.output_start, pass_.position);
+    if (!this->Elements &&
+        this->InputElements + this->OutputElements > 0) {  // the host had no memory for them
+      pass_.measured_inputs = pass_.measured_outputs = 0;
+      pass_.measured_wrongly = true;
+    }
     pass_.sizing = false;
   }
 

@@ -6,8 +6,10 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <new>
 
 #include "host/extensions.h"
+#include "host/status.h"
 #include "procedures/procedure_packing.h"
 
 namespace quiver {
@@ -67,7 +69,9 @@ class ProcedureBody : public ProcedurePacking<Base> {
     int result = CallFn(kQvCallValuesAndDerivatives, true);
     if (result < 0 || this->ReturnsDerivatives()) return result;
 
-    if (!base_outputs_) base_outputs_.reset(new double[static_cast<size_t>(this->OutputElements + 1)]);
+    if (!base_outputs_)
+      base_outputs_.reset(new (std::nothrow) double[static_cast<size_t>(this->OutputElements + 1)]);
+    if (!base_outputs_) return kQvOutOfMemory;
     this->CopyOutputs(base_outputs_.get());
     long long element = 0;
     double* column = first_row + 1;
@@ -151,8 +155,12 @@ class ProcedureBody : public ProcedurePacking<Base> {
                                             this->Status, this->SecondDerivatives, &this->DerivativeDimension,
                                             this->Derivatives, &outputs, &inputs, &type);
     } else if (void* const address16 = this->GetProcedure13Address()) {
-      for (auto& work : work_)
-        if (!work) work.reset(new double[static_cast<size_t>(this->DerivativeDimension * inputs + 1)]());
+      for (auto& work : work_) {
+        if (!work)
+          work.reset(
+              new (std::nothrow) double[static_cast<size_t>(this->DerivativeDimension * inputs + 1)]());
+        if (!work) return;  // `failure` stands: the routine never ran
+      }
       reinterpret_cast<SixteenPointerRoutine>(address16)(
           this->Slots, tables_.sizes, this->Slots, output_sizes, this->GetOffsets(0),
           this->GetOffsets(tables_.inputs), failure, this->Status, this->SecondDerivatives,

@@ -9,6 +9,7 @@
 #include "runtime/contract/array_storage.h"
 #include "runtime/contract/host_access.h"
 #include "runtime/contract/instance.h"
+#include "runtime/contract/memory.h"
 #include "runtime/contract/names.h"
 #include "runtime/contract/readings.h"
 #include "runtime/contract/scope.h"
@@ -83,55 +84,68 @@ QV_Type& QV_ArrayBase::At(long long position) const {
 void QV_ArrayBase::Resize(QV_Set* const* sets, int rank) {
   const quiver::IndexSets indexed(sets, rank);
   if (storage_ && storage_->sets == indexed) return;
-  auto next = std::make_unique<ArrayStorage>();
-  next->sets = indexed;
-  long long count = 1;
-  for (int k = 0; k < rank; ++k) count *= indexed[static_cast<size_t>(k)].Count();
-  if (quiver::Scope* scope = quiver::ThisThread().scope) ++scope->resized_arrays;
+  // Without memory for it the array stays as it was.
+  quiver::NotingMemory([&] {
+    auto next = std::make_unique<ArrayStorage>();
+    next->sets = indexed;
+    long long count = 1;
+    for (int k = 0; k < rank; ++k) count *= indexed[static_cast<size_t>(k)].Count();
+    if (quiver::Scope* scope = quiver::ThisThread().scope) ++scope->resized_arrays;
 
-  // Elements whose indices stay move over; the others are made new or given back.
-  std::vector<bool> kept(storage_ ? storage_->elements.size() : 0, false);
-  next->elements.reserve(static_cast<size_t>(count));
-  std::vector<const void*> indices(static_cast<size_t>(rank));
-  for (long long position = 0; position < count; ++position) {
-    QV_Type* element = nullptr;
-    if (storage_) {
-      long long rest = position;
-      for (int k = rank - 1; k >= 0; --k) {
-        const quiver::SetStorage& set = next->sets[static_cast<size_t>(k)];
-        const auto place = static_cast<size_t>(rest % set.Count());
-        rest /= set.Count();
-        indices[static_cast<size_t>(k)] = set.is_text ? static_cast<const void*>(set.texts[place].c_str())
-                                                      : static_cast<const void*>(&set.integers[place]);
-      }
-      const bool same_kinds = [&] {
-        for (int k = 0; k < rank; ++k) {
-          const quiver::SetStorage& old = storage_->sets[static_cast<size_t>(k)];
-          if (old.Count() && old.is_text != next->sets[static_cast<size_t>(k)].is_text) return false;
+    // Elements whose indices stay move over; the others are made new or given back.
+    std::vector<bool> kept(storage_ ? storage_->elements.size() : 0, false);
+    std::vector<bool> moved(static_cast<size_t>(count), false);
+    next->elements.reserve(static_cast<size_t>(count));
+    const auto give_back = [&] {
+      for (size_t i = 0; i < next->elements.size(); ++i)
+        if (!moved[i]) delete next->elements[i];
+    };
+    try {
+      std::vector<const void*> indices(static_cast<size_t>(rank));
+      for (long long position = 0; position < count; ++position) {
+        QV_Type* element = nullptr;
+        if (storage_) {
+          long long rest = position;
+          for (int k = rank - 1; k >= 0; --k) {
+            const quiver::SetStorage& set = next->sets[static_cast<size_t>(k)];
+            const auto place = static_cast<size_t>(rest % set.Count());
+            rest /= set.Count();
+            indices[static_cast<size_t>(k)] = set.is_text ? static_cast<const void*>(set.texts[place].c_str())
+                                                          : static_cast<const void*>(&set.integers[place]);
+          }
+          const bool same_kinds = [&] {
+            for (int k = 0; k < rank; ++k) {
+              const quiver::SetStorage& old = storage_->sets[static_cast<size_t>(k)];
+              if (old.Count() && old.is_text != next->sets[static_cast<size_t>(k)].is_text) return false;
+            }
+            return true;
+          }();
+          const long long before = same_kinds ? storage_->PositionOf(indices.data()) : -1;
+          if (before >= 0 && !kept[static_cast<size_t>(before)]) {
+            kept[static_cast<size_t>(before)] = moved[static_cast<size_t>(position)] = true;
+            element = storage_->elements[static_cast<size_t>(before)];
+          }
         }
-        return true;
-      }();
-      const long long before = same_kinds ? storage_->PositionOf(indices.data()) : -1;
-      if (before >= 0 && !kept[static_cast<size_t>(before)]) {
-        kept[static_cast<size_t>(before)] = true;
-        element = storage_->elements[static_cast<size_t>(before)];
+        if (!element) element = quiver::MakeElement(*this);
+        next->elements.push_back(element);
+        if (auto* holder = dynamic_cast<QV_VarParam*>(element)) {
+          HostAccess::PropertyIndex(*holder) = static_cast<int>(position);
+          HostAccess::Parent(*holder) = this;
+          quiver::GiveTypeDefault(*holder);
+          if (quiver::Scope* scope = quiver::ThisThread().scope) scope->Number(*holder);
+        }
       }
+    } catch (...) {
+      give_back();
+      throw;
     }
-    if (!element) element = NewElement();
-    if (auto* holder = dynamic_cast<QV_VarParam*>(element)) {
-      HostAccess::PropertyIndex(*holder) = static_cast<int>(position);
-      HostAccess::Parent(*holder) = this;
-      quiver::GiveTypeDefault(*holder);
-      if (quiver::Scope* scope = quiver::ThisThread().scope) scope->Number(*holder);
+    if (storage_) {
+      for (size_t i = 0; i < storage_->elements.size(); ++i)
+        if (!kept[i]) delete storage_->elements[i];
+      delete storage_;
     }
-    next->elements.push_back(element);
-  }
-  if (storage_) {
-    for (size_t i = 0; i < storage_->elements.size(); ++i)
-      if (!kept[i]) delete storage_->elements[i];
-    delete storage_;
-  }
-  storage_ = next.release();
+    storage_ = next.release();
+  });
 }
 
 QV_Type& QV_ArrayBase::FindElement(const void* const* indices, const char* shape) const {
@@ -140,19 +154,22 @@ QV_Type& QV_ArrayBase::FindElement(const void* const* indices, const char* shape
   if (position >= 0) return At(position);
   // The model's text names an element that its own sets do not have. The call must yield one, and nothing may
   // be thrown through the library: the finding stops the simulation, the stray element serves until then.
-  std::string text;
-  for (int k = 0; shape[k]; ++k) {
-    text += k ? "," : "";
-    text += shape[k] == 'S' ? static_cast<const char*>(indices[k])
-                            : std::to_string(*static_cast<const int*>(indices[k]));
-  }
   QV_Type* stray = const_cast<QV_ArrayBase*>(this)->NewElement();
-  if (quiver::Scope* scope = quiver::ThisThread().scope) {
-    scope->Fault(fmt::format("{} has no element ({}).",
-                             quiver::QualifiedName(const_cast<QV_ArrayBase&>(*this)), text));
+  if (!stray) quiver::EndForMemory(sizeof(QV_VarParam));
+  quiver::NotingMemory([&] {
+    quiver::Scope* scope = quiver::ThisThread().scope;
+    if (!scope) return;
     scope->Adopt(stray);
     if (auto* holder = dynamic_cast<QV_VarParam*>(stray)) scope->Number(*holder);
-  }
+    std::string text;
+    for (int k = 0; shape[k]; ++k) {
+      text += k ? "," : "";
+      text += shape[k] == 'S' ? static_cast<const char*>(indices[k])
+                              : std::to_string(*static_cast<const int*>(indices[k]));
+    }
+    scope->Fault(fmt::format("{} has no element ({}).",
+                             quiver::QualifiedName(const_cast<QV_ArrayBase&>(*this)), text));
+  });
   return *stray;
 }
 
@@ -164,7 +181,7 @@ void QV_ArrayBase::CopyElements(const QV_ArrayBase& other) {
     delete storage_;
     storage_ = nullptr;
   }
-  for (long long i = 0; i < other.Count(); ++i) {
+  for (long long i = 0; i < std::min(Count(), other.Count()); ++i) {  // fewer where memory ran out
     auto* to = dynamic_cast<QV_VarParam*>(&At(i));
     const auto* from = dynamic_cast<const QV_VarParam*>(&other.At(i));
     if (to && from) *to = *from;

@@ -5,6 +5,7 @@
 
 #include "host/model_type.h"
 #include "runtime/contract/instance.h"
+#include "runtime/contract/memory.h"
 #include "runtime/contract/names.h"
 #include "runtime/contract/scope.h"
 
@@ -36,13 +37,15 @@ int QV_Container::GetTypeInfoCount(unsigned* count) { return QV_Type::GetTypeInf
 
 int QV_Container::GetIDsOfNames(const void*, const char** names, unsigned count, unsigned, int* ids) {
   if (!names || !ids) return kQvPointer;
-  int status = kQvOk;
-  for (unsigned i = 0; i < count; ++i) {
-    const int property = instance_ && names[i] ? instance_->type().Find(names[i]) : -1;
-    ids[i] = property < 0 ? -1 : property + 1;
-    if (property < 0) status = kQvUnknownName;
-  }
-  return status;
+  return quiver::NotingMemory([&] {
+    int status = kQvOk;
+    for (unsigned i = 0; i < count; ++i) {
+      const int property = instance_ && names[i] ? instance_->type().Find(names[i]) : -1;
+      ids[i] = property < 0 ? -1 : property + 1;
+      if (property < 0) status = kQvUnknownName;
+    }
+    return status;
+  });
 }
 
 int QV_Container::Invoke(int id, const void*, unsigned, unsigned short flags, void* arguments, void* result,
@@ -61,18 +64,20 @@ int QV_Container::Invoke(int id, const void*, unsigned, unsigned short flags, vo
       return kQvTypeMismatch;
     };
     if (!scalar) return refuse();
-    const auto put = [&](const QV_Value& v) {
-      return quiver::SetFromValue(*holder, v, quiver::Origin::kUser) < 0 ? refuse() : kQvOk;
+    const auto put = [&](auto given) {
+      return quiver::NotingMemory([&] {
+        return quiver::SetFromValue(*holder, QV_Value(given), quiver::Origin::kUser) < 0 ? refuse() : kQvOk;
+      });
     };
     switch (value->kind) {
       case QV_Variant::kReal:
-        return put(QV_Value(value->real));
+        return put(value->real);
       case QV_Variant::kInteger:
-        return put(QV_Value(value->integer));
+        return put(value->integer);
       case QV_Variant::kLogical:
-        return put(QV_Value(value->logical));
+        return put(value->logical);
       case QV_Variant::kText:
-        return put(QV_Value(value->text));
+        return put(value->text);
       default:
         return refuse();
     }

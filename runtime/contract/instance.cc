@@ -10,6 +10,7 @@
 
 #include "host/model_type.h"
 #include "runtime/contract/array_storage.h"
+#include "runtime/contract/memory.h"
 #include "runtime/contract/names.h"
 #include "runtime/contract/scope.h"
 
@@ -37,6 +38,13 @@ void TakeIn(Instance& instance, QV_VarParam& holder, int property) {
   HostAccess::PropertyIndex(holder) = property;
   GiveTypeDefault(holder);
   instance.scope().Number(holder);
+}
+
+// The object, now the scope's.
+QV_Type* Adopted(Scope& scope, QV_Type* object) {
+  std::unique_ptr<QV_Type> owned(object);
+  if (object) scope.Adopt(object);
+  return owned.release();
 }
 
 // What an external finds by its name in the owner; references lead on to what they are bound to.
@@ -96,13 +104,12 @@ void BindReference(Instance& instance, QV_ExternalBase& reference, int property)
     }
   }
   if (target) return;
-  target = HostAccess::NewTarget(reference);
+  target = Adopted(scope, MakeTarget(reference));
   if (!target) {
     scope.Fault(fmt::format("{}: reference {} found nothing and cannot make an object of its own.",
                             InstanceName(instance), p.name));
     return;
   }
-  scope.Adopt(target);
   if (auto* holder = dynamic_cast<QV_VarParam*>(target)) TakeIn(instance, *holder, property);
   if (auto* container = dynamic_cast<QV_Container*>(target))
     ConstructInstance(scope, *container, &instance, "", property);
@@ -121,7 +128,9 @@ int TypeTable::Find(std::string_view name) const {
 }
 
 void TypeTable::Complete() {
-  complete = true;
+  references_.clear();
+  models_.clear();
+  by_name_.clear();
   for (size_t i = 0; i < properties.size(); ++i) {
     const DeclaredProperty& p = properties[i];
     by_name_.emplace(UpperCase(p.name), static_cast<int>(i));
@@ -130,6 +139,7 @@ void TypeTable::Complete() {
     else if (p.kind != PropertyKind::kLocal)
       references_.push_back(static_cast<int>(i));
   }
+  complete = true;
 }
 
 QV_ExternalBase* Instance::Reference(int property) const {
@@ -158,7 +168,7 @@ Held HeldBy(QV_Type* holder) {
   auto* value = dynamic_cast<QV_VarParam*>(holder);
   if (!value) return Held::kOther;
   if (HostAccess::KindOf(*value) != HostAccess::kArray) return Held::kValue;
-  const std::unique_ptr<QV_Type> sample(HostAccess::NewElement(static_cast<QV_ArrayBase&>(*value)));
+  const std::unique_ptr<QV_Type> sample(MakeElement(static_cast<QV_ArrayBase&>(*value)));
   return dynamic_cast<QV_Container*>(sample.get()) ? Held::kArrayOfModels : Held::kArrayOfValues;
 }
 }  // namespace
@@ -196,12 +206,12 @@ void Declare(const Declaration& d) {
 
 Instance& ConstructInstance(Scope& scope, QV_Container& object, Instance* parent, const char* name,
                             int property, long long element) {
-  auto* instance = new Instance(object, TableOf(object), scope);
+  const char* const lasting_name = Interned(name ? name : "");
+  auto* instance = HostAccess::InstanceOf(object) = new Instance(object, TableOf(object), scope);
   instance->parent = parent;
   instance->parent_property = property;
   instance->parent_element = element;
-  instance->name = Interned(name ? name : "");
-  HostAccess::InstanceOf(object) = instance;
+  instance->name = lasting_name;
   if (parent) HostAccess::Enclosing(object) = &parent->object();
   if (auto* model = dynamic_cast<QV_ModelType*>(&object)) HostAccess::Parent(model->ComponentList) = &object;
   {
@@ -212,6 +222,10 @@ Instance& ConstructInstance(Scope& scope, QV_Container& object, Instance* parent
     object.Construct();
   }
   TypeTable& table = *instance->type_;
+  if (TakeOutOfMemory()) {
+    if (!table.complete) table.properties.clear();  // the type's next instance declares for all
+    ThrowOutOfMemory(*instance, "its properties were declared");
+  }
   if (!table.complete) table.Complete();
   if (instance->declared_ != static_cast<int>(table.properties.size())) ++instance->mismatches;
   if (instance->mismatches) {
@@ -224,8 +238,7 @@ Instance& ConstructInstance(Scope& scope, QV_Container& object, Instance* parent
   for (const int i : table.models()) {
     if (QV_VirtualBase* substitute = instance->Substitute(i); substitute && !substitute->Target()) {
       QV_Type*& target = HostAccess::Target(*substitute);
-      target = HostAccess::NewTarget(*substitute);
-      if (target) scope.Adopt(target);
+      target = Adopted(scope, MakeTarget(*substitute));
     }
     if (auto* sub = dynamic_cast<QV_Container*>(instance->Object(i)); sub && !HostAccess::InstanceOf(*sub))
       ConstructInstance(scope, *sub, instance, "", i);

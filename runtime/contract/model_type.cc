@@ -8,6 +8,7 @@
 #include "host/system.h"
 #include "runtime/contract/host_access.h"
 #include "runtime/contract/instance.h"
+#include "runtime/contract/memory.h"
 #include "runtime/contract/scope.h"
 
 using quiver::EmissionSink;
@@ -16,6 +17,13 @@ using quiver::StructureSink;
 using quiver::ThisThread;
 
 int QV_ModelType::m_stLastGroup = 0;
+
+namespace {
+template <class Sink, class Call>
+void Tell(Sink* sink, Call call) {
+  if (sink) quiver::NotingMemory([&] { call(*sink); });
+}
+}  // namespace
 
 QV_ModelType::QV_ModelType(bool, QV_Container* owner) : QV_Container(false, owner), ComponentList(true) {}
 int QV_ModelType::JacPattern(long long*&, long long*&, QV_EquationType**) { return 0; }
@@ -26,46 +34,47 @@ int QV_ModelType::Jacobian(double*, int&) { return 0; }
 
 void QV_ModelType::SetGroupLimits(int group) {
   m_stLastGroup = std::max(m_stLastGroup, group);
-  if (StructureSink* sink = ThisThread().structure) sink->OpenGroup(group);
+  Tell(ThisThread().structure, [&](StructureSink& sink) { sink.OpenGroup(group); });
 }
 void QV_ModelType::AddNonZero(QV_VarParam& variable) {
-  StructureSink* sink = ThisThread().structure;
-  if (!sink) return;
-  if (HostAccess::KindOf(variable) != HostAccess::kArray) return sink->NonZero(variable);
-  auto& array = static_cast<QV_ArrayBase&>(variable);
-  for (long long i = 0; i < array.Count(); ++i) sink->NonZero(static_cast<QV_VarParam&>(array.At(i)));
+  Tell(ThisThread().structure, [&](StructureSink& sink) {
+    if (HostAccess::KindOf(variable) != HostAccess::kArray) return sink.NonZero(variable);
+    auto& array = static_cast<QV_ArrayBase&>(variable);
+    for (long long i = 0; i < array.Count(); ++i) sink.NonZero(static_cast<QV_VarParam&>(array.At(i)));
+  });
 }
 void QV_ModelType::AddNonZero(QV_SetIter&) {}
 void QV_ModelType::AddConditional() {
-  if (StructureSink* sink = ThisThread().structure) sink->CloseBranch();
+  Tell(ThisThread().structure, [&](StructureSink& sink) { sink.CloseBranch(); });
 }
 int QV_ModelType::SetLocalEqnCount(int counter) {
-  if (StructureSink* sink = ThisThread().structure) sink->LocalCount(counter);
+  Tell(ThisThread().structure, [&](StructureSink& sink) { sink.LocalCount(counter); });
   return counter;
 }
 void QV_ModelType::AddProcContribution(int group, int equations, int nonzeros) {
   m_stLastGroup = std::max(m_stLastGroup, group);
-  if (StructureSink* sink = ThisThread().structure) sink->Procedure(group, equations, nonzeros);
+  Tell(ThisThread().structure, [&](StructureSink& sink) { sink.Procedure(group, equations, nonzeros); });
 }
 void QV_ModelType::AddEquation(const char* name, int& counter, int group) {
   const int index = counter++;
-  if (EmissionSink* sink = ThisThread().emission) sink->Equation(name, index, group);
+  Tell(ThisThread().emission, [&](EmissionSink& sink) { sink.Equation(name, index, group); });
 }
 void QV_ModelType::AddEquation(QV_ProcedureEquationType* equation, int& counter) {
   const int index = counter++;
-  if (EmissionSink* sink = ThisThread().emission) return sink->ProcedureEquation(equation, index);
-  delete equation;
+  if (!equation) return quiver::NoteOutOfMemory();  // the library had no memory for it
+  if (!ThisThread().emission) delete equation;
+  Tell(ThisThread().emission, [&](EmissionSink& sink) { sink.ProcedureEquation(equation, index); });
 }
 void QV_ModelType::AddProcCall(QV_ProcedureType* procedure, int group) {
-  if (EmissionSink* sink = ThisThread().emission) sink->ProcedureCall(procedure, group);
+  Tell(ThisThread().emission, [&](EmissionSink& sink) { sink.ProcedureCall(procedure, group); });
 }
 
 int QV_ModelExtensions::Compatibility() { return kQvCompatibilityVersion; }
 void QV_ModelExtensions::ResetExpressions() {
-  if (EmissionSink* sink = ThisThread().emission) sink->Reset();
+  Tell(ThisThread().emission, [&](EmissionSink& sink) { sink.Reset(); });
 }
 void QV_ModelExtensions::AddOp(EOp op, int eqn) {
-  if (EmissionSink* sink = ThisThread().emission) sink->Operator(op, eqn);
+  Tell(ThisThread().emission, [&](EmissionSink& sink) { sink.Operator(op, eqn); });
 }
 // Sets stand in assignments; in a residual or condition they have no value.
 void QV_ModelExtensions::AddTerm(QV_StrSetValue& value, int eqn) {
@@ -76,31 +85,30 @@ void QV_ModelExtensions::AddTerm(QV_IntSetValue& value, int eqn) {
 }
 void QV_ModelExtensions::AddTerm(QV_SetValue&, int eqn) {
   const quiver::Current& current = ThisThread();
-  if (current.scope)
-    current.scope->Fault((current.instance ? quiver::InstanceName(*current.instance) + ": " : "") +
-                         "equation " + std::to_string(eqn) +
-                         " has a set as a term; a set has no value there.");
+  Tell(current.scope, [&](quiver::Scope& scope) {
+    scope.Fault((current.instance ? quiver::InstanceName(*current.instance) + ": " : "") + "equation " +
+                std::to_string(eqn) + " has a set as a term; a set has no value there.");
+  });
 }
 void QV_ModelExtensions::AddTerm(QV_SpecType value, int eqn) { AddTerm(static_cast<int>(value), eqn); }
 void QV_ModelExtensions::AddTerm(const char* value, int eqn) {
-  if (EmissionSink* sink = ThisThread().emission) sink->Text(value, eqn);
+  Tell(ThisThread().emission, [&](EmissionSink& sink) { sink.Text(value, eqn); });
 }
 void QV_ModelExtensions::AddTerm(double value, int eqn) {
-  if (EmissionSink* sink = ThisThread().emission) sink->Real(value, eqn);
+  Tell(ThisThread().emission, [&](EmissionSink& sink) { sink.Real(value, eqn); });
 }
 void QV_ModelExtensions::AddTerm(int value, int eqn) {
-  if (EmissionSink* sink = ThisThread().emission) sink->Integer(value, eqn);
+  Tell(ThisThread().emission, [&](EmissionSink& sink) { sink.Integer(value, eqn); });
 }
 
 namespace {
 void AppendPattern(QV_VarParam& element, long long*& pattern, long long* pattern_end, int eqn) {
   if (pattern >= pattern_end) {
-    if (EmissionSink* sink = ThisThread().emission) sink->PatternFull(eqn);
+    Tell(ThisThread().emission, [&](EmissionSink& sink) { sink.PatternFull(eqn); });
     return;
   }
   int& number = HostAccess::Number(element);
-  if (number < 0)
-    if (quiver::Scope* scope = ThisThread().scope) scope->Number(element);
+  if (number < 0) Tell(ThisThread().scope, [&](quiver::Scope& scope) { scope.Number(element); });
   *pattern++ = static_cast<long long>(static_cast<unsigned long long>(static_cast<unsigned>(eqn)) << 32 |
                                       static_cast<unsigned>(number));
 }
@@ -115,7 +123,7 @@ void QV_ModelExtensions::AddTerm(QV_VarParam& variable, long long*& pattern, lon
   } else {
     AppendPattern(variable, pattern, pattern_end, eqn);
   }
-  if (EmissionSink* sink = ThisThread().emission) sink->Variable(variable, eqn);
+  Tell(ThisThread().emission, [&](EmissionSink& sink) { sink.Variable(variable, eqn); });
 }
 void QV_ModelExtensions::AddTerm(QV_IntegerSetIter& iterator, long long*&, long long*&, int eqn) {
   AddTerm(iterator.Value(), eqn);
@@ -124,18 +132,19 @@ void QV_ModelExtensions::AddTerm(QV_StringSetIter& iterator, long long*&, long l
   AddTerm(iterator.Value(), eqn);
 }
 void QV_ModelExtensions::AddCondExpress(int condition, const char* condition_name, int eqn) {
-  if (EmissionSink* sink = ThisThread().emission) sink->BeginCondition(condition, condition_name, eqn);
+  Tell(ThisThread().emission,
+       [&](EmissionSink& sink) { sink.BeginCondition(condition, condition_name, eqn); });
 }
 void QV_ModelExtensions::EndCondExpress(int eqn) {
-  if (EmissionSink* sink = ThisThread().emission) sink->EndCondition(eqn);
+  Tell(ThisThread().emission, [&](EmissionSink& sink) { sink.EndCondition(eqn); });
 }
 int QV_ModelExtensions::Linearity() { return 0; }
 int QV_ModelExtensions::Evaluate() { return 0; }
 int QV_ModelExtensions::ConcatLists() { return 0; }
 void QV_ModelExtensions::AddProcExpression(QV_ProcedureType* procedure, int output_element, int eqn,
                                            const char* name) {
-  if (EmissionSink* sink = ThisThread().emission)
-    sink->ProcedureExpression(procedure, output_element, eqn, name);
+  Tell(ThisThread().emission,
+       [&](EmissionSink& sink) { sink.ProcedureExpression(procedure, output_element, eqn, name); });
 }
 int QV_ModelExtensions::GroupVars() { return 0; }
 int QV_ModelExtensions::ActivityPattern() { return 0; }

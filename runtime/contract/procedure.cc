@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "runtime/contract/host_access.h"
+#include "runtime/contract/memory.h"
 #include "runtime/contract/procedure_fault.h"
 #include "runtime/contract/routine_provider.h"
 
@@ -43,14 +44,18 @@ const char* MeaningOf(long long failure) {
 
 char* CopyOf(const char* text) {
   const size_t bytes = std::strlen(text ? text : "") + 1;
-  return static_cast<char*>(std::memcpy(MyAllocate(bytes), text ? text : "", bytes));
+  void* const copy = MyAllocate(bytes);
+  if (!copy) throw std::bad_alloc();
+  return static_cast<char*>(std::memcpy(copy, text ? text : "", bytes));
 }
 
 RoutineProvider::Found FindRoutine(QV_ProcedureType& procedure) {
-  if (current_provider) return current_provider->Find(procedure.DLLName(), procedure.ProcedureName());
-  RoutineProvider::Found none;
-  none.reason = "no routine libraries are configured. Name the folder that holds them.";
-  return none;
+  return NotingMemory([&] {
+    if (current_provider) return current_provider->Find(procedure.DLLName(), procedure.ProcedureName());
+    RoutineProvider::Found none;
+    none.reason = "no routine libraries are configured. Name the folder that holds them.";
+    return none;
+  });
 }
 
 // The present value of an element in 64 bits, so that -0.0 differs from 0.0 and equal NaNs do not.
@@ -203,10 +208,12 @@ void ConstProcValue::Set(double value) {
   real_ = value;
 }
 void ConstProcValue::Set(const char* value) {
-  char* const copy = quiver::CopyOf(value);  // before the old text goes: it may be the same
-  if (kind_ == kText) MyFree(text_);
-  kind_ = kText;
-  text_ = copy;
+  quiver::NotingMemory([&] {
+    char* const copy = quiver::CopyOf(value);  // before the old text goes: it may be the same
+    if (kind_ == kText) MyFree(text_);
+    kind_ = kText;
+    text_ = copy;
+  });
 }
 int ConstProcValue::Integer() const {
   if (kind_ == kInteger) return integer_;
@@ -272,7 +279,7 @@ QV_ProcedureType_F::QV_ProcedureType_F(const QV_ProcedureType_F& other)
 QV_ProcedureType_F& QV_ProcedureType_F::operator=(const QV_ProcedureType_F& other) {
   if (this == &other) return *this;
   QV_ProcedureType::operator=(other);
-  *state_ = *other.state_;
+  quiver::NotingMemory([&] { *state_ = *other.state_; });
   Slots = state_->slots.Data();
   Derivatives = state_->derivatives.Data();
   SecondDerivatives = state_->second_derivatives.Data();
@@ -295,11 +302,15 @@ int QV_ProcedureType_F::LanguageBaseIndex() { return state_->Routine(*this).base
 int QV_ProcedureType_F::TypeSize(int type) { return type == kQvText ? quiver::kTextBytes : 8; }
 
 void QV_ProcedureType_F::FinalizeConstruction(long long output_start, long long total_slots) {
-  state_->output_start = output_start;
-  Slots = state_->slots.Reset(total_slots);
-  state_->elements.assign(static_cast<size_t>(InputElements + OutputElements), nullptr);
-  Elements = state_->elements.data();
-  AllocateDerivatives();
+  Elements = nullptr;  // and so it stays without memory
+  quiver::NotingMemory([&] {
+    state_->output_start = output_start;
+    Slots = state_->slots.Reset(total_slots);
+    AllocateDerivatives();
+    if (!Derivatives) return;
+    state_->elements.assign(static_cast<size_t>(InputElements + OutputElements), nullptr);
+    Elements = state_->elements.data();
+  });
 }
 
 bool QV_ProcedureType_F::PresetOutputs() { return state_->Routine(*this).preset_outputs; }
@@ -313,74 +324,78 @@ bool QV_ProcedureType_F::LastCall(int type) {
 
 // flag 0: the arguments given are not those of the procedure. 1: a call is about to be made.
 int QV_ProcedureType_F::EnsureCompatibleDLLLoaded(int flag) {
-  const auto refuse = [this](int code, const std::string& why) {
-    state_->last_type = kQvCallNone;
-    state_->text_fault.clear();
-    return quiver::RecordProcedureFault(*this, code, why);
-  };
-  if (flag == 0) {
-    return refuse(
-        quiver::kArgumentsUnfit,
-        "the arguments given are not complete, or differ in number or size from those of the procedure. "
-        "Check the model's call against the procedure's signature.");
-  }
-  if (!state_->text_fault.empty()) return refuse(quiver::kArgumentsUnfit, std::string(state_->text_fault));
-  const auto& found = state_->Routine(*this);
-  if (!found.address) return refuse(quiver::kRoutineAbsent, found.reason);
-  state_->status.Clear();
-  if (ReturnsDerivatives()) state_->derivatives.Clear();  // entries that the routine leaves out are zero
-  return 0;
+  return quiver::NotingMemory([&] {
+    const auto refuse = [this](int code, const std::string& why) {
+      state_->last_type = kQvCallNone;
+      state_->text_fault.clear();
+      return quiver::RecordProcedureFault(*this, code, why);
+    };
+    if (flag == 0) {
+      return refuse(
+          quiver::kArgumentsUnfit,
+          "the arguments given are not complete, or differ in number or size from those of the procedure. "
+          "Check the model's call against the procedure's signature.");
+    }
+    if (!state_->text_fault.empty()) return refuse(quiver::kArgumentsUnfit, std::string(state_->text_fault));
+    const auto& found = state_->Routine(*this);
+    if (!found.address) return refuse(quiver::kRoutineAbsent, found.reason);
+    state_->status.Clear();
+    if (ReturnsDerivatives()) state_->derivatives.Clear();  // entries that the routine leaves out are zero
+    return 0;
+  });
 }
 
 int QV_ProcedureType_F::CheckIFailAndOutputs(long long failure, int type, bool flag) {
-  state_->last_type = kQvCallNone;
-  const char* const overrun = !state_->slots.Intact()                ? "arguments"
-                              : !state_->derivatives.Intact()        ? "derivatives"
-                              : !state_->second_derivatives.Intact() ? "second derivatives"
-                              : !state_->status.Intact()             ? "status entries"
-                                                                     : nullptr;
-  if (overrun) {
-    state_->slots.SetMarks();
-    state_->derivatives.SetMarks();
-    state_->second_derivatives.SetMarks();
-    state_->status.SetMarks();
-    return quiver::RecordProcedureFault(
-        *this, quiver::kMemoryOverrun,
-        fmt::format("it wrote outside its {}. Its argument list differs from the procedure's; do not trust "
-                    "this run.",
-                    overrun));
-  }
-  if (failure != 0) {
-    if (!quiver::routine_reason.empty())
-      return quiver::RecordProcedureFault(*this, quiver::kRoutineFailed,
-                                          std::exchange(quiver::routine_reason, {}));
-    const long long input = Status[0];
-    const std::string where = input > 0 ? fmt::format(" Look at its input {}.", input) : "";
-    return quiver::RecordProcedureFault(
-        *this, quiver::kRoutineFailed,
-        fmt::format("it reported failure {} ({}).{} Start from inputs inside its range.", failure,
-                    quiver::MeaningOf(failure), where));
-  }
-  const bool gives_values = type == kQvCallValues || type == kQvCallReturnedDerivatives;
-  const bool all_scalar_slots = state_->slots.Count() - state_->output_start == OutputElements;
-  if (flag && gives_values && all_scalar_slots) {
-    for (long long j = 0; j < OutputElements; ++j) {
-      const double value = Slots[state_->output_start + j];
-      if (std::isfinite(value) || HostAccess::KindOf(*Elements[InputElements + j]) != HostAccess::kReal)
-        continue;
-      long long
-          integer;  // an integer output for a real variable: small negative integers have the bits of a NaN
-      std::memcpy(&integer, &value, sizeof integer);
-      if (integer < 0 && integer >= std::numeric_limits<int>::min()) continue;
-      return quiver::RecordProcedureFault(*this, quiver::kOutputsInvalid,
-                                          fmt::format("output {} of {} came back as {}, which is no finite "
-                                                      "number. Start from inputs inside its range.",
-                                                      j + 1, OutputElements, value));
+  return quiver::NotingMemory([&] {
+    state_->last_type = kQvCallNone;
+    const char* const overrun = !state_->slots.Intact()                ? "arguments"
+                                : !state_->derivatives.Intact()        ? "derivatives"
+                                : !state_->second_derivatives.Intact() ? "second derivatives"
+                                : !state_->status.Intact()             ? "status entries"
+                                                                       : nullptr;
+    if (overrun) {
+      state_->slots.SetMarks();
+      state_->derivatives.SetMarks();
+      state_->second_derivatives.SetMarks();
+      state_->status.SetMarks();
+      return quiver::RecordProcedureFault(
+          *this, quiver::kMemoryOverrun,
+          fmt::format("it wrote outside its {}. Its argument list differs from the procedure's; do not trust "
+                      "this run.",
+                      overrun));
     }
-  }
-  state_->last_type = type;
-  if (gives_values) state_->Remember(Elements, InputElements);
-  return 0;
+    if (failure != 0) {
+      if (!quiver::routine_reason.empty())
+        return quiver::RecordProcedureFault(*this, quiver::kRoutineFailed,
+                                            std::exchange(quiver::routine_reason, {}));
+      const long long input = Status[0];
+      const std::string where = input > 0 ? fmt::format(" Look at its input {}.", input) : "";
+      return quiver::RecordProcedureFault(
+          *this, quiver::kRoutineFailed,
+          fmt::format("it reported failure {} ({}).{} Start from inputs inside its range.", failure,
+                      quiver::MeaningOf(failure), where));
+    }
+    const bool gives_values = type == kQvCallValues || type == kQvCallReturnedDerivatives;
+    const bool all_scalar_slots = state_->slots.Count() - state_->output_start == OutputElements;
+    if (flag && gives_values && all_scalar_slots) {
+      for (long long j = 0; j < OutputElements; ++j) {
+        const double value = Slots[state_->output_start + j];
+        if (std::isfinite(value) || HostAccess::KindOf(*Elements[InputElements + j]) != HostAccess::kReal)
+          continue;
+        long long
+            integer;  // an integer output for a real variable: small negative integers have the bits of a NaN
+        std::memcpy(&integer, &value, sizeof integer);
+        if (integer < 0 && integer >= std::numeric_limits<int>::min()) continue;
+        return quiver::RecordProcedureFault(*this, quiver::kOutputsInvalid,
+                                            fmt::format("output {} of {} came back as {}, which is no finite "
+                                                        "number. Start from inputs inside its range.",
+                                                        j + 1, OutputElements, value));
+      }
+    }
+    state_->last_type = type;
+    if (gives_values) state_->Remember(Elements, InputElements);
+    return 0;
+  });
 }
 
 void QV_ProcedureType_F::PackIntegerArray(long long slot, long long k, const int* values, long long count) {
@@ -398,8 +413,11 @@ void QV_ProcedureType_F::PackStr(long long slot, const char* text) {
   const size_t length = std::strlen(text);
   if (length >= quiver::kTextBytes) {
     std::memset(place, 0, quiver::kTextBytes);
-    state_->text_fault = fmt::format("the text \"{:.40}...\" has {} characters; a routine takes at most {}.",
-                                     text, length, quiver::kTextBytes - 1);
+    quiver::NotingMemory([&] {
+      state_->text_fault =
+          fmt::format("the text \"{:.40}...\" has {} characters; a routine takes at most {}.", text, length,
+                      quiver::kTextBytes - 1);
+    });
     return;
   }
   std::memcpy(place, text, length);
@@ -426,10 +444,12 @@ void QV_ProcedureType_F::ClearDerivatives() {
 // Made once: one column per input value, constants among them, one row per output element.
 void QV_ProcedureType_F::AllocateDerivatives() {
   if (Derivatives) return;
-  DerivativeDimension = OutputElements;
-  const long long entries = std::max(1LL, OutputElements * (InputElements + Constants));
-  Derivatives = state_->derivatives.Reset(entries);
-  SecondDerivatives = state_->second_derivatives.Reset(entries);
+  quiver::NotingMemory([&] {
+    DerivativeDimension = OutputElements;
+    const long long entries = std::max(1LL, OutputElements * (InputElements + Constants));
+    SecondDerivatives = state_->second_derivatives.Reset(entries);
+    Derivatives = state_->derivatives.Reset(entries);
+  });
 }
 
 // --- The others
@@ -447,8 +467,14 @@ QV_ProcedureEquationType::QV_ProcedureEquationType(QV_ProcedureType* procedure, 
       count_(count),
       flag_(flag),
       owner_(owner),
-      name_(quiver::CopyOf(name)),
-      label_(quiver::CopyOf(label)) {}
+      name_(quiver::CopyOf(name)) {
+  try {
+    label_ = quiver::CopyOf(label);
+  } catch (const std::bad_alloc&) {
+    MyFree(name_);
+    throw;
+  }
+}
 QV_ProcedureEquationType::~QV_ProcedureEquationType() {
   MyFree(name_);
   MyFree(label_);

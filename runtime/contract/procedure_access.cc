@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "runtime/contract/host_access.h"
+#include "runtime/contract/memory.h"
 #include "runtime/contract/procedure_fault.h"
 
 namespace quiver {
@@ -56,7 +57,9 @@ bool EvaluateProcedure(QV_ProcedureType& procedure, double* residuals, double* r
   auto& p = static_cast<QV_ProcedureType_F&>(procedure);
   const Running running(procedure);
   int i = 0;
-  if (procedure.Residuals(residuals, i) < 0) return false;
+  const int status = procedure.Residuals(residuals, i);
+  if (TakeOutOfMemory()) throw std::bad_alloc();
+  if (status < 0) return false;
   if (!rows) return true;
 
   const ProcedureElements list = ListOf(p);
@@ -84,7 +87,9 @@ bool EvaluateProcedure(QV_ProcedureType& procedure, double* residuals, double* r
   thread_local std::vector<double> jacobian;
   jacobian.resize(static_cast<size_t>(list.outputs * stride));
   i = 0;
-  if (procedure.Jacobian(jacobian.data(), i) < 0) return false;
+  const int jacobian_status = procedure.Jacobian(jacobian.data(), i);
+  if (jacobian_status == kQvOutOfMemory || TakeOutOfMemory()) throw std::bad_alloc();
+  if (jacobian_status < 0) return false;
   long long column = 1;
   for (long long e = 0; e < list.inputs; ++e) {
     if (!IsVariable(*list.elements[e])) continue;

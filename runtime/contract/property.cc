@@ -7,9 +7,11 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <utility>
 
 #include "runtime/contract/host_access.h"
 #include "runtime/contract/instance.h"
+#include "runtime/contract/memory.h"
 #include "runtime/contract/names.h"
 #include "runtime/contract/readings.h"
 #include "runtime/contract/scope.h"
@@ -74,6 +76,11 @@ class AttributeTarget final : public QV_VarParamProp {
     return *this;
   }
   int Assign(QV_Value* value) override {
+    return quiver::NotingMemory([&] { return Give(value); });
+  }
+
+ private:
+  int Give(QV_Value* value) {
     if (!value || !holder_) return kRefused;
     const double number = NumberOf(*value);
     if (attribute_ == kSpecification) {
@@ -102,7 +109,6 @@ class AttributeTarget final : public QV_VarParamProp {
     return 0;
   }
 
- private:
   QV_VarParam* holder_ = nullptr;
   Attribute attribute_ = kLower;
 };
@@ -170,8 +176,10 @@ QV_Value* QV_Type::QV_DefaultBASEUOMNAME() { return nullptr; }
 QV_Value* QV_Type::QV_DefaultPHYSICALQUANTITY() { return nullptr; }
 void QV_Type::AddProperty(QV_Type& holder, QV_Container* owner, const char* name, const char* description,
                           QV_Direction direction, bool flag) {
-  quiver::Declare(
-      {quiver::PropertyKind::kLocal, &holder, nullptr, nullptr, owner, name, description, direction, flag});
+  quiver::NotingMemory([&] {
+    quiver::Declare(
+        {quiver::PropertyKind::kLocal, &holder, nullptr, nullptr, owner, name, description, direction, flag});
+  });
 }
 
 QV_VarParam::QV_VarParam(bool variable) : QV_VarParam(kReal, variable) {}
@@ -189,8 +197,8 @@ QV_VarParam& QV_VarParam::operator=(const QV_VarParam& other) {
     real_ = other.real_;  // the whole eight bytes, whatever the kind: texts and sets are lasting
   else if (kind_ == kSet)
     set_ = nullptr;
-  delete bounds_;
-  bounds_ = other.bounds_ ? new quiver::Bounds(*other.bounds_) : nullptr;
+  delete std::exchange(bounds_, nullptr);
+  if (other.bounds_) quiver::NotingMemory([&] { bounds_ = new quiver::Bounds(*other.bounds_); });
   return *this;
 }
 QV_VarParam::~QV_VarParam() {
@@ -204,14 +212,16 @@ int QV_VarParam::QueryInterface(const void* interface_id, void** object) {
 }
 
 int QV_VarParam::Assign(QV_Value* value) {
-  if (!value) return Refuse(*this, "an assignment without a value.");
-  if (HostAccess::KindOf(*value) == QV_Value::kSpecification) return Spec().Assign(value);
-  if (HostAccess::OriginOf(*this) >= Origin::kSolution && kind_ != kArray)
-    return 0;  // the user's and the solution's stay
-  if (HostAccess::HasFlag(*this, HostAccess::kGlobalFlag) && !quiver::AdmitGlobalAssignment(*this, *value))
-    return 0;
-  if (!quiver::AdmitAssignment(*this, HostAccess::kOwnerValueFlag)) return 0;
-  return quiver::SetFromValue(*this, *value, Origin::kAssignment);
+  return quiver::NotingMemory([&] {
+    if (!value) return Refuse(*this, "an assignment without a value.");
+    if (HostAccess::KindOf(*value) == QV_Value::kSpecification) return Spec().Assign(value);
+    if (HostAccess::OriginOf(*this) >= Origin::kSolution && kind_ != kArray)
+      return 0;  // the user's and the solution's stay
+    if (HostAccess::HasFlag(*this, HostAccess::kGlobalFlag) && !quiver::AdmitGlobalAssignment(*this, *value))
+      return 0;
+    if (!quiver::AdmitAssignment(*this, HostAccess::kOwnerValueFlag)) return 0;
+    return quiver::SetFromValue(*this, *value, Origin::kAssignment);
+  });
 }
 
 bool QV_VarParam::IsVariable() const { return (flags_ & HostAccess::kVariableFlag) != 0; }
@@ -262,18 +272,18 @@ QV_VarParamProp& QV_VarParam::Lower() { return Target(*this, AttributeTarget::kL
 QV_VarParamProp& QV_VarParam::Upper() { return Target(*this, AttributeTarget::kUpper); }
 QV_VarParamProp& QV_VarParam::Spec() { return Target(*this, AttributeTarget::kSpecification); }
 
-int QV_VarParam::SetCurrentValue(double value) {
-  QV_Value v(value);
-  return quiver::SetFromValue(*this, v, std::max(HostAccess::OriginOf(*this), Origin::kSolution));
+namespace {
+template <class Value>
+int SetCurrent(QV_VarParam& holder, Value value) {
+  return quiver::NotingMemory([&] {
+    const QV_Value v(value);
+    return quiver::SetFromValue(holder, v, std::max(HostAccess::OriginOf(holder), Origin::kSolution));
+  });
 }
-int QV_VarParam::SetCurrentValue(int value) {
-  QV_Value v(value);
-  return quiver::SetFromValue(*this, v, std::max(HostAccess::OriginOf(*this), Origin::kSolution));
-}
-int QV_VarParam::SetCurrentValue(const char* value) {
-  QV_Value v(value);
-  return quiver::SetFromValue(*this, v, std::max(HostAccess::OriginOf(*this), Origin::kSolution));
-}
+}  // namespace
+int QV_VarParam::SetCurrentValue(double value) { return SetCurrent(*this, value); }
+int QV_VarParam::SetCurrentValue(int value) { return SetCurrent(*this, value); }
+int QV_VarParam::SetCurrentValue(const char* value) { return SetCurrent(*this, value); }
 
 void QV_STRINGPARAMETER::InitializeSystemAttributes(QV_VirtualBase&) {}
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "runtime/contract/readings.h"
 
+#include "runtime/contract/memory.h"
 #include "runtime/contract/scope.h"
 
 namespace quiver {
@@ -12,7 +13,9 @@ size_t Readings::Hash::operator()(const Reading& reading) const {
 }
 
 void Readings::Note(const QV_VarParam& holder, Reading::What what) {
-  if (seen_.insert({&holder, what}).second) list_.push_back({&holder, what});
+  if (seen_.contains({&holder, what})) return;
+  list_.push_back({&holder, what});
+  seen_.insert({&holder, what});
 }
 
 void Readings::Clear() {
@@ -21,7 +24,7 @@ void Readings::Clear() {
 }
 
 void NoteForListener(const QV_VarParam& holder, Reading::What what) {
-  if (Readings* readings = ThisThread().readings) readings->Note(holder, what);
+  if (Readings* readings = ThisThread().readings) NotingMemory([&] { readings->Note(holder, what); });
 }
 
 }  // namespace quiver

@@ -2,8 +2,15 @@
 #include "host/references.h"
 
 #include "runtime/contract/instance.h"
+#include "runtime/contract/memory.h"
 
 using quiver::PropertyKind;
+
+namespace {
+void DeclareReference(const quiver::Declaration& declaration) {
+  quiver::NotingMemory([&] { quiver::Declare(declaration); });
+}
+}  // namespace
 
 QV_ExternalBase::~QV_ExternalBase() = default;
 QV_Type* QV_ExternalBase::NewTarget() { return nullptr; }
@@ -12,21 +19,21 @@ QV_Type* QV_VirtualBase::NewTarget() { return nullptr; }
 
 void QV_ExternalBase::AddProperty(QV_ExternalBase& holder, QV_Container* owner, const char* name,
                                   const char* description, QV_Direction direction, bool flag) {
-  quiver::Declare(
+  DeclareReference(
       {PropertyKind::kExternal, nullptr, &holder, nullptr, owner, name, description, direction, flag});
 }
 void QV_GlobalBase::AddProperty(QV_ExternalBase& holder, QV_Container* owner, const char* name,
                                 const char* description, QV_Direction direction, bool flag) {
-  quiver::Declare(
+  DeclareReference(
       {PropertyKind::kGlobal, nullptr, &holder, nullptr, owner, name, description, direction, flag});
 }
 void QV_GlobalStructureRefBase::AddProperty(QV_ExternalBase& holder, QV_Container* owner, const char* name,
                                             const char* description, QV_Direction direction, bool flag) {
-  quiver::Declare({PropertyKind::kStructureReference, nullptr, &holder, nullptr, owner, name, description,
-                   direction, flag});
+  DeclareReference({PropertyKind::kStructureReference, nullptr, &holder, nullptr, owner, name, description,
+                    direction, flag});
 }
 void QV_VirtualBase::AddProperty(QV_VirtualBase& holder, QV_Container* owner, const char* name,
                                  const char* description, QV_Direction direction, bool flag) {
-  quiver::Declare(
+  DeclareReference(
       {PropertyKind::kVirtual, nullptr, nullptr, &holder, owner, name, description, direction, flag});
 }

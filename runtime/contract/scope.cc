@@ -7,6 +7,7 @@
 
 #include "runtime/contract/host_access.h"
 #include "runtime/contract/instance.h"
+#include "runtime/contract/memory.h"
 #include "runtime/contract/names.h"
 
 namespace quiver {
@@ -23,7 +24,9 @@ std::vector<QV_COMPONENTLISTNAME*>& ComponentLists() {
 }
 }  // namespace
 
-void PushComponentList(QV_COMPONENTLISTNAME* list) { ComponentLists().push_back(list); }
+void PushComponentList(QV_COMPONENTLISTNAME* list) {
+  NotingMemory([&] { ComponentLists().push_back(list); });
+}
 void PopComponentList() {
   if (!ComponentLists().empty()) ComponentLists().pop_back();
 }
@@ -56,9 +59,11 @@ QV_Type* Scope::BindGlobal(QV_ExternalBase& reference, const char* name) {
                     name, HeldTypeName(global->reference_type.name()), HeldTypeName(type.name())));
     return nullptr;
   }
-  QV_Type* object = HostAccess::NewTarget(reference);
-  if (!object) return nullptr;
+  std::unique_ptr<QV_Type> made(MakeTarget(reference));
+  if (!made) return nullptr;
+  QV_Type* object = made.get();
   globals_.push_back(std::make_unique<Global>(Global{name, type, object}));
+  made.release();
   by_name_[UpperCase(name)] = globals_.back().get();
   if (auto* holder = dynamic_cast<QV_VarParam*>(object)) {
     HostAccess::SetFlag(*holder, HostAccess::kGlobalFlag);
@@ -71,15 +76,15 @@ QV_Type* Scope::BindGlobal(QV_ExternalBase& reference, const char* name) {
 
 QV_Type* Scope::SampleFor(QV_ExternalBase& reference) {
   auto& sample = samples_[typeid(reference)];
-  if (!sample) sample.reset(HostAccess::NewTarget(reference));
+  if (!sample) sample.reset(MakeTarget(reference));
   return sample.get();
 }
 
 int Scope::Number(QV_VarParam& holder) {
   int& number = HostAccess::Number(holder);
   if (number < 0) {
-    number = Count();
     holders_.push_back(&holder);
+    number = Count() - 1;
   }
   return number;
 }

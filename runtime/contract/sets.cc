@@ -29,6 +29,7 @@ constexpr long long kLargestSet = 100'000'000;  // beyond it a range is taken fo
 SetStorage* SetStorage::Lasting(SetStorage set) {
   static std::mutex mutex;
   static std::unordered_multimap<size_t, std::unique_ptr<SetStorage>> sets;
+  if (set == Empty()) return &Empty();
   size_t hash = set.is_text;
   for (const int value : set.integers) hash = hash * 0x9E3779B97F4A7C15u + static_cast<unsigned>(value);
   for (const std::string& value : set.texts)
@@ -93,9 +94,10 @@ std::string SetStorage::Describe() const {
   return all;
 }
 
+// Takes no memory: it is what a set that cannot be told apart from none reads as.
 SetStorage& SetStorage::Empty() {
-  static SetStorage* const empty = Lasting({});
-  return *empty;
+  static SetStorage empty;
+  return empty;
 }
 
 namespace {

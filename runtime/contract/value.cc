@@ -2,6 +2,7 @@
 #include "host/value.h"
 
 #include <cstring>
+#include <new>
 
 #include "runtime/contract/host_access.h"
 #include "runtime/contract/set_storage.h"
@@ -10,6 +11,7 @@ namespace {
 const char* Copy(const char* text) {
   const size_t size = std::strlen(text ? text : "") + 1;
   char* copy = static_cast<char*>(MyAllocate(size));
+  if (!copy) throw std::bad_alloc();
   std::memcpy(copy, text ? text : "", size);
   return copy;
 }

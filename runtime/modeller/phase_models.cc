@@ -2,10 +2,14 @@
 #include "host/modeller/phase_models.h"
 
 #include <array>
+#include <memory>
+#include <new>
 #include <span>
+#include <utility>
 
 #include "procedures/procedure_class.h"
 #include "runtime/contract/host_access.h"
+#include "runtime/contract/memory.h"
 #include "runtime/contract/procedure_fault.h"
 #include "runtime/contract/scope.h"
 #include "runtime/modeller/phase_models.h"
@@ -138,8 +142,10 @@ void PhasesRoutine(double* values, long long* input_sizes, double*, long long*, 
           ++offset;
         });
     *failure = 0;
+  } catch (const std::bad_alloc&) {
+    NoteOutOfMemory();
   } catch (const std::exception& error) {
-    SetRoutineReason(error.what());
+    NotingMemory([&] { SetRoutineReason(error.what()); });
   }
 }
 
@@ -158,11 +164,13 @@ void HandOver(QV_PHASEPROPERTIES& model, int phases, FlashKind kind, QV_DynamicP
   procedure.LastArgument();
 }
 
-// Calls use(a new procedure) of the class that fits the number of phases.
+// Calls use(a new procedure) of the class that fits the number of phases. Throws std::bad_alloc.
 template <class Use>
-QV_ProcedureType* WithProcedure(QV_PHASEPROPERTIES& model, int phases, Use use) {
-  const auto make = [&](auto* procedure) -> QV_ProcedureType* {
-    use(*procedure, FlashKindOf(model.FLASHTYPE.StringValue()));
+std::unique_ptr<QV_ProcedureType> WithProcedure(QV_PHASEPROPERTIES& model, int phases, Use use) {
+  const auto make = [&](auto* made) -> std::unique_ptr<QV_ProcedureType> {
+    if (!made) throw std::bad_alloc();
+    std::unique_ptr<QV_ProcedureType> procedure(made);
+    use(*made, FlashKindOf(model.FLASHTYPE.StringValue()));
     return procedure;
   };
   if (phases == 3) return make(new QVProc_PPHASES3(true, 0, &model.ComponentList));
@@ -235,6 +243,8 @@ int QV_PHASEPROPERTIES::ExecuteAssignments(int a, int b) {
             start(static_cast<QV_VarParam&>(fractions.At(i)), state[row.what][static_cast<size_t>(i)].value);
         });
     for (long long i = 0; i < Z.Count(); ++i) start(static_cast<QV_VarParam&>(Z.At(i)), equal[0]);
+  } catch (const std::bad_alloc&) {
+    return kQvOutOfMemory;
   } catch (const std::exception&) {
     // No start: what is wrong with components or range is told when the equations are evaluated.
   }
@@ -245,11 +255,13 @@ int QV_PHASEPROPERTIES::SetUpEquations() {
   int counter = QV_GENERICMODEL::SetUpEquations();
   if (counter < 0) return counter;
   first_group_ = m_stLastGroup;
-  delete quiver::WithProcedure(*this, phases_, [&](auto& procedure, quiver::FlashKind kind) {
-    quiver::HandOver(*this, phases_, kind, procedure);
-    procedure.NZAndEqnContribution(this, first_group_ + 1, counter);
+  return quiver::NotingMemory([&] {
+    quiver::WithProcedure(*this, phases_, [&](auto& procedure, quiver::FlashKind kind) {
+      quiver::HandOver(*this, phases_, kind, procedure);
+      procedure.NZAndEqnContribution(this, first_group_ + 1, counter);
+    });
+    return SetLocalEqnCount(counter);
   });
-  return SetLocalEqnCount(counter);
 }
 
 int QV_PHASEPROPERTIES::JacPattern(long long*& pattern, long long*& pattern_end,
@@ -257,14 +269,17 @@ int QV_PHASEPROPERTIES::JacPattern(long long*& pattern, long long*& pattern_end,
   ResetExpressions();
   int counter = QV_GENERICMODEL::JacPattern(pattern, pattern_end, equations);
   if (counter < 0) return counter;
-  delete procedure_;
-  procedure_ = quiver::WithProcedure(*this, phases_, [&](auto& procedure, quiver::FlashKind kind) {
-    quiver::HandOver(*this, phases_, kind, procedure);  // sizes
-    quiver::HandOver(*this, phases_, kind, procedure);  // stores
-    procedure.CreateEquationsAndSetGroup(first_group_ + 1, true, pattern, pattern_end, counter,
-                                         static_cast<QV_ModelTypeEx*>(this), "PhaseProperties", false);
+  delete std::exchange(procedure_, nullptr);
+  return quiver::NotingMemory([&] {
+    const auto emit = [&](auto& procedure, quiver::FlashKind kind) {
+      quiver::HandOver(*this, phases_, kind, procedure);  // sizes
+      quiver::HandOver(*this, phases_, kind, procedure);  // stores
+      procedure.CreateEquationsAndSetGroup(first_group_ + 1, true, pattern, pattern_end, counter,
+                                           static_cast<QV_ModelTypeEx*>(this), "PhaseProperties", false);
+    };
+    procedure_ = quiver::WithProcedure(*this, phases_, emit).release();
+    return counter;
   });
-  return counter;
 }
 
 QV_PVAP::QV_PVAP(bool, QV_Container* owner) : QV_PHASEPROPERTIES(kVapour, "Model PVAP", owner) {}

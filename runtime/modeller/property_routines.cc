@@ -6,10 +6,12 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <new>
 #include <span>
 #include <string>
 #include <vector>
 
+#include "runtime/contract/memory.h"
 #include "runtime/contract/procedure_fault.h"
 #include "runtime/contract/scope.h"
 #include "runtime/contract/set_storage.h"
@@ -85,8 +87,10 @@ void Routine(double* values, long long* input_sizes, double*, long long* output_
     if (!list) throw PropertyError("the routine was called without a component list.");
     body(*PackageOf(*list), Arguments(values, input_sizes, output_sizes, input_offsets, output_offsets));
     *failure = 0;
+  } catch (const std::bad_alloc&) {
+    NoteOutOfMemory();
   } catch (const std::exception& error) {
-    SetRoutineReason(error.what());
+    NotingMemory([&] { SetRoutineReason(error.what()); });
   }
 }
 

@@ -69,7 +69,9 @@ QV_ModelType* ModelLibrary::Create(std::string_view model) const {
   auto* created = dynamic_cast<QV_ModelType*>(object);
   if (!created) {
     if (object) object->Release();
-    throw Error(fmt::format("model {} could not be constructed.", name));
+    throw Error(fmt::format(
+        "model {} could not be constructed: memory ran out, or one of its properties could not be made.",
+        name));
   }
   return created;
 }

@@ -5,6 +5,7 @@
 
 #include "runtime/contract/error.h"
 #include "runtime/contract/host_access.h"
+#include "runtime/contract/memory.h"
 #include "runtime/contract/names.h"
 #include "runtime/contract/set_storage.h"
 
@@ -20,7 +21,10 @@ void Collect(Instance& instance, std::vector<Instance*>& all) {
 
 }  // namespace
 
-Flowsheet::Flowsheet(const ModelSource& library) : library_(&library) { SetComponents({}); }
+Flowsheet::Flowsheet(const ModelSource& library) : library_(&library) {
+  TakeOutOfMemory();  // what became of another simulation is not told to this one
+  SetComponents({});
+}
 
 void Flowsheet::SetComponents(std::vector<std::string> names) {
   components_ = std::move(names);
@@ -42,7 +46,9 @@ Instance& Flowsheet::AddBlock(const std::string& name, std::string_view model) {
 }
 
 Instance& Flowsheet::AddBlock(const std::string& name, QV_ModelType* object) {
+  std::unique_ptr<QV_ModelType, decltype([](QV_ModelType* one) { one->Release(); })> owned(object);
   objects_.push_back(object);
+  owned.release();
   const size_t structures = scope_.structures.size();
   Instance& instance = ConstructInstance(scope_, *object, nullptr, name.c_str());
   blocks_.push_back(&instance);
@@ -72,6 +78,7 @@ void Flowsheet::SizeAndAssign(const std::function<void()>& give_values) {
       const size_t parts = SubInstances(*all[i]).size();
       const CurrentGuard guard({&scope_, all[i], nullptr, nullptr});
       all[i]->object().SetDims();
+      ExpectMemory(*all[i], "its arrays were sized");
       const int made = ConstructArrayElements(*all[i]);
       // Sub-models come and go behind their owner: those already sized stay in front of `i`.
       if (made > 0 || SubInstances(*all[i]).size() != parts) all = Instances();
@@ -89,7 +96,10 @@ void Flowsheet::SizeAndAssign(const std::function<void()>& give_values) {
     }
     for (Instance* instance : all) {
       const CurrentGuard guard({&scope_, instance, nullptr, nullptr});
-      if (auto* model = dynamic_cast<QV_ModelType*>(&instance->object())) model->ExecuteAssignments(round, 0);
+      auto* model = dynamic_cast<QV_ModelType*>(&instance->object());
+      const int status = model ? model->ExecuteAssignments(round, 0) : 0;
+      if (TakeOutOfMemory() || status == kQvOutOfMemory)
+        ThrowOutOfMemory(*instance, "its defaults were assigned");
     }
   }
   scope_.Fault(

@@ -3,9 +3,12 @@
 
 #include <fmt/format.h>
 
+#include <memory>
+
 #include "host/model_type.h"
 #include "runtime/contract/host_access.h"
 #include "runtime/contract/instance.h"
+#include "runtime/contract/memory.h"
 #include "runtime/contract/names.h"
 
 namespace quiver {
@@ -72,10 +75,10 @@ void EmissionRecord::Equation(const char* name, int index, int group) {
 }
 
 void EmissionRecord::ProcedureEquation(QV_ProcedureEquationType* equation, int index) {
+  const std::unique_ptr<QV_ProcedureEquationType> owned(equation);
   Equation(HostAccess::Name(*equation), index, HostAccess::Group(*equation));
   equations.back().procedure = HostAccess::Procedure(*equation);
   equations.back().output_element = HostAccess::Number(*equation) - 1;
-  delete equation;
 }
 
 void EmissionRecord::ProcedureExpression(QV_ProcedureType* procedure, int output_element, int index,
@@ -257,6 +260,7 @@ void ReadEquations(Instance& instance, InstanceRecord& record, Readings* reading
   record.result = 0;
   if (!model) return;
   ++instance.scope().equations_told;
+  const auto out_of_memory = [&] { return TakeOutOfMemory() || record.result == kQvOutOfMemory; };
   const auto failed = [&](const char* operation) {
     instance.scope().Fault(
         fmt::format("{}: {} failed with status {}.", InstanceName(instance), operation, record.result));
@@ -265,6 +269,7 @@ void ReadEquations(Instance& instance, InstanceRecord& record, Readings* reading
     const CurrentGuard guard({&instance.scope(), &instance, &record.set_up, nullptr, readings});
     record.result = model->SetUpEquations();
   }
+  if (out_of_memory()) ThrowOutOfMemory(instance, "its equations were set up");
   if (record.result < 0) return failed("SetUpEquations");
 
   for (QV_VarParam* variable : record.set_up.nonzeros) instance.scope().Number(*variable);
@@ -275,6 +280,7 @@ void ReadEquations(Instance& instance, InstanceRecord& record, Readings* reading
     const CurrentGuard guard({&instance.scope(), &instance, nullptr, &record.emission, readings});
     record.result = model->JacPattern(next, end, nullptr);
   }
+  if (out_of_memory()) ThrowOutOfMemory(instance, "its equations were emitted");
   if (record.result < 0) return failed("JacPattern");
   record.emission.ExpectClosed();
   pattern.resize(static_cast<size_t>(next - pattern.data()));

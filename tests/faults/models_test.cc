@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: Apache-2.0
+// Memory that runs out at any place while any model of the catalogue is created, driven, solved and released: the caller is
+// told what it was that had no memory, nothing stays behind, and the next simulation is as good as if nothing had been.
+//
+// Every allocation is made to fail up to a number, then some of the rest; all of them with QUIVER_ALL_FAULTS=1.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "runtime/cases/installation.h"
+#include "runtime/contract/error.h"
+#include "runtime/contract/host_access.h"
+#include "runtime/solve/block_solver.h"
+#include "runtime/system/equation_system.h"
+#include "runtime/system/flowsheet.h"
+#include "tests/faults/failing_memory.h"
+
+using namespace quiver;
+using namespace quiver::tests;
+
+namespace {
+
+const ModelLibraries& Catalogue() {
+  static const ModelLibraries& libraries = UseLibraries();
+  return libraries;
+}
+
+// From creation to release; the residuals at the start and the values after an attempt to solve.
+std::vector<double> Drive(const std::string& model) {
+  Flowsheet sheet(Catalogue());
+  sheet.SetComponents({"water", "nitrogen"});
+  sheet.AddBlock("b", model);
+  sheet.SizeAndAssign([] {});
+  for (int i = 0; i < sheet.scope().Count(); ++i) {
+    QV_VarParam* holder = sheet.scope().Holder(i);
+    const bool number = holder && (HostAccess::KindOf(*holder) == HostAccess::kReal ||
+                                   HostAccess::KindOf(*holder) == HostAccess::kInteger);
+    if (number && !holder->IsVariable() && !HasValue(*holder)) SetFromValue(*holder, 1, Origin::kUser);
+  }
+  sheet.ThrowFaults();
+  EquationSystem system(sheet);
+  std::vector<double> x = system.StartValues(), results(static_cast<size_t>(system.EquationCount()));
+  std::vector<int> all(results.size());
+  for (size_t e = 0; e < all.size(); ++e) all[e] = static_cast<int>(e);
+  system.DecideAlternatives(all, x.data());
+  system.Evaluate(all, x.data(), results.data(), nullptr);
+  SolveOptions options;
+  options.max_iterations = 3;
+  Solve(system, options, x);
+  results.insert(results.end(), x.begin(), x.end());
+  return results;
+}
+
+bool SameBits(const std::vector<double>& a, const std::vector<double>& b) {
+  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(double)) == 0;
+}
+
+// What came of a drive in which the n-th allocation failed; "" where there are fewer.
+std::string Outcome(const std::string& model, Memory memory, long long n, bool lasting) {
+  try {
+    const FailingMemory plan(memory, n, lasting);
+    Drive(model);
+  } catch (const std::bad_alloc&) {
+    return "bad_alloc";
+  } catch (const Error& error) {
+    return error.what();
+  }
+  return FailingMemory::Failed() ? "nothing was told" : "";
+}
+
+const bool all_faults = std::getenv("QUIVER_ALL_FAULTS") != nullptr;
+
+long long Next(long long n, long long every) { return all_faults || n < every ? n + 1 : n + 1 + n / 5; }
+
+struct Tally {
+  long long faults = 0, named = 0;
+};
+
+// Fails the allocations of one kind one after another.
+void FailOneByOne(const std::string& model, Memory memory, bool lasting, Tally& tally) {
+  const std::vector<double> before = Drive(model);
+  for (long long n = 1;; n = Next(n, 25)) {
+    const long long alive = BlocksAlive();
+    {
+      const std::string outcome = Outcome(model, memory, n, lasting);
+      if (outcome.empty()) break;
+      ++tally.faults;
+      tally.named += outcome != "bad_alloc";
+      ASSERT_THAT(outcome, testing::AnyOf("bad_alloc", testing::HasSubstr("memory ran out")))
+          << model << ", allocation " << n;
+    }
+    ASSERT_EQ(BlocksAlive(), alive) << model << ", allocation " << n;
+  }
+  EXPECT_TRUE(SameBits(Drive(model), before)) << model;
+}
+
+}  // namespace
+
+TEST(Faults, HostMemoryFailsInEveryModel) {
+  Tally tally;
+  for (const std::string& model : Catalogue().ModelNames()) FailOneByOne(model, Memory::kHost, false, tally);
+  RecordProperty("faults", static_cast<int>(tally.faults));
+  EXPECT_GT(tally.named, 0);
+}
+
+TEST(Faults, NewFailsInEveryModel) {
+  Tally tally;
+  for (const std::string& model : Catalogue().ModelNames()) FailOneByOne(model, Memory::kNew, false, tally);
+  RecordProperty("faults", static_cast<int>(tally.faults));
+  EXPECT_GT(tally.named, 0);
+}
