@@ -46,6 +46,12 @@ std::string Assigned(QV_VarParam& holder) {
 
 using Entries = std::map<std::string, std::string>;
 
+std::string Lines(const Entries& entries) {
+  std::string lines;
+  for (const auto& [name, text] : entries) lines += name + text + "\n";
+  return lines;
+}
+
 Entries Assignments(const std::string& model, const std::string& settings) {
   ModelRun run(model, {"water", "propane"}, settings);
   const Instance& instance = *run.flowsheet().blocks().front();
@@ -100,7 +106,7 @@ TEST(Defaults, are_those_of_the_table) {
         return before != base->second.end() && before->second == entry.second;
       });
     }
-    EXPECT_EQ(found, expected) << name;
+    EXPECT_EQ(Lines(found), Lines(expected)) << name;
   }
 }
 
