@@ -56,6 +56,11 @@ const std::vector<Inlet>& Inlets() {
        "VALIDPHASES: Vapor-Liquid-Liquid",
        "T: 60, P: 10, P_OUT: 1, Z: [0.4, 0.3, 0.3]",
        {"Schmidt-Westphal", "Henry-Fauske Frozen", "Ideal HEM (DIERS)", "Ideal HEM (Simpson)", "Diener"}},
+      {"free water and vapor",
+       "water, n-hexane, methane",
+       "VALIDPHASES: Vapor-Liquid-FreeWater",
+       "T: 60, P: 10, P_OUT: 1, Z: [0.4, 0.3, 0.3]",
+       {"Schmidt-Westphal", "Henry-Fauske Frozen", "Ideal HEM (DIERS)", "Ideal HEM (Simpson)", "Diener"}},
   };
   return inlets;
 }
