@@ -19,6 +19,13 @@ std::span<const Row> Rows(const SharedLibrary& library, const char* symbol) {
   return {rows, static_cast<size_t>(count)};
 }
 
+// By name, then by what the system says, which some (wine) do not know of a library that is open.
+bool SameFile(const std::filesystem::path& a, const std::filesystem::path& b) {
+  std::error_code unknown;
+  return std::filesystem::weakly_canonical(a, unknown) == std::filesystem::weakly_canonical(b, unknown) ||
+         std::filesystem::equivalent(a, b, unknown);
+}
+
 Error UnknownModel(std::string_view model, const std::vector<std::string>& names) {
   return Error(fmt::format("unknown model {}: {}", model, Suggest(model, names)));
 }
@@ -77,9 +84,8 @@ QV_ModelType* ModelLibrary::Create(std::string_view model) const {
 }
 
 void ModelLibraries::Add(const std::filesystem::path& path) {
-  std::error_code unreadable;
   for (const auto& open : libraries_)
-    if (std::filesystem::equivalent(open->path(), path, unreadable)) return;
+    if (SameFile(open->path(), path)) return;
   auto library = std::make_unique<ModelLibrary>(path);
   for (const QV_ModelRow& row : library->models())
     if (const ModelLibrary* other = LibraryOf(row.name))
