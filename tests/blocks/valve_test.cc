@@ -63,6 +63,11 @@ TEST(Valve, passes_both_ways) {
   const SolvedCase forward = Valve("nitrogen", "Vapor-Only", fmt::format("T: {}, P: 10", back["v.PVAP(1).T"]),
                                    "TRIM.CVMAX: 100, TRIM.POS: 50, OUT_P.P: 8");
   EXPECT_NEAR(forward["v.W"], -back["v.W"], 1e-4 * forward["v.W"]);
+  EXPECT_NEAR(back["v.P_DROP"], -2, 1e-9);
+  // Backwards it chokes as well, with the expansion factor of 2/3.
+  EXPECT_NEAR(flow(1, 10)["v.W"], flow(2.9, 10)["v.W"], 1e-6 * std::abs(flow(1, 10)["v.W"]));
+  EXPECT_LT(flow(1, 10)["v.W"], 1.001 * flow(3.5, 10)["v.W"]);
+  EXPECT_NEAR(flow(1, 10)["v.Y"], 2 / 3.0, 1e-9);
 }
 
 }  // namespace
