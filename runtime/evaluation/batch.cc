@@ -131,7 +131,7 @@ void Batch::AddPart(const EquationList& equations, const Copies& copies, const s
   JointFormulas joint(part.variable_count + static_cast<int>(part.parameters.size()));
   std::vector<int> outputs, values;                // nodes
   std::vector<int> waiting_rows, waiting_entries;  // for their turn
-  std::vector<TurnOfNodes> turns, value_turns;
+  std::vector<int> turns, value_turns;             // their ends among the outputs
   Results next{
       static_cast<int>(first_member), 0,
       static_cast<int>(copies.Place(0, static_cast<int>(first_member)).entry - copies.Place(0, 0).entry), 0};
@@ -165,8 +165,8 @@ void Batch::AddPart(const EquationList& equations, const Copies& copies, const s
     next.members = take(waiting_rows, last, outputs);
     values.insert(values.end(), outputs.end() - next.members, outputs.end());
     next.entries = take(waiting_entries, last, outputs);
-    turns.push_back({joint.builder().size(), static_cast<int>(outputs.size())});
-    value_turns.push_back({joint.builder().size(), static_cast<int>(values.size())});
+    turns.push_back(static_cast<int>(outputs.size()));
+    value_turns.push_back(static_cast<int>(values.size()));
     part.results.push_back(next);
     next = {next.first_member + next.members, 0, next.first_entry + next.entries, 0};
   }
@@ -216,8 +216,7 @@ void Batch::RunPart(const Part& part, int first, int lanes, const double* x, dou
   }
   for (; row < inputs; ++row) {
     const double* const values = part.parameters[row - variables].data() + first;
-    for (int i = 0; i < RoundUpToVector(lanes); ++i)
-      scratch.rows[row].lane[i] = values[std::min(i, lanes - 1)];
+    for (int i = 0; i < BlockWidth(lanes); ++i) scratch.rows[row].lane[i] = values[std::min(i, lanes - 1)];
   }
 
   const Program& program = entries ? part.gradients : part.values;

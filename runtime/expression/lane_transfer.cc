@@ -17,12 +17,12 @@ namespace quiver {
 
 void Gather(const double* x, const int* places, int stride, int lanes, double* row) {
   for (int i = 0; i < lanes; ++i) row[i] = x[places[static_cast<std::ptrdiff_t>(i) * stride]];
-  for (int i = lanes; i < RoundUpToVector(lanes); ++i) row[i] = row[lanes - 1];
+  for (int i = lanes; i < BlockWidth(lanes); ++i) row[i] = row[lanes - 1];
 }
 
 void GatherAffine(const double* x, long long first, long long step, int lanes, double* row) {
   for (int i = 0; i < lanes; ++i) row[i] = x[first + step * i];
-  for (int i = lanes; i < RoundUpToVector(lanes); ++i) row[i] = row[lanes - 1];
+  for (int i = lanes; i < BlockWidth(lanes); ++i) row[i] = row[lanes - 1];
 }
 
 void ScatterAffine(const double* row, long long first, long long step, int lanes, double* x) {
@@ -39,7 +39,7 @@ void GatherRowsPlain(const double* from, long long step, int lanes, Lanes* rows,
   for (int k = 0; k < count; ++k) {
     double* const row = rows[k].lane;
     for (int i = 0; i < lanes; ++i) row[i] = from[step * i + k];
-    for (int i = lanes; i < RoundUpToVector(lanes); ++i) row[i] = row[lanes - 1];
+    for (int i = lanes; i < BlockWidth(lanes); ++i) row[i] = row[lanes - 1];
   }
 }
 
@@ -49,56 +49,40 @@ void ScatterRowsPlain(const double* const* rows, int count, int lanes, double* t
 }
 
 #ifdef QUIVER_WIDE_MACHINES
-// Eight rows of eight numbers become eight columns, in registers.
-QUIVER_FOR_AVX512 inline void Transpose(__m512d (&r)[8]) {
-  const __m512i low_pairs = _mm512_setr_epi64(0, 1, 8, 9, 4, 5, 12, 13);
-  const __m512i high_pairs = _mm512_setr_epi64(2, 3, 10, 11, 6, 7, 14, 15);
-  __m512d t[8], u[8];
-  for (int k = 0; k < 8; k += 2) {
-    t[k] = _mm512_unpacklo_pd(r[k], r[k + 1]);
-    t[k + 1] = _mm512_unpackhi_pd(r[k], r[k + 1]);
-  }
-  for (int k = 0; k < 8; k += 4) {
-    u[k] = _mm512_permutex2var_pd(t[k], low_pairs, t[k + 2]);
-    u[k + 1] = _mm512_permutex2var_pd(t[k + 1], low_pairs, t[k + 3]);
-    u[k + 2] = _mm512_permutex2var_pd(t[k], high_pairs, t[k + 2]);
-    u[k + 3] = _mm512_permutex2var_pd(t[k + 1], high_pairs, t[k + 3]);
-  }
-  for (int k = 0; k < 4; ++k) {
-    r[k] = _mm512_shuffle_f64x2(u[k], u[k + 4], 0x44);
-    r[k + 4] = _mm512_shuffle_f64x2(u[k], u[k + 4], 0xEE);
+// Two numbers at `low` and two at `high`: taken together while they are loaded, which leaves little to be shuffled. Wider
+// vectors would shuffle more, and their stores would cross more cache lines.
+QUIVER_FOR_AVX2 inline __m256d Pairs(const double* low, const double* high) {
+  return _mm256_insertf128_pd(_mm256_castpd128_pd256(_mm_loadu_pd(low)), _mm_loadu_pd(high), 1);
+}
+
+QUIVER_FOR_AVX2 void GatherRowsAvx2(const double* from, long long step, int lanes, Lanes* rows, int count) {
+  const int even = count / 2 * 2;
+  for (int i = 0; i < BlockWidth(lanes); i += 4) {
+    const double* instance[4];
+    for (int n = 0; n < 4; ++n) instance[n] = from + step * std::min(i + n, lanes - 1);
+    for (int k = 0; k < even; k += 2) {
+      const __m256d a = Pairs(instance[0] + k, instance[2] + k), b = Pairs(instance[1] + k, instance[3] + k);
+      _mm256_store_pd(rows[k].lane + i, _mm256_unpacklo_pd(a, b));
+      _mm256_store_pd(rows[k + 1].lane + i, _mm256_unpackhi_pd(a, b));
+    }
+    if (even < count)
+      for (int n = 0; n < 4; ++n) rows[even].lane[i + n] = instance[n][even];
   }
 }
 
-QUIVER_FOR_AVX512 void GatherRowsAvx512(const double* from, long long step, int lanes, Lanes* rows,
-                                        int count) {
-  for (int k = 0; k < count; k += 8) {
-    const int width = std::min(8, count - k);
-    const auto mask = static_cast<__mmask8>((1 << width) - 1);
-    for (int i = 0; i < lanes; i += 8) {
-      __m512d block[8];
-      for (int n = 0; n < 8; ++n)
-        block[n] = _mm512_maskz_loadu_pd(mask, from + step * std::min(i + n, lanes - 1) + k);
-      Transpose(block);
-      for (int n = 0; n < width; ++n) _mm512_store_pd(rows[k + n].lane + i, block[n]);
+QUIVER_FOR_AVX2 void ScatterRowsAvx2(const double* const* rows, int count, int lanes, double* to,
+                                     long long step) {
+  const int fours = count / 4 * 4, pairs = lanes / 2 * 2;
+  for (int i = 0; i < pairs; i += 2) {
+    for (int k = 0; k < fours; k += 4) {
+      const __m256d a = Pairs(rows[k] + i, rows[k + 2] + i), b = Pairs(rows[k + 1] + i, rows[k + 3] + i);
+      _mm256_storeu_pd(to + step * i + k, _mm256_unpacklo_pd(a, b));
+      _mm256_storeu_pd(to + step * (i + 1) + k, _mm256_unpackhi_pd(a, b));
     }
   }
-}
-
-QUIVER_FOR_AVX512 void ScatterRowsAvx512(const double* const* rows, int count, int lanes, double* to,
-                                         long long step) {
-  for (int k = 0; k < count; k += 8) {
-    const int width = std::min(8, count - k);
-    const auto mask = static_cast<__mmask8>((1 << width) - 1);
-    for (int i = 0; i < lanes; i += 8) {
-      __m512d block[8];
-      for (int n = 0; n < 8; ++n)
-        block[n] = n < width ? _mm512_loadu_pd(rows[k + n] + i) : _mm512_setzero_pd();
-      Transpose(block);
-      const int instances = std::min(8, lanes - i);
-      for (int n = 0; n < instances; ++n) _mm512_mask_storeu_pd(to + step * (i + n) + k, mask, block[n]);
-    }
-  }
+  ScatterRowsPlain(rows + fours, count - fours, pairs, to + fours, step);
+  if (pairs < lanes)
+    for (int k = 0; k < count; ++k) to[step * pairs + k] = rows[k][pairs];
 }
 #endif
 
@@ -106,16 +90,16 @@ QUIVER_FOR_AVX512 void ScatterRowsAvx512(const double* const* rows, int count, i
 
 void GatherRows(const double* from, long long step, int lanes, Lanes* rows, int count) {
 #ifdef QUIVER_WIDE_MACHINES
-  if (count > 1 && CurrentMachine() == Machine::kAvx512)
-    return GatherRowsAvx512(from, step, lanes, rows, count);
+  if (count > 1 && CurrentMachine() != Machine::kBaseline)
+    return GatherRowsAvx2(from, step, lanes, rows, count);
 #endif
   GatherRowsPlain(from, step, lanes, rows, count);
 }
 
 void ScatterRows(const double* const* rows, int count, int lanes, double* to, long long step) {
 #ifdef QUIVER_WIDE_MACHINES
-  if (count > 1 && CurrentMachine() == Machine::kAvx512)
-    return ScatterRowsAvx512(rows, count, lanes, to, step);
+  if (count > 1 && CurrentMachine() != Machine::kBaseline)
+    return ScatterRowsAvx2(rows, count, lanes, to, step);
 #endif
   ScatterRowsPlain(rows, count, lanes, to, step);
 }

@@ -37,17 +37,34 @@ struct Loop {
 template <int fixed>
 struct Loop<Operator::kPower, fixed> {
   QUIVER_INLINE static void Run(double* target, const double* a, const double* b, const double*, int lanes) {
+    namespace detail = vector_math::detail;
     double base[kLanes];  // the target may be an operand
-    double exponent[kLanes];
+    double exponent[kLanes], upper[kLanes], lower[kLanes], n[kLanes];
     const double a0 = *a, b0 = *b;
     std::int64_t others = 0;  // as wide as the numbers, so that counting is vector code too
     QUIVER_NO_DEPENDENCE for (int i = 0; i < lanes; ++i) {
       base[i] = fixed & 1 ? a0 : a[i];
       exponent[i] = fixed & 2 ? b0 : b[i];
       others |= vector_math::IsOrdinaryPow(base[i], exponent[i]) ? 0 : 1;
+      const detail::Parts parts = detail::Split(base[i]);
+      const detail::Sum argument = detail::LogArgument(parts.m);
+      n[i] = parts.k;
+      upper[i] = argument.upper;
+      lower[i] = argument.lower;
     }
     QUIVER_NO_DEPENDENCE for (int i = 0; i < lanes; ++i) {
-      target[i] = vector_math::PowOrdinary(base[i], exponent[i]);
+      const detail::Sum log = detail::Log2({upper[i], lower[i]}, n[i]);
+      upper[i] = log.upper;
+      lower[i] = log.lower;
+    }
+    QUIVER_NO_DEPENDENCE for (int i = 0; i < lanes; ++i) {
+      const detail::ReducedPower power = detail::Reduce({upper[i], lower[i]}, exponent[i]);
+      n[i] = power.n;
+      upper[i] = power.reduced;
+      lower[i] = power.lost;
+    }
+    QUIVER_NO_DEPENDENCE for (int i = 0; i < lanes; ++i) {
+      target[i] = detail::PowerOf({n[i], upper[i], lower[i]});
     }
     if (others == 0) return;
     for (int i = 0; i < lanes; ++i) {
@@ -78,13 +95,11 @@ struct Loop<Operator::kPowerByBase> {
   }
 };
 
-QUIVER_INLINE void RunSteps(std::span<const Instruction> code, const double* const* rows, int lanes) {
+// One operation from row to row.
+QUIVER_INLINE void RunRow(Operator op, int fixed, double* target, const double* a, const double* b,
+                          const double* c, int lanes) {
   lanes &= -kVectorLanes;  // tells the compiler that there is no rest
-  for (const Instruction& step : code) {
-    // Results of steps lie in the evaluator's own memory.
-    double* const target = const_cast<double*>(rows[step.target]);
-    const double *a = rows[step.a], *b = rows[step.b], *c = rows[step.c];
-    switch (static_cast<int>(step.op) * 4 + step.fixed) {
+  switch (static_cast<int>(op) * 4 + fixed) {
 #define QUIVER_CASE(name, fixed)                                 \
   case static_cast<int>(Operator::k##name) * 4 + fixed:          \
     Loop<Operator::k##name, fixed>::Run(target, a, b, c, lanes); \
@@ -94,32 +109,118 @@ QUIVER_INLINE void RunSteps(std::span<const Instruction> code, const double* con
 #define INTERNAL(code, name, ...) QUIVER_CASE(name, 0)
 #include "runtime/expression/operators.def"
 #undef QUIVER_CASE
-      default:
-        assert(false);
-    }
+    default:
+      assert(false);
   }
 }
 
-using StepRunner = void(std::span<const Instruction> code, const double* const* rows, int lanes);
+using RowRunner = void(Operator op, int fixed, double* target, const double* a, const double* b,
+                       const double* c, int lanes);
 
-void RunBaseline(std::span<const Instruction> code, const double* const* rows, int lanes) {
-  RunSteps(code, rows, lanes);
+constexpr int Form(Operator op, Source a, Source b = Source::kRegister) {
+  return static_cast<int>(op) * 16 + static_cast<int>(a) * 4 + static_cast<int>(b);
 }
-#ifdef QUIVER_WIDE_MACHINES
-QUIVER_FOR_AVX2 void RunAvx2(std::span<const Instruction> code, const double* const* rows, int lanes) {
-  RunSteps(code, rows, lanes);
-}
-QUIVER_FOR_AVX512 void RunAvx512(std::span<const Instruction> code, const double* const* rows, int lanes) {
-  RunSteps(code, rows, lanes);
-}
-#endif
 
-StepRunner* RunnerFor([[maybe_unused]] Machine machine) {
+// A number of vectors of `bytes`, which the compiler keeps in registers from step to step. Arithmetic between neighbouring
+// steps then costs no memory at all, and there are no loops, whose jumps would drive the jumps from step to step out of the
+// processor's memory of them.
+template <int bytes, int count>
+struct Piece {
+  typedef double Vector [[gnu::vector_size(bytes), gnu::may_alias]];
+  static constexpr int kVectorWidth = bytes / static_cast<int>(sizeof(double)), kWidth = count * kVectorWidth;
+
+  QUIVER_INLINE static void Run(std::span<const Instruction> code, const double* const* rows, int first,
+                                RowRunner* run_row) {
+    Vector last[count] = {};
+    const auto vector = [](const double* row, int i) -> const Vector& {
+      return *reinterpret_cast<const Vector*>(row + i * kVectorWidth);
+    };
+    for (const Instruction& step : code) {
+      const auto a = [&](int i) -> const Vector& { return vector(rows[step.a] + first, i); };
+      const auto b = [&](int i) -> const Vector& { return vector(rows[step.b] + first, i); };
+      switch (Form(step.op, step.a_from, step.b_from)) {
+#define QUIVER_STEP(name, a_from, b_from, formula)                             \
+  case Form(Operator::k##name, Source::a_from, Source::b_from):                \
+    _Pragma("GCC unroll 8") for (int i = 0; i < count; ++i) last[i] = formula; \
+    break;
+#define QUIVER_STEPS(name, sign)                                      \
+  QUIVER_STEP(name, kRegister, kRegister, a(i) sign b(i))             \
+  QUIVER_STEP(name, kPrevious, kRegister, last[i] sign b(i))          \
+  QUIVER_STEP(name, kRegister, kPrevious, a(i) sign last[i])          \
+  QUIVER_STEP(name, kConstant, kRegister, *rows[step.a] sign b(i))    \
+  QUIVER_STEP(name, kRegister, kConstant, a(i) sign* rows[step.b])    \
+  QUIVER_STEP(name, kConstant, kPrevious, *rows[step.a] sign last[i]) \
+  QUIVER_STEP(name, kPrevious, kConstant, last[i] sign* rows[step.b])
+        QUIVER_STEPS(Add, +)
+        QUIVER_STEPS(Subtract, -)
+        QUIVER_STEPS(Multiply, *)
+        QUIVER_STEPS(Divide, /)
+        QUIVER_STEP(Negate, kRegister, kRegister, -a(i))
+        QUIVER_STEP(Negate, kPrevious, kRegister, -last[i])
+        QUIVER_STEP(Square, kRegister, kRegister, a(i) * a(i))
+        QUIVER_STEP(Square, kPrevious, kRegister, last[i] * last[i])
+#undef QUIVER_STEPS
+#undef QUIVER_STEP
+        default: {
+          const int fixed =
+              (step.a_from == Source::kConstant ? 1 : 0) | (step.b_from == Source::kConstant ? 2 : 0);
+          run_row(step.op, fixed, const_cast<double*>(rows[step.target]) + first,
+                  rows[step.a] + (fixed & 1 ? 0 : first), rows[step.b] + (fixed & 2 ? 0 : first),
+                  rows[step.c] + first, kWidth);
+          // Nobody reads them now; else the call would have to save them.
+          for (Vector& unused : last) unused = Vector{};
+          continue;
+        }
+      }
+      if (!step.is_kept) continue;
+      // Results of steps lie in the evaluator's own memory.
+      double* const target = const_cast<double*>(rows[step.target]) + first;
+      _Pragma("GCC unroll 8") for (int i = 0; i < count; ++i) *
+          reinterpret_cast<Vector*>(target + i * kVectorWidth) = last[i];
+    }
+  }
+};
+
+// A whole block or two vectors' worth of lanes at most; BlockWidth() tells which.
+template <int bytes>
+QUIVER_INLINE void RunSteps(std::span<const Instruction> code, const double* const* rows, int lanes,
+                            RowRunner* run_row) {
+  using Whole = Piece<bytes, 8>;
+  using Narrow = Piece<bytes, kLaneBytes / bytes>;
+  if (lanes == kLanes) {
+    for (int first = 0; first < lanes; first += Whole::kWidth) Whole::Run(code, rows, first, run_row);
+  } else {
+    for (int first = 0; first < lanes; first += Narrow::kWidth) Narrow::Run(code, rows, first, run_row);
+  }
+}
+
+struct Runners {
+  void (*steps)(std::span<const Instruction> code, const double* const* rows, int lanes);
+  RowRunner* row;
+};
+
+#define QUIVER_RUNNERS(machine, target, bytes)                                                             \
+  target [[gnu::noinline]] void RunRow##machine(Operator op, int fixed, double* to, const double* a,       \
+                                                const double* b, const double* c, int lanes) {             \
+    RunRow(op, fixed, to, a, b, c, lanes);                                                                 \
+  }                                                                                                        \
+  target void RunSteps##machine(std::span<const Instruction> code, const double* const* rows, int lanes) { \
+    RunSteps<bytes>(code, rows, lanes, RunRow##machine);                                                   \
+  }                                                                                                        \
+  constexpr Runners k##machine = {RunSteps##machine, RunRow##machine};
+QUIVER_RUNNERS(Baseline, , 16)
 #ifdef QUIVER_WIDE_MACHINES
-  if (machine == Machine::kAvx512) return RunAvx512;
-  if (machine == Machine::kAvx2) return RunAvx2;
+QUIVER_RUNNERS(Avx2, QUIVER_FOR_AVX2, 32)
+QUIVER_RUNNERS(Avx512, QUIVER_FOR_AVX512, 64)
 #endif
-  return RunBaseline;
+#undef QUIVER_RUNNERS
+
+const Runners& RunnersFor([[maybe_unused]] Machine machine) {
+#ifdef QUIVER_WIDE_MACHINES
+  if (machine == Machine::kAvx512) return kAvx512;
+  if (machine == Machine::kAvx2) return kAvx2;
+#endif
+  return kBaseline;
 }
 
 }  // namespace
@@ -134,7 +235,7 @@ void LaneEvaluator::Start(const Program& program, std::span<const double> consta
     scratch_.resize(registers);
     rows_.resize(registers);
   }
-  const int whole = RoundUpToVector(lanes);
+  const int whole = BlockWidth(lanes);
   for (int k = 0; k < program.constant_count; ++k) rows_[k] = &constants[k];
   for (const int k : program.constant_rows) {
     std::fill_n(scratch_[k].lane, whole, constants[k]);
@@ -150,14 +251,12 @@ void LaneEvaluator::Start(const Program& program, std::span<const double> consta
 void LaneEvaluator::RunTurn(int turn) {
   const std::span<const Instruction> code = program_->code;
   const int begin = turn == 0 ? 0 : program_->turns[turn - 1].code_end;
-  RunnerFor(CurrentMachine())(code.subspan(begin, program_->turns[turn].code_end - begin), rows_.data(),
-                              lanes_);
+  RunnersFor(CurrentMachine())
+      .steps(code.subspan(begin, program_->turns[turn].code_end - begin), rows_.data(), lanes_);
 }
 
 void RunOperation(Operator op, double* target, const double* a, const double* b, const double* c, int lanes) {
-  const Instruction step{op, 0, 0, 1, 2, 3};
-  const double* const rows[] = {target, a, b, c};
-  RunnerFor(CurrentMachine())({&step, 1}, rows, RoundUpToVector(lanes));
+  RunnersFor(CurrentMachine()).row(op, 0, target, a, b, c, BlockWidth(lanes));
 }
 
 }  // namespace quiver

@@ -8,8 +8,8 @@
 //   evaluator.Gradients(shape, inputs, lanes);
 //   evaluator.output(0)[i], evaluator.output(1 + k)[i]     // value and derivative by variable k of instance i
 //
-// Rows are aligned to kLaneBytes and readable to the end of the last vector (RoundUpToVector(lanes)); what stands behind
-// the last lane is never used. Lane i of a result depends on lane i of the inputs alone: it has the bits that
+// Rows are aligned to kLaneBytes and readable as far as BlockWidth(lanes); what stands behind
+// the last lane is computed with, but never used. Lane i of a result depends on lane i of the inputs alone: it has the bits that
 // Evaluator::Gradient gives for that instance, in any lane and any block.
 #pragma once
 
@@ -33,7 +33,10 @@ struct alignas(kLaneBytes) Lanes {
   double lane[kLanes];
 };
 
-constexpr int RoundUpToVector(int lanes) { return (lanes + kVectorLanes - 1) / kVectorLanes * kVectorLanes; }
+// How many lanes really run for `lanes` instances: one or two vectors' worth, or the whole block.
+constexpr int BlockWidth(int lanes) {
+  return lanes <= kVectorLanes ? kVectorLanes : lanes <= 2 * kVectorLanes ? 2 * kVectorLanes : kLanes;
+}
 
 class LaneEvaluator {
  public:
@@ -71,8 +74,8 @@ class LaneEvaluator {
 // One operation over rows; operands that it does not have may be any row.
 void RunOperation(Operator op, double* target, const double* a, const double* b, const double* c, int lanes);
 
-// Rows of a block from values at places, and back: row[i] = x[places[i * stride]]. Gathered rows are filled up to whole
-// vectors with the last instance's value, so that nothing odd is computed behind it.
+// Rows of a block from values at places, and back: row[i] = x[places[i * stride]]. Gathered rows are filled up to
+// BlockWidth with the last instance's value, so that nothing odd is computed behind it.
 void Gather(const double* x, const int* places, int stride, int lanes, double* row);
 void Scatter(const double* row, const int* places, int stride, int lanes, double* x);
 // The same where the places are first, first + step, ...

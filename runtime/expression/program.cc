@@ -94,39 +94,88 @@ class Translator {
   std::vector<Result> stack_;
 };
 
-// When each node is read last: 2n by node n, 2n - 1 at the end of the turn before it, -1 by nobody.
-std::vector<int> LastUses(const FormulaBuilder& builder, std::span<const int> outputs,
-                          std::span<const TurnOfNodes> turns) {
-  std::vector<int> last_use(builder.size(), -1);
-  int first = 0;
-  for (const TurnOfNodes& turn : turns) {
-    for (; first < turn.outputs_end; ++first) last_use[outputs[first]] = 2 * turn.nodes_end - 1;
-  }
+// How often each node is read, outputs included; 0: not needed.
+std::vector<int> Uses(const FormulaBuilder& builder, std::span<const int> outputs) {
+  std::vector<int> uses(static_cast<std::size_t>(builder.size()), 0);
+  for (const int id : outputs) ++uses[id];
   for (int id = builder.size() - 1; id >= 0; --id) {
     const auto& node = builder.node(id);
-    if (last_use[id] < 0 || node.kind != Kind::kStep || builder.IsFixed(id)) continue;
+    if (uses[id] == 0 || node.kind != Kind::kStep || builder.IsFixed(id)) continue;
     for (const int operand : {node.a, node.b, node.c}) {
-      if (operand >= 0) last_use[operand] = std::max(last_use[operand], 2 * id);
+      if (operand >= 0) ++uses[operand];
     }
   }
-  return last_use;
+  return uses;
 }
+
+// The steps in the order in which they run: each turn computes what its outputs need and no earlier turn has computed, and
+// a step follows one of its operands directly where it can.
+class Order {
+ public:
+  Order(const FormulaBuilder& builder, std::span<const int> outputs, std::span<const int> turn_ends)
+      : builder_(builder), uses_(Uses(builder, outputs)), is_done_(uses_.size(), false) {
+    std::size_t next = 0;
+    for (const int end : turn_ends) {
+      for (; next < static_cast<std::size_t>(end); ++next) Compute(outputs[next]);
+      turn_ends_.push_back(static_cast<int>(steps_.size()));
+    }
+  }
+
+  const std::vector<int>& steps() const { return steps_; }          // nodes
+  const std::vector<int>& turn_ends() const { return turn_ends_; }  // by turn: its end among the steps
+
+ private:
+  struct Visit {
+    int id;
+    bool has_operands;
+  };
+
+  bool IsLeft(int id) const {
+    return id >= 0 && builder_.node(id).kind == Kind::kStep && !builder_.IsFixed(id) && !is_done_[id];
+  }
+
+  void Compute(int output) {
+    stack_.push_back({output, false});
+    while (!stack_.empty()) {
+      const Visit visit = stack_.back();
+      stack_.pop_back();
+      if (!IsLeft(visit.id)) continue;
+      if (visit.has_operands) {
+        is_done_[visit.id] = true;
+        steps_.push_back(visit.id);
+        continue;
+      }
+      stack_.push_back({visit.id, true});
+      const auto& node = builder_.node(visit.id);
+      // What nobody else reads comes last, for then it is never written.
+      const bool b_last =
+          IsLeft(node.b) && Instruction::IsShort(builder_.node(node.b).op) && uses_[node.b] == 1;
+      for (const int operand : {b_last ? node.b : node.a, b_last ? node.a : node.b, node.c})
+        if (IsLeft(operand)) stack_.push_back({operand, false});
+    }
+  }
+
+  const FormulaBuilder& builder_;
+  std::vector<int> uses_;
+  std::vector<bool> is_done_;
+  std::vector<int> steps_, turn_ends_;
+  std::vector<Visit> stack_;
+};
 
 }  // namespace
 
 void ConstantPlan::Need(const FormulaBuilder& builder, std::span<const int> outputs) {
-  const TurnOfNodes all = {builder.size(), static_cast<int>(outputs.size())};
-  const std::vector<int> last_use = LastUses(builder, outputs, {&all, 1});
+  const std::vector<int> uses = Uses(builder, outputs);
   place_.resize(builder.size(), -1);
   for (int id = 0; id < builder.size(); ++id) {
-    if (last_use[id] >= 0 && builder.IsFixed(id)) Place(builder, id);
+    if (uses[id] > 0 && builder.IsFixed(id)) Place(builder, id);
   }
 }
 
 void ConstantPlan::Place(const FormulaBuilder& builder, int id) {
   if (place_[id] >= 0) return;
   const auto& node = builder.node(id);
-  Instruction step{node.op, 0, 0, 0, 0, 0};
+  Instruction step{.op = node.op, .target = 0, .a = 0, .b = 0, .c = 0};
   if (node.kind == Kind::kStep) {
     for (const int operand : {node.a, node.b, node.c}) {
       if (operand >= 0) Place(builder, operand);
@@ -149,50 +198,105 @@ std::vector<double> ConstantPlan::Values(std::span<const double> parameters) con
   return values;
 }
 
+bool Instruction::IsShort(Operator op) {
+  switch (op) {
+    case Operator::kNegate:
+    case Operator::kAdd:
+    case Operator::kSubtract:
+    case Operator::kMultiply:
+    case Operator::kDivide:
+    case Operator::kSquare:
+      return true;
+    default:
+      return false;
+  }
+}
+
 Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::span<const int> outputs,
                 int variables) {
-  const TurnOfNodes all = {builder.size(), static_cast<int>(outputs.size())};
+  const int all = static_cast<int>(outputs.size());
   return Extract(builder, plan, outputs, variables, {&all, 1});
 }
 
 Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::span<const int> outputs,
-                int variables, std::span<const TurnOfNodes> turns) {
-  std::vector<int> last_use = LastUses(builder, outputs, turns);
+                int variables, std::span<const int> turn_ends) {
+  const Order order(builder, outputs, turn_ends);
+  const auto nodes = static_cast<std::size_t>(builder.size());
   Program program;
   program.constant_count = plan.count();
   program.variables = variables;
   program.registers = program.time_register() + 1;
-  std::vector<int> place(builder.size(), -1);  // register of a node
-  std::vector<int> free_registers;
-  std::vector<int> rows;  // what cannot be a single number
-  auto free_if_last = [&](int id, int moment) {
-    if (id < 0 || last_use[id] != moment || builder.node(id).kind != Kind::kStep || builder.IsFixed(id))
-      return;
-    free_registers.push_back(place[id]);
-    last_use[id] = -1;  // what stands twice is freed once
+
+  // What each step reads from where, and when each node is read last: 2n by step n, 2n - 1 at the end of a turn before it.
+  std::vector<int> last_read(nodes, -2);
+  std::vector<bool> is_kept(nodes, false);
+  std::vector<int> constants_read;  // as registers
+  program.code.reserve(order.steps().size());
+  int turn = 0, previous = -1, handed_out = 0;
+  const auto is_step = [&](int id) { return builder.node(id).kind == Kind::kStep && !builder.IsFixed(id); };
+  const auto read_register = [&](int id) {
+    if (builder.IsFixed(id)) constants_read.push_back(plan.place(id));
+    is_kept[id] = true;
+    return Source::kRegister;
   };
-  int id = 0, handed_out = 0;
-  for (const TurnOfNodes& turn : turns) {
-    for (; id < turn.nodes_end; ++id) {
+  const auto end_turns = [&](int steps) {
+    for (; turn < static_cast<int>(turn_ends.size()) && order.turn_ends()[turn] == steps; ++turn) {
+      for (; handed_out < turn_ends[turn]; ++handed_out) {
+        read_register(outputs[handed_out]);
+        last_read[outputs[handed_out]] = 2 * steps - 1;
+      }
+      previous = -1;
+    }
+  };
+  end_turns(0);
+  for (const int id : order.steps()) {
+    const auto& node = builder.node(id);
+    Instruction step{.op = node.op, .target = 0, .a = 0, .b = 0, .c = 0};
+    const bool is_short = Instruction::IsShort(node.op);
+    const OperatorInfo* const info = FindOperator(static_cast<int>(node.op));
+    const bool takes_constants = info && info->role == Role::kArithmetic && info->arity == 2;
+    const auto source = [&](int operand) {
+      if (is_short && operand == previous) return Source::kPrevious;
+      if (takes_constants && builder.IsFixed(operand)) return Source::kConstant;
+      return read_register(operand);
+    };
+    step.a_from = source(node.a);
+    if (node.b >= 0) step.b_from = node.b == node.a ? read_register(node.b) : source(node.b);
+    if (node.c >= 0) read_register(node.c);
+    const int steps = static_cast<int>(program.code.size());
+    for (const int operand : {node.a, node.b, node.c})
+      if (operand >= 0) last_read[operand] = 2 * steps;
+    program.code.push_back(step);
+    previous = is_short ? id : -1;
+    end_turns(steps + 1);
+  }
+
+  // Registers, free again after the last reading.
+  std::vector<int> place(nodes, -1), free_registers;
+  for (int id = 0; id < builder.size(); ++id) {
+    if (builder.IsFixed(id)) {
+      place[id] = plan.place(id);
+    } else if (builder.node(id).kind == Kind::kInput) {
+      place[id] = program.constant_count + builder.node(id).a;
+    }
+  }
+  const auto free_if_last = [&](int id, int moment) {
+    if (id < 0 || last_read[id] != moment || !is_step(id)) return;
+    free_registers.push_back(place[id]);
+    last_read[id] = -2;  // what stands twice is freed once
+  };
+  handed_out = 0;
+  int steps = 0;
+  for (std::size_t t = 0; t < turn_ends.size(); ++t) {
+    for (; steps < order.turn_ends()[t]; ++steps) {
+      const int id = order.steps()[steps];
       const auto& node = builder.node(id);
-      if (last_use[id] < 0) continue;
-      if (builder.IsFixed(id)) {
-        place[id] = plan.place(id);
-        continue;
-      }
-      if (node.kind == Kind::kInput) {
-        place[id] = program.constant_count + node.a;
-        continue;
-      }
-      Instruction step{node.op, 0, 0, place[node.a], 0, 0};
+      Instruction& step = program.code[steps];
+      step.a = place[node.a];
       step.b = node.b < 0 ? step.a : place[node.b];
       step.c = node.c < 0 ? step.a : place[node.c];
-      const int fixed = (step.a < plan.count() ? 1 : 0) | (step.b < plan.count() ? 2 : 0);
-      const OperatorInfo* info = FindOperator(static_cast<int>(step.op));
-      if (info && info->role == Role::kArithmetic && info->arity == 2 && fixed < 3)
-        step.fixed = static_cast<std::uint8_t>(fixed);
-      if (step.fixed == 0) rows.insert(rows.end(), {step.a, step.b, step.c});
-      for (const int operand : {node.a, node.b, node.c}) free_if_last(operand, 2 * id);
+      step.is_kept = is_kept[id];
+      for (const int operand : {node.a, node.b, node.c}) free_if_last(operand, 2 * steps);
       if (free_registers.empty()) {
         step.target = program.registers++;
       } else {
@@ -200,18 +304,15 @@ Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::sp
         free_registers.pop_back();
       }
       place[id] = step.target;
-      program.code.push_back(step);
     }
     const int outputs_begin = handed_out;
-    for (; handed_out < turn.outputs_end; ++handed_out) program.outputs.push_back(place[outputs[handed_out]]);
-    for (int k = outputs_begin; k < handed_out; ++k) free_if_last(outputs[k], 2 * turn.nodes_end - 1);
-    program.turns.push_back({static_cast<int>(program.code.size()), handed_out});
+    for (; handed_out < turn_ends[t]; ++handed_out) program.outputs.push_back(place[outputs[handed_out]]);
+    for (int k = outputs_begin; k < handed_out; ++k) free_if_last(outputs[k], 2 * steps - 1);
+    program.turns.push_back({steps, handed_out});
   }
-  rows.insert(rows.end(), program.outputs.begin(), program.outputs.end());
-  std::sort(rows.begin(), rows.end());
-  rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
-  for (const int row : rows)
-    if (row < plan.count()) program.constant_rows.push_back(row);
+  std::sort(constants_read.begin(), constants_read.end());
+  constants_read.erase(std::unique(constants_read.begin(), constants_read.end()), constants_read.end());
+  program.constant_rows = std::move(constants_read);
   return program;
 }
 

@@ -20,10 +20,21 @@
 
 namespace quiver {
 
+// Where an operand of a step over lanes comes from.
+enum class Source : std::uint8_t {
+  kRegister,
+  kConstant,  // a register that holds one number for all lanes
+  kPrevious,  // the step before: it is still in the processor's own registers
+};
+
 struct Instruction {
   Operator op;
-  std::uint8_t fixed;   // of operators with two operands; bit 0: a is a constant, bit 1: b is one
+  Source a_from = Source::kRegister, b_from = Source::kRegister;
+  bool is_kept = true;  // whether anything but the step that follows reads the target
   int target, a, b, c;  // registers; unused operands repeat a
+
+  // Arithmetic that takes its operands from wherever they are; all other steps work on registers.
+  static bool IsShort(Operator op);
 };
 
 // A program may hand out its results in turns, so that their registers are free again for the turns that follow.
@@ -38,7 +49,7 @@ struct Program {
   std::vector<Instruction> code;
   std::vector<int> outputs;        // registers of the results
   std::vector<Turn> turns;         // one, unless extracted otherwise
-  std::vector<int> constant_rows;  // constants that are outputs or operands of other steps than `fixed` tells
+  std::vector<int> constant_rows;  // constants that are outputs or are read as registers
 
   int time_register() const { return constant_count + variables; }
 };
@@ -67,14 +78,11 @@ class ConstantPlan {
 };
 
 // The steps that `outputs` (nodes) need, in order. The plan must hold what they need. With several turns, turn t hands
-// out the outputs before turns[t].outputs_end, all of them among the nodes before turns[t].nodes_end.
+// out the outputs before turn_ends[t].
 Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::span<const int> outputs,
                 int variables);
-struct TurnOfNodes {
-  int nodes_end, outputs_end;
-};
 Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::span<const int> outputs,
-                int variables, std::span<const TurnOfNodes> turns);
+                int variables, std::span<const int> turn_ends);
 
 struct ShapePrograms {
   Program value;     // one output: the value; 1 or 0 for a condition

@@ -69,19 +69,24 @@ QUIVER_INLINE Parts Split(double x) {
   return {std::bit_cast<double>(bits - (shifted & kExponentMask) + kOneBits), k};
 }
 
-// pow(m 2^k, y) for sqrt(1/2) <= m < sqrt(2) and |y| <= 2^64. The binary logarithm is carried as a sum of two numbers:
+// A sum of two numbers, the lower one for what the upper one lacks.
+struct Sum {
+  double upper, lower;
+};
+
+// log2(m 2^k) for sqrt(1/2) <= m < sqrt(2):
 //   s = (m - 1)/(m + 1),  log2(m) = 2/(3 ln 2) s (3 + s^2 + r(s^2)),  r by Remez' method, relative error 2^-66
-// so that its error, times a y that just does not overflow, stays below a tenth of the last place.
-QUIVER_INLINE double PowReduced(double m, double k, double y) {
+// so that its error, times a y that just does not overflow in pow, stays below a tenth of the last place.
+QUIVER_INLINE Sum LogArgument(double m) {
+  const double f = m - 1, sum = m + 1, per_sum = 1 / sum;
+  const double s_upper = Upper(f * per_sum), sum_upper = Upper(sum), sum_lower = m - (sum_upper - 1);
+  return {s_upper, ((f - s_upper * sum_upper) - s_upper * sum_lower) * per_sum};
+}
+QUIVER_INLINE Sum Log2(Sum s, double k) {
   constexpr double kScaleUpper = 0x1.ec709d8p-1, kScaleLower = 0x1.0e80ff5d27f05p-27;
   constexpr double kScale = kScaleUpper + kScaleLower;  // 2/(3 ln 2)
-  constexpr double kLn2Upper = 0x1.62e42f8p-1, kLn2Lower = 0x1.be8e7bcd5e4f2p-27,
-                   kLn2 = kLn2Upper + kLn2Lower;
 
-  const double f = m - 1, sum = m + 1, s = f / sum;
-  const double s_upper = Upper(s), sum_upper = Upper(sum), sum_lower = m - (sum_upper - 1);
-  const double s_lower = ((f - s_upper * sum_upper) - s_upper * sum_lower) / sum;
-  const double square_upper = s_upper * s_upper, square_lower = s_lower * (s_upper + s);
+  const double square_upper = s.upper * s.upper, square_lower = s.lower * (2 * s.upper + s.lower);
   const double z = square_upper + square_lower, z2 = z * z;
   const double r =
       z2 * (((0x1.3333333333464p-1 + z * 0x1.b6db6db683bc8p-2) +
@@ -89,14 +94,23 @@ QUIVER_INLINE double PowReduced(double m, double k, double y) {
             z2 * z2 * ((0x1.d8ae626673b94p-3 + z * 0x1.973fd65ab4c79p-3) + z2 * 0x1.9564502914acbp-3));
   const double t_upper = Upper(3 + square_upper + r);
   const double t_lower = (r + square_lower) - ((t_upper - 3) - square_upper);
-  const double u = s_upper * t_upper, v = s_lower * t_upper + s * t_lower;
+  const double u = s.upper * t_upper, v = s.lower * t_upper + (s.upper + s.lower) * t_lower;
   const double p_upper = Upper(u + v), p_lower = v - (p_upper - u);
   const double q = kScaleUpper * p_upper, q_lower = kScaleLower * p_upper + kScale * p_lower;
-  const double log_upper = Upper((q + q_lower) + k), log_lower = q_lower - ((log_upper - k) - q);
+  const double upper = Upper((q + q_lower) + k);
+  return {upper, q_lower - ((upper - k) - q)};
+}
 
+// The logarithm's sum times y as n + reduced/ln(2) + lost/ln(2), for |y| <= 2^64.
+struct ReducedPower {
+  double n, reduced, lost;
+};
+QUIVER_INLINE ReducedPower Reduce(Sum log, double y) {
+  constexpr double kLn2Upper = 0x1.62e42f8p-1, kLn2Lower = 0x1.be8e7bcd5e4f2p-27,
+                   kLn2 = kLn2Upper + kLn2Lower;
   const double y_upper = Upper(y);
-  const double whole = y_upper * log_upper;
-  const double part = (y - y_upper) * log_upper + y * log_lower;
+  const double whole = y_upper * log.upper;
+  const double part = (y - y_upper) * log.upper + y * log.lower;
   // Beyond these the result is infinite or 0 whatever the rest is.
   const double capped = whole > 1100 ? 1100 : whole < -1200 ? -1200 : whole;
   const double rest = capped == whole ? part : 0;
@@ -105,9 +119,18 @@ QUIVER_INLINE double PowReduced(double m, double k, double y) {
   const double g = (capped - n) + rest, g_upper = Upper(g), g_lower = rest - (g_upper - (capped - n));
   const double a = g_upper * kLn2Upper, b = g_lower * kLn2 + g_upper * kLn2Lower;
   const double reduced = a + b;
+  return {n, reduced, b - (reduced - a)};
+}
+
+QUIVER_INLINE double PowerOf(const ReducedPower& power) {
   // e^(reduced + lost) = e^reduced (1 + lost); to first order the factor adds lost (1 + reduced).
-  const double lost = b - (reduced - a);
-  return Scaled(ExpReduced(reduced, lost + lost * reduced), n);
+  return Scaled(ExpReduced(power.reduced, power.lost + power.lost * power.reduced), power.n);
+}
+
+// pow(m 2^k, y) for sqrt(1/2) <= m < sqrt(2) and |y| <= 2^64. Vector code takes the steps one by one over all its
+// numbers: each alone is short enough for a processor to overlap several of them.
+QUIVER_INLINE double PowReduced(double m, double k, double y) {
+  return PowerOf(Reduce(Log2(LogArgument(m), k), y));
 }
 
 }  // namespace detail
