@@ -123,6 +123,18 @@ sub operands {
   return ([$first, $i - 1], [$i + 1, $last]);
 }
 
+# Index of the bracket that is open at $i; 0 if none is.
+sub enclosing {
+  my ($tokens, $i) = @_;
+  my $depth = 0;
+  while (--$i > 0) {
+    next if $tokens->[$i]{kind} ne 'sign';
+    $depth++ if $opening{$tokens->[$i]{text}};
+    return $i if $closing{$tokens->[$i]{text}} && --$depth < 0;
+  }
+  return 0;
+}
+
 sub one_percent_more {
   my ($number) = @_;
   return '1.0' if $number == 0;
@@ -178,13 +190,7 @@ sub of_file {
       $replace->($token, $other_side{$t}) if $other_side{$t};
       $replace->($token, $t eq '&&' ? '||' : '&&') if $t eq '&&' || $t eq '||';
       if ($t eq '==') {
-        my $open = $i;
-        my $depth = 0;
-        while (--$open > 0) {
-          my $s = $tokens[$open]{text};
-          $depth++ if $opening{$s} && $tokens[$open]{kind} eq 'sign';
-          last if $closing{$s} && $tokens[$open]{kind} eq 'sign' && --$depth < 0;
-        }
+        my $open = enclosing(\@tokens, $i);
         if ($tokens[$open]{text} eq '(' && $tokens[$open - 1]{text} eq 'eq') {
           my $close = partner(\@tokens, $open);
           my $right = $span->($i + 1, $close - 1);
@@ -208,6 +214,8 @@ sub of_file {
       }
     } elsif ($token->{kind} eq 'text') {
       my $other = $choices->{substr $t, 1, -1};
+      my $open = enclosing(\@tokens, $i);
+      next if $open > 0 && $tokens[$open - 1]{text} =~ /^[A-Z_]+$/;  # a description in a property line
       $replace->($token, "\"$other\"") if defined $other;
     } elsif ($token->{kind} eq 'word') {
       my $called = $after->{text} eq '(';

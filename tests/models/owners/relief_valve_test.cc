@@ -167,15 +167,18 @@ TEST(ReliefValve, CorrectionsAndOrifices) {
   ASSERT_TRUE(sized.converged) << sized.Why();
   EXPECT_NEAR(sized["v.AREA"], 1e-8, 1e-17);
 
-  // API 526, in square inches; the smallest that is not too small.
-  const std::pair<double, int> areas[] = {{0.05, 1}, {0.11, 1}, {0.1101, 2}, {0.503, 4}, {0.504, 5},
-                                          {1.3, 7},  {3.7, 10}, {6.39, 12},  {25.9, 14}, {26.01, 15}};
-  for (const auto& [inches, number] : areas) {
-    const SolvedCase run = valve("", fmt::format(", AREA: {:.17g}", inches * 0.00064516 * (1 - 1e-12)));
-    EXPECT_EQ(run["v.ORIFICE"], number) << inches;
-    EXPECT_GE(run["v.ORIFICE_AREA"], run["v.AREA"]);
-    EXPECT_NEAR(run["v.W_ORIFICE"] / run["v.W"], run["v.ORIFICE_AREA"] / run["v.AREA"], 1e-12);
-  }
+  // API 526, in square inches, D to T: the smallest that is not too small.
+  const double areas[] = {0.110, 0.196, 0.307, 0.503, 0.785, 1.287, 1.838,
+                          2.853, 3.60,  4.34,  6.38,  11.05, 16.0,  26.0};
+  for (int k = 0; k < 14; ++k)
+    for (const double factor : {1 - 1e-6, 1 + 1e-6}) {
+      const SolvedCase run = valve("", fmt::format(", AREA: {:.17g}", areas[k] * factor * 0.0254 * 0.0254));
+      const bool larger = factor > 1;
+      EXPECT_EQ(run["v.ORIFICE"], k + 1 + larger) << areas[k];
+      const double area = !larger ? areas[k] : k < 13 ? areas[k + 1] : 26 * factor;
+      EXPECT_NEAR(run["v.ORIFICE_AREA"] / (0.0254 * 0.0254), area, 1e-9);
+      EXPECT_NEAR(run["v.W_ORIFICE"] / run["v.W"], run["v.ORIFICE_AREA"] / run["v.AREA"], 1e-12);
+    }
 }
 
 // From a moving inlet to rest at constant entropy: the enthalpy gains what the velocity had.

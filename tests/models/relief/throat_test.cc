@@ -2,6 +2,7 @@
 // What the larger methods tell of the fluid on its way: volumes, qualities and temperatures in the throat and at the exit, by laws that
 // hold whatever the method assumes, and the work of the expansion by quadrature over the volumes that it tells.
 #include "tests/models/relief/states.h"
+#include "tests/support/test_sheet.h"
 
 using namespace quiver;
 using namespace quiver::tests;
@@ -207,4 +208,20 @@ TEST(Throat, DienersStatesAddUp) {
   ModelRun gas = Solve("PSV_DIENER", Steam(1), 0.3, "VALIDPHASES: Vapor-Only");
   for (const char* name : {"E0", "X0A", "X0O", "ETA_VC", "ETA_OUT", "N_HNE"}) EXPECT_EQ(gas[name], 1) << name;
   EXPECT_NEAR(gas["FLUX"] / Solve("PSV_HEMS", Steam(1), 0.3, "VALIDPHASES: Vapor-Only")["FLUX"], 1, 1e-9);
+}
+
+// Of two liquids each factor stands for its own distance from boiling.
+TEST(Throat, SaturationPressureFollowsFromTheFactors) {
+  const auto pressure = [](const char* model, const char* phases) {
+    ModelRun run(model, {"water"}, fmt::format("VALIDPHASES: {}", phases));
+    for (const EquationDescription& e : DescribeEquations(*run.flowsheet().blocks().front()).equations)
+      if (e.name == "SaturationPressure" || e.name == "QV_Eqn1") return Tokens(e.tokens);
+    return std::string();
+  };
+  for (const char* model : {"PSV_HEMS", "PSV_SPECVOLC"}) {
+    EXPECT_EQ(pressure(model, "Vapor-Only"), "20 PSAT P");
+    EXPECT_EQ(pressure(model, "Vapor-Liquid"), "20 21 PSAT 20 i1 LFACTOR 21 P 20 i1 VFACTOR");
+    EXPECT_EQ(pressure(model, "Vapor-Liquid-Liquid"),
+              "20 21 21 PSAT 20 i1 L1FACTOR 20 i1 L2FACTOR 21 P 20 i1 VFACTOR");
+  }
 }

@@ -209,6 +209,38 @@ TEST(Path, starts_on_the_path_of_an_ideal_gas) {
     }
 }
 
+// Ends that make no path leave the start as it was.
+TEST(Path, starts_nowhere_without_ends) {
+  for (const auto& [name, value] : {std::pair{"P_IN", 0.0},
+                                    {"P_OUT", 0.0},
+                                    {"P_OUT", 2.0},
+                                    {"RHO_IN", 0.0},
+                                    {"MW", 0.0},
+                                    {"T_IN", -273.15},
+                                    {"T_OUT", -273.15},
+                                    {"RHO_OUT", 0.0},
+                                    {"P_OUT", 4.0}}) {
+    PathSheet p;
+    p.sheet.SetComponents({"argon"});
+    p.path = &p.sheet.AddBlock("path", "COMPRINTEGRATION");
+    p.sheet.SizeAndAssign([&, what = name, given = value] {
+      TestSheet::Give(p.Named("VALIDPHASES"), "Vapor-Only");
+      for (const auto& [end, usual] :
+           {std::pair{"P_IN", 2.0}, {"P_OUT", 5.0}, {"T_IN", 30.0}, {"RHO_IN", 0.08}, {"MW", 40.0}})
+        p.Fix(p.Property(end), {usual});
+      p.Fix(p.Property(what), {given});
+    });
+    const bool path = value == 4;  // two good ends
+    for (const char* along : {"PRES", "TEMP", "RHO", "H", "ZC", "N", "NR", "HEAD"}) {
+      const std::vector<double> values = p.Along(along);
+      EXPECT_EQ(values.front() != values.back(),
+                path && along != std::string("N") && along != std::string("NR") && along != std::string("ZC"))
+          << name << " " << along;
+      for (const double x : values) EXPECT_TRUE(std::isfinite(x)) << name << " " << along;
+    }
+  }
+}
+
 // Carbon dioxide towards its dense region, where one exponent for the whole path would not do.
 TEST(Path, real_gas_against_runge_kutta) {
   const Gas gas{{"CO2", "methane"}, {0.9, 0.1}};
