@@ -7,12 +7,15 @@
 //   T >=-253.15 <=9726.85                bounds that are not those of the type
 //   CSPEED 3600 given*2                  of an array the values of its elements, here two alike
 //   NPOINTS {1:11}                       the members of a set
+//   TRIM.CVMAX 100 given                 what it assigns to a sub-model
 //   model TEEMIXER VALIDPHASES: Vapor-Only   the same with these settings: what differs from the model's first entry
 #include <fstream>
 #include <map>
+#include <set>
 #include <sstream>
 
 #include "runtime/contract/host_access.h"
+#include "runtime/contract/instance.h"
 #include "runtime/system/describe.h"
 #include "tests/models/relief/model_run.h"
 
@@ -20,7 +23,7 @@ namespace quiver::tests {
 namespace {
 
 std::string Text(const PlainValue& value) {
-  if (const auto* real = std::get_if<double>(&value)) return fmt::format("{}", *real);
+  if (const auto* real = std::get_if<double>(&value)) return fmt::format("{:.10g}", *real);
   if (const auto* integer = std::get_if<long long>(&value)) return std::to_string(*integer);
   if (const auto* logical = std::get_if<bool>(&value)) return *logical ? "true" : "false";
   if (const auto* text = std::get_if<std::string>(&value)) return fmt::format("\"{}\"", *text);
@@ -37,8 +40,8 @@ std::string Assigned(QV_VarParam& holder) {
   std::string text;
   if (HostAccess::OriginOf(holder) == Origin::kAssignment) text += fmt::format(" {}", Text(ValueOf(holder)));
   if (const Bounds* bounds = HostAccess::BoundsOf(holder)) {
-    if (bounds->has_lower) text += fmt::format(" >={}", bounds->lower);
-    if (bounds->has_upper) text += fmt::format(" <={}", bounds->upper);
+    if (bounds->has_lower) text += fmt::format(" >={:.10g}", bounds->lower);
+    if (bounds->has_upper) text += fmt::format(" <={:.10g}", bounds->upper);
   }
   if (const int spec = HostAccess::SpecOf(holder)) text += spec == QV_SPEC_GIVEN ? " given" : " computed";
   return text;
@@ -52,9 +55,7 @@ std::string Lines(const Entries& entries) {
   return lines;
 }
 
-Entries Assignments(const std::string& model, const std::string& settings) {
-  ModelRun run(model, {"water", "propane"}, settings);
-  const Instance& instance = *run.flowsheet().blocks().front();
+Entries AssignmentsOf(const Instance& instance) {
   Entries all;
   for (size_t i = 0; i < instance.type().properties.size(); ++i) {
     QV_Type* object = instance.Object(static_cast<int>(i));
@@ -73,6 +74,28 @@ Entries Assignments(const std::string& model, const std::string& settings) {
     std::string& entry = all[instance.type().properties[i].name];
     for (const auto& [text, count] : elements)
       entry += (text.empty() ? " -" : text) + (count > 1 ? fmt::format("*{}", count) : "");
+  }
+  return all;
+}
+
+// Of the model, and of its sub-models what they would not assign themselves: what the owner does.
+Entries Assignments(const std::string& model, const std::string& settings) {
+  ModelRun run(model, {"water", "propane"}, settings);
+  const Instance& instance = *run.flowsheet().blocks().front();
+  Entries all = AssignmentsOf(instance);
+  for (const Instance* part : SubInstances(instance)) {
+    const std::string type = part->type().type_name.substr(3), name = InstanceName(*part);
+    Entries own, said = AssignmentsOf(*part);
+    try {
+      own = AssignmentsOf(*ModelRun(type, {"water", "propane"}, "").flowsheet().blocks().front());
+    } catch (
+        const std::
+            exception&) {  // a state or a port of the host's, which starts itself from what the owner says
+      const std::set<std::string> by_owner = {"FLASHTYPE", "F", "T", "P"};
+      std::erase_if(said, [&](const auto& entry) { return !by_owner.contains(entry.first); });
+    }
+    for (const auto& [property, text] : said)
+      if (own[property] != text) all[name.substr(name.find('.') + 1) + "." + property] = text;
   }
   return all;
 }
@@ -100,7 +123,8 @@ TEST(Defaults, are_those_of_the_table) {
     Entries found = Assignments(model, settings);
     const auto [base, is_first] = first.try_emplace(model, found);
     if (!is_first) {
-      for (const auto& [property, text] : base->second) found.try_emplace(property, " -");
+      for (const auto& [property, text] : base->second)
+        if (property.find('.') == std::string::npos) found.try_emplace(property, " -");
       std::erase_if(found, [&](const auto& entry) {
         const auto before = base->second.find(entry.first);
         return before != base->second.end() && before->second == entry.second;
