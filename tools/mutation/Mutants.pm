@@ -215,7 +215,8 @@ sub of_file {
     } elsif ($token->{kind} eq 'text') {
       my $other = $choices->{substr $t, 1, -1};
       my $open = enclosing(\@tokens, $i);
-      next if $open > 0 && $tokens[$open - 1]{text} =~ /^[A-Z_]+$/;  # a description in a property line
+      # Descriptions in property lines, and labels.
+      next if $open > 0 && ($tokens[$open - 1]{text} =~ /^[A-Z_]+$/ || $i == $open + 1 && $tokens[$open - 1]{text} =~ /^(?:eq|given|orGiven)$/);
       $replace->($token, "\"$other\"") if defined $other;
     } elsif ($token->{kind} eq 'word') {
       my $called = $after->{text} eq '(';

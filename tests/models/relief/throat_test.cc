@@ -69,6 +69,12 @@ TEST(Throat, HenryFauskeChokesByTheirCondition) {
   const double entropy = Steam(0.2).inlet.sl + 1e-3;
   ModelRun floor = Solve("PSV_HFF", Steam(0.2), 0.02, "", {{"SV0", entropy}});
   EXPECT_NEAR(floor["PSI"], 0.5 / floor["K"], 1e-12);
+  // A liquid that does not boil on its way chokes nowhere: G^2 = 2 rho dp.
+  const Expansion boiling({"water"}, {1}, Expansion::Boiling(10, 0));
+  ModelRun liquid = Solve("PSV_HFF", boiling, 0.3);
+  EXPECT_EQ(liquid["CRITICAL_FLOW"], 0);
+  EXPECT_LT(liquid["ETA_CRIT"], 1e-3);
+  EXPECT_NEAR(liquid["FLUX"] / std::sqrt(2e5 * 7 / boiling.inlet.volume), 1, 1e-6);
   // A gas alone is an ideal one.
   ModelRun gas = Solve("PSV_HFF", Steam(1), 0.02, "VALIDPHASES: Vapor-Only");
   const double k = gas["K"];
@@ -223,5 +229,18 @@ TEST(Throat, SaturationPressureFollowsFromTheFactors) {
     EXPECT_EQ(pressure(model, "Vapor-Liquid"), "20 21 PSAT 20 i1 LFACTOR 21 P 20 i1 VFACTOR");
     EXPECT_EQ(pressure(model, "Vapor-Liquid-Liquid"),
               "20 21 21 PSAT 20 i1 L1FACTOR 20 i1 L2FACTOR 21 P 20 i1 VFACTOR");
+  }
+}
+
+// The flux is signed, and has a slope at rest: G |G + EPS|.
+TEST(Throat, FluxIsSigned) {
+  for (const char* model : {"PSV_HEMS", "PSV_HFF", "PSV_DIENER", "PSV_SPECVOLC"}) {
+    ModelRun run(model, {"water"}, "");
+    int found = 0;
+    for (const EquationDescription& e : DescribeEquations(*run.flowsheet().blocks().front()).equations) {
+      const std::string tokens = e.procedure.empty() ? Tokens(e.tokens) : "";
+      found += tokens.find(" 21 G2 39 19 G2 EPS ") != std::string::npos;
+    }
+    EXPECT_EQ(found, 1) << model;
   }
 }
