@@ -64,6 +64,39 @@ TEST(Compressor, real_gas_against_an_independent_integration) {
   }
 }
 
+// A path whose ends have liquid in them: each kind of phase sub-model finds the same, and a gas is a gas to all of them.
+TEST(Compressor, path_with_any_set_of_phases) {
+  const struct {
+    const char *gas, *fed;
+    std::vector<const char*> phases;
+  } cases[] = {{"CO2: 0.9, methane: 0.1",
+                "F: 1000, T: 40, P: 20",
+                {"Vapor-Only", "Vapor-Liquid", "Vapor-Liquid-Liquid"}},
+               {"methane: 0.8, n-octane: 0.2",
+                "F: 1000, T: 60, P: 20",
+                {"Vapor-Liquid", "Vapor-Liquid-FreeWater", "Vapor-Liquid-Liquid"}}};
+  for (const auto& one : cases) {
+    double head = 0, t_out = 0;
+    for (const std::string phases : one.phases) {
+      SCOPED_TRACE(phases);
+      std::string text = Compressor(one.gas, one.fed, kNoMap + ", HASPATH: \"Yes\", PATH(1).NINTERVALS: 4",
+                                    "P: 40, PEFF: 0.78");
+      for (size_t at; (at = text.find("VALIDPHASES: Vapor-Only")) != std::string::npos;)
+        text.replace(at, 23, "VALIDPHASES:  " + phases);
+      const SolvedCase run(text);
+      ASSERT_TRUE(run.converged) << run.Why();
+      if (head == 0) head = run["c.POLYHEAD"], t_out = run["c.T_OUT"];
+      EXPECT_NEAR(run["c.POLYHEAD"] / head, 1, 1e-6);
+      EXPECT_NEAR(run["c.T_OUT"], t_out, 1e-4);
+      if (phases == "Vapor-Liquid") {
+        EXPECT_NEAR(run["c.PATH(1).VF(5)"], run["c.PFLASH2(3).VF"], 1e-9);
+        EXPECT_NEAR(run["c.PATH(1).HL(1)"], run["c.PFLASH2(1).HL"], 1e-9);
+      }
+      ExpectBalances(run);
+    }
+  }
+}
+
 // The n-method from the efficiency: near the independent integration too, and never the path of n = 1, which satisfies its equation
 // with any head.
 TEST(Compressor, n_method_along_the_path) {

@@ -30,6 +30,8 @@ void ExpectTheSamePoint(bool pump) {
   const std::string laws = pump ? "EXTRAPOLATEAFFL" : "EXTRAPOLATEFANL";
   const SolvedCase known(Machine(pump, ", HASMAP: \"No\"", pump ? "P: 9, EFF: 0.7" : "P: 5, IEFF: 0.75"));
   ASSERT_TRUE(known.converged) << known.Why();
+  EXPECT_NEAR(known["m.PDIFF"], pump ? 7 : 3, 1e-9);
+  EXPECT_NEAR(known["m.PRATIO"], pump ? 4.5 : 2.5, 1e-9);
   const double speed = 3300, reference = 3000, diameter = 0.5, tip = speed / 60 * kPi * diameter;
   const double volume = known["m.FV_IN"], head = known[pump ? "m.HEAD" : "m.ISENHEAD"];
   const double throat = kPi / 4 * std::pow(diameter * 1.2, 2);  // NS_BEP 6600: 1.2 times the impeller

@@ -232,15 +232,33 @@ TEST(Throat, SaturationPressureFollowsFromTheFactors) {
   }
 }
 
-// The flux is signed, and has a slope at rest: G |G + EPS|.
-TEST(Throat, FluxIsSigned) {
-  for (const char* model : {"PSV_HEMS", "PSV_HFF", "PSV_DIENER", "PSV_SPECVOLC"}) {
-    ModelRun run(model, {"water"}, "");
-    int found = 0;
-    for (const EquationDescription& e : DescribeEquations(*run.flowsheet().blocks().front()).equations) {
-      const std::string tokens = e.procedure.empty() ? Tokens(e.tokens) : "";
-      found += tokens.find(" 21 G2 39 19 G2 EPS ") != std::string::npos;
-    }
-    EXPECT_EQ(found, 1) << model;
+// What keeps equations defined where a state would not: the flux has a sign and a slope at rest, exponents stay above 1, a liquid
+// has a volume.
+TEST(Throat, GuardsAreAsWritten) {
+  const struct {
+    const char *model, *phases, *label, *part;
+  } guards[] = {{"PSV_HEMS", "Vapor-Liquid", "Flux_calc", " 21 G2 39 19 G2 EPS "},
+                {"PSV_HFF", "Vapor-Liquid", "Flux_calc", " 21 G2 39 19 G2 EPS "},
+                {"PSV_DIENER", "Vapor-Liquid", "Flux_calc", " 21 G2 39 19 G2 EPS "},
+                {"PSV_SPECVOLC", "Vapor-Liquid", "", " 21 G2 39 19 G2 EPS "},
+                {"PSV_HFF", "Vapor-Only", "IsentropicExponent", "20 K 98 1.00001 22 CP_V CV_V"},
+                {"PSV_HFF", "Vapor-Liquid", "InletEntropyDiff", "20 DS0 98 EPS 20 22 SV0 MWV 22 SL0 MWL"},
+                {"PSV_HFF", "Vapor-Liquid", "eta_crit_calc2", "20 ETA_CRIT 98 0.0001 ETA_T"},
+                {"PSV_DIENER", "Vapor-Liquid", "VolumeRatio", "20 V_RATIO 98 1.00001 22 V_V0 V_L0"},
+                {"PSV_DIENER", "Vapor-Only", "VolumeRatio", "19 -1000000.0 V_RATIO"},
+                {"PSV_DIENER", "Vapor-Liquid", "Contraction", "20 SIGMA_STAR 99 1.0 22 FL 35 ZETA_FORM"}};
+  for (const auto& guard : guards) {
+    ModelRun run(guard.model, {"water"}, fmt::format("VALIDPHASES: {}", guard.phases));
+    std::string found;
+    for (const EquationDescription& e : DescribeEquations(*run.flowsheet().blocks().front()).equations)
+      if (e.procedure.empty() && (!*guard.label || e.name == guard.label)) found += Tokens(e.tokens) + "\n";
+    EXPECT_NE(found.find(guard.part), std::string::npos)
+        << guard.model << " " << guard.label << ": " << found;
+  }
+  // A seat without resistance contracts nothing, however the fluid expands.
+  for (const double exit : {0.05, 0.5, 0.9}) {
+    ModelRun open = Solve("PSV_DIENER", Steam(0.2), exit, "CONSTANTSIGMA: No");
+    EXPECT_NEAR(open["SIGMA_STAR_CRIT"], 1, 1e-9);
+    EXPECT_NEAR(open["SIGMA_STAR_OUT"], 1, 1e-9);
   }
 }
