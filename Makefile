@@ -6,7 +6,7 @@
 #   make sanitize   the same tests under the address and undefined-behaviour sanitizers
 #   make fuzz       SECONDS=10 of each fuzz target under libFuzzer; what it finds ends in build-fuzz/found
 #   make bench      the benchmarks: a table of goals and measurements, also in bench/results.md
-#   make windows    the same program for 64-bit Windows, as one zip: build-windows/quiver-<version>-windows-x64.zip
+#   make windows    the same program for 64-bit Windows, as one zip, tried under wine: build-windows/quiver-<version>-windows-x64.zip
 #   make test-windows  the tests of that build, under wine
 #   make install    PREFIX=/usr/local DESTDIR=
 #   make docs       writes docs/models anew
@@ -62,6 +62,7 @@ windows: dependencies-windows
 	@$(CONFIGURE) windows >/dev/null
 	@cmake --build --preset windows --parallel $(JOBS) --target products
 	@tools/windows_package.sh
+	@tools/check_windows_package.sh
 
 test-windows: dependencies-windows
 	@$(CONFIGURE) windows >/dev/null

@@ -52,22 +52,7 @@ solve_examples() {
       ! grep -q "^simulate:" $case || command=simulate
       quiver $command $case >/tmp/found/${case%/*}
     done'
-  local found effort='s/, [0-9]* iteration.*//' same=0
-  for found in "$root"/tmp/found/*; do
-    # Values to 1e-6, all else to the letter.
-    paste -d '\n' <(sed "$effort" "$source/examples/${found##*/}/expected.txt") <(sed "$effort" "$found") | awk -v name="${found##*/}" '
-      NR % 2 {expected = $0; n = split($0, words); next}
-      {
-        same = n == NF
-        for (i = 1; i <= n && same; i++) {
-          off = words[i] - $i
-          same = words[i] "" == $i "" || off * off < 1e-12 * words[i] * words[i]
-        }
-        if (!same) {print name ":\n- " expected "\n+ " $0; wrong = 1; exit}
-      }
-      END {exit wrong}' || same=1
-  done
-  return "$same"
+  "$source/tools/same_results.sh" "$root/tmp/found"
 }
 sweep_and_report() {
   inside 'cd /tmp
