@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdlib>
 #include <filesystem>
+#include <utility>
 
 #if defined(_WIN32)
 #include <io.h>
@@ -14,6 +15,8 @@
 #include <unistd.h>
 #endif
 
+#include "runtime/contract/error.h"
+#include "runtime/io/case_error.h"
 #include "runtime/io/path_text.h"
 
 namespace quiver {
@@ -58,7 +61,19 @@ bool LooksLikeFile(const std::string& target) {
 
 CaseFile DirectModel::Description(const ModelSource& library, bool& from_file) const {
   from_file = !library.Find(model) && LooksLikeFile(model);
-  return from_file ? ReadCaseFile(PathOf(model)) : Case();
+  if (!from_file) return Case();
+  const std::pair<const char*, const std::vector<std::string>*> lists[] = {
+      {"--set", &set}, {"--global", &globals}, {"--fix", &fix}, {"--guess", &guess}};
+  for (const auto& [option, texts] : lists)
+    if (!texts->empty())
+      throw Error(
+          fmt::format("{} {}: {} is a case file, which holds such values itself. Write it there; {} is for a "
+                      "model that is named in place of a file.",
+                      option, QuoteForMessage(texts->front()), model, option));
+  if (!components.empty())
+    throw Error(fmt::format("--components: {} is a case file. Write them there, as components: [{}].", model,
+                            components));
+  return ReadCaseFile(PathOf(model));
 }
 
 CaseRun DirectModel::FileOrModel(const ModelSource& library) const {

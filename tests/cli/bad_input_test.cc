@@ -43,6 +43,8 @@ TEST(BadInput, OnTheCommandLine) {
       {{"solve", "PSV_SIMPLE", "--fix", "RHO=-55", "--json"}, {"RHO", "-55", "bounds", "100000"}},
       {{"solve", "no_such.yaml", "--json"}, {"no_such.yaml", "no such file"}},
       {{"solve", ".", "--json"}, {"folder"}},
+      {{"solve", "case.yaml", "--fix", "P_DROP=6"}, {"P_DROP=6", "case.yaml is a case file"}},
+      {{"sweep", "case.yaml", "--components", "water"}, {"components: [water]"}},
       {{"--library", "./no_such.so", "list", "models"}, {"no_such.so"}},
   };
   for (const WrongCommand& one : wrong) {
