@@ -3,7 +3,10 @@
 #
 #   make run        installs what is missing, builds, solves the example cases
 #   make test       installs what is missing, builds everything, runs the tests
-#   make sanitize   the same tests under the address and undefined-behaviour sanitizers
+#   make sanitize   the same tests under the address, leak and undefined-behaviour sanitizers
+#   make sanitize-quick   those that manage memory by hand, under the address and leak sanitizers
+#   make sanitize-thread  those that use threads, under the thread sanitizer
+#   make valgrind   some of them under Valgrind
 #   make fuzz       SECONDS=10 of each fuzz target under libFuzzer; what it finds ends in build-fuzz/found
 #   make bench      the benchmarks: a table of goals and measurements, also in bench/results.md
 #   make windows    the same program for 64-bit Windows, as one zip, tried under wine: build-windows/quiver-<version>-windows-x64.zip
@@ -18,7 +21,7 @@
 #   make reproducible  builds once more, elsewhere, and compares the bytes
 #   make clean
 .DEFAULT_GOAL := run
-.PHONY: run test sanitize fuzz bench windows test-windows install docs format check-format lint mutation interface package \
+.PHONY: run test sanitize sanitize-quick sanitize-thread valgrind fuzz bench windows test-windows install docs format check-format lint mutation interface package \
   check-package reproducible clean dependencies dependencies-windows dependencies-fuzz products
 
 PREFIX ?= /usr/local
@@ -41,12 +44,28 @@ test: dependencies
 	@cmake --build --preset release --parallel $(JOBS)
 	@ctest --preset release --parallel $(JOBS)
 
-# Under the sanitizers GCC 12 takes parts of <regex> for uninitialised, and its leak checker stumbles over thread-local data of
-# libraries that were opened while the program ran.
+# Options of the sanitizers are in CMakePresets.json: the leak checker of GCC 12 stumbles over thread-local data of libraries that
+# were opened while the program ran, and memory that cannot be had must fail as it does without sanitizers.
 sanitize: dependencies
-	@$(CONFIGURE) sanitize -D CMAKE_CXX_FLAGS=-Wno-maybe-uninitialized >/dev/null
+	@$(CONFIGURE) sanitize >/dev/null
 	@cmake --build --preset sanitize --parallel $(JOBS)
-	@ASAN_OPTIONS=intercept_tls_get_addr=0 ctest --preset sanitize --parallel $(JOBS)
+	@ctest --preset sanitize --parallel $(JOBS)
+
+sanitize-quick: dependencies
+	@$(CONFIGURE) sanitize-quick >/dev/null
+	@cmake --build --preset sanitize-quick --parallel $(JOBS) --target memory_tests
+	@ctest --preset sanitize-quick --parallel $(JOBS)
+
+sanitize-thread: dependencies
+	@$(CONFIGURE) sanitize-thread >/dev/null
+	@cmake --build --preset sanitize-thread --parallel $(JOBS) --target threads_tests
+	@ctest --preset sanitize-thread --parallel $(JOBS)
+
+valgrind: dependencies
+	@tools/install_dependencies.sh --valgrind
+	@$(CONFIGURE) release >/dev/null
+	@cmake --build --preset release --parallel $(JOBS) --target $$(tools/valgrind.sh --list)
+	@tools/valgrind.sh build
 
 fuzz: dependencies-fuzz
 	@$(CONFIGURE) fuzz >/dev/null

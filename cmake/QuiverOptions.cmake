@@ -50,9 +50,10 @@ function(quiver_embed_texts output)
     DEPENDS ${files} ${script} VERBATIM)
 endfunction()
 
-# quiver_add_test(name SOURCES ... LIBRARIES ...): one GoogleTest program, its cases found by CTest.
+# quiver_add_test(name SOURCES ... LIBRARIES ... [LABEL memory|threads]): one GoogleTest program, its cases found by CTest. A label
+# makes it one of those that the quick and the thread sanitizer run (docs/testing.md): target <label>_tests, ctest -L <label>.
 function(quiver_add_test name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
+  cmake_parse_arguments(ARG "" "LABEL" "SOURCES;LIBRARIES" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE quiver_settings ${ARG_LIBRARIES} GTest::gtest GTest::gmock GTest::gtest_main)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
@@ -63,5 +64,13 @@ function(quiver_add_test name)
     # A second build of the same tests: what they test is optimised, they themselves need not be.
     target_compile_options(${name} PRIVATE -O0)
   endif()
-  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST)
+  set(properties)
+  if(ARG_LABEL)
+    if(NOT TARGET ${ARG_LABEL}_tests)
+      add_custom_target(${ARG_LABEL}_tests)
+    endif()
+    add_dependencies(${ARG_LABEL}_tests ${name})
+    set(properties PROPERTIES LABELS ${ARG_LABEL})
+  endif()
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST ${properties})
 endfunction()

@@ -6,6 +6,7 @@
 #   tools/install_dependencies.sh --windows  # what `make windows` and `make test-windows` need beside that
 #   tools/install_dependencies.sh --package  # what `make package` and `make check-package` need beside that
 #   tools/install_dependencies.sh --fuzz     # what `make fuzz` needs beside that
+#   tools/install_dependencies.sh --valgrind # what `make valgrind` needs beside that
 #   tools/install_dependencies.sh --list     # prints the packages (after one of the others: those)
 #
 # For Debian 12 and its relatives. Elsewhere it only says what to install by hand. SUNDIALS (IDA, KINSOL: runs over time and a second
@@ -52,6 +53,13 @@ if [ "${1:-}" = --package ]; then
 dpkg-dev             finds the packages that a program needs
 file                 tells programs from other files
 mmdebstrap           makes a clean root
+'
+fi
+if [ "${1:-}" = --valgrind ]; then
+  shift
+  kind=valgrind
+  packages='
+valgrind             finds memory that is read before it was written
 '
 fi
 if [ "${1:-}" = --fuzz ]; then

@@ -221,11 +221,8 @@ Instance& ConstructInstance(Scope& scope, QV_Container& object, Instance* parent
     const CurrentGuard guard(current);
     object.Construct();
   }
+  ExpectMemory(*instance, "its properties were declared");  // the type's next instance completes the table
   TypeTable& table = *instance->type_;
-  if (TakeOutOfMemory()) {
-    if (!table.complete) table.properties.clear();  // the type's next instance declares for all
-    ThrowOutOfMemory(*instance, "its properties were declared");
-  }
   if (!table.complete) table.Complete();
   if (instance->declared_ != static_cast<int>(table.properties.size())) ++instance->mismatches;
   if (instance->mismatches) {

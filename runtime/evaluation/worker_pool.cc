@@ -1,10 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "runtime/evaluation/worker_pool.h"
 
+#include <new>
+#include <system_error>
+
 namespace quiver {
 
 WorkerPool::WorkerPool(int workers) {
-  for (int worker = 1; worker < workers; ++worker) threads_.emplace_back([this, worker] { Work(worker); });
+  // Fewer, where the system gives no more threads or memory: the caller alone would do.
+  try {
+    for (int worker = 1; worker < workers; ++worker) threads_.emplace_back([this, worker] { Work(worker); });
+  } catch (const std::system_error&) {
+  } catch (const std::bad_alloc&) {
+  }
 }
 
 WorkerPool::~WorkerPool() {

@@ -3,7 +3,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <exception>
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <tuple>
 
@@ -269,19 +271,31 @@ void SolveGroup(RepeatedParts& parts, int group, const BlockOrder& blocks, Ordin
   const int workers = std::clamp(options.workers, 1, batches);
   std::vector<Tally> tallies(static_cast<std::size_t>(workers));
   std::atomic<int> next = 0;
+  std::exception_ptr thrown;  // the first in any worker; the others then stop
+  std::mutex thrown_mutex;
   const auto work = [&](int worker) {
-    GroupWorker group_worker(parts, group, blocks, ordinary, options, x,
-                             tallies[static_cast<std::size_t>(worker)]);
-    for (int batch = next++; batch < batches; batch = next++) {
-      const int first = batch * kPartLanes;
-      group_worker.Run(first, std::min(kPartLanes, count - first));
+    try {
+      GroupWorker group_worker(parts, group, blocks, ordinary, options, x,
+                               tallies[static_cast<std::size_t>(worker)]);
+      for (int batch = next++; batch < batches; batch = next++) {
+        const int first = batch * kPartLanes;
+        group_worker.Run(first, std::min(kPartLanes, count - first));
+      }
+    } catch (...) {
+      const std::lock_guard lock(thrown_mutex);
+      if (!thrown) thrown = std::current_exception();
+      next = batches;
     }
   };
   {
     std::vector<std::jthread> threads;
-    for (int worker = 1; worker < workers; ++worker) threads.emplace_back(work, worker);
+    try {
+      for (int worker = 1; worker < workers; ++worker) threads.emplace_back(work, worker);
+    } catch (const std::system_error&) {  // no more threads to be had: these do
+    }
     work(0);
   }
+  if (thrown) std::rethrow_exception(thrown);
   for (Tally& one : tallies) tally.Take(one);
 }
 

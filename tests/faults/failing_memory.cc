@@ -11,17 +11,18 @@
 namespace {
 
 struct Plan {
-  bool armed = false, lasting = false, failed = false;
+  std::atomic<bool> armed = false, failed = false;
+  std::atomic<long long> count = 0;
+  bool lasting = false;
   quiver::tests::Memory memory = quiver::tests::Memory::kHost;
-  long long n = 0, count = 0;
-};
-thread_local Plan plan;
+  long long n = 0;
+} plan;
 std::atomic<long long> alive = 0;
 
 void* Take(quiver::tests::Memory memory, size_t bytes) {
   if (plan.armed && plan.memory == memory) {
-    ++plan.count;
-    if (plan.lasting ? plan.count >= plan.n : plan.count == plan.n) {
+    const long long count = ++plan.count;
+    if (plan.lasting ? count >= plan.n : count == plan.n) {
       plan.failed = true;
       return nullptr;
     }
@@ -61,7 +62,12 @@ void operator delete[](void* block, size_t) noexcept { Give(block); }
 namespace quiver::tests {
 
 FailingMemory::FailingMemory(Memory memory, long long n, bool lasting) {
-  plan = {true, lasting, false, memory, n, 0};
+  plan.memory = memory;
+  plan.n = n;
+  plan.lasting = lasting;
+  plan.count = 0;
+  plan.failed = false;
+  plan.armed = true;
 }
 FailingMemory::~FailingMemory() { plan.armed = false; }
 bool FailingMemory::Failed() { return plan.failed; }

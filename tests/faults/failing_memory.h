@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Memory that fails when told to. The program that links failing_memory.cc has its own MyAllocate and operator new: in all
-// libraries of the process they stand in the place of the host's and the system's, count what is alive, and fail on this thread
-// as planned.
+// libraries of the process they stand in the place of the host's and the system's, count what is alive, and fail as planned,
+// whichever thread asks.
 //
 //   {
 //     const FailingMemory plan(Memory::kHost, 17);   // the 17th MyAllocate from here answers null
@@ -24,7 +24,7 @@ class FailingMemory {
   static bool Failed();  // whether an allocation has failed since the last plan was made
 };
 
-// Of both kinds, of all threads.
+// Of both kinds.
 long long BlocksAlive();
 
 }  // namespace quiver::tests
