@@ -43,7 +43,10 @@ TEST(Compressor, polytropic_head_and_efficiency_of_an_ideal_gas) {
     EXPECT_NEAR(run["c.PEFF"], efficiency, 1e-4);
     EXPECT_NEAR(run["c.IEFF"], (std::pow(ratio, 0.4) - 1) / (std::pow(ratio, k) - 1), 1e-4);
     EXPECT_NEAR(run["c.N_POLY"], 1 / (1 - k), 2e-4);
+    EXPECT_NEAR(run["c.N_ISEN"], 5 / 3.0, 2e-4);
     EXPECT_NEAR(run["c.HEADFACTOR"], 1, 1e-4);
+    EXPECT_NEAR(run["c.GPOWER"], 0.95 * run["c.BPOWER"], 1e-9 * run["c.BPOWER"]);
+    EXPECT_NEAR(run["c.FM_IN"], 100 * 39.948, 0.01);
     ExpectBalances(run);
   }
 }

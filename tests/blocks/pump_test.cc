@@ -22,6 +22,9 @@ TEST(Pump, affinity_laws_and_balances) {
     EXPECT_NEAR(run["p.EFF"] / full["p.EFF"], 1, 1e-9);
     EXPECT_NEAR(0.9 * run["p.BPOWER"] / full["p.BPOWER"], part * part * part, 1e-9);
     EXPECT_NEAR(run["p.OUT_P.F"], 5000 * part, 1e-9);
+    EXPECT_NEAR(run["p.HEIGHT"] * 9.80665e-3, run["p.HEAD"], 1e-9);
+    EXPECT_NEAR(run["p.HPOWER"], run["p.EFF"] * 0.9 * run["p.BPOWER"], 1e-9 * run["p.BPOWER"]);
+    EXPECT_NEAR(run["p.FM_IN"], 5000 * part * 18.0153, 1);
     EXPECT_NEAR(run["f.F"] * (run["p.OUT_P.H"] - run["f.H"]), 3.6e-3 * 0.9 * run["p.BPOWER"],
                 1e-6 * run["p.BPOWER"]);
     // Losses warm the water, (1 - EFF) of the work over 4.18 kJ/kg/K, and so does compression itself: T beta / cp of the head,

@@ -221,6 +221,10 @@ TEST(ReliefValve, HeatInputAndOutlet) {
   const FlashResult outlet = package.FlashPressureEnthalpy(101325, run["v.H"] * 1e9, z);
   EXPECT_NEAR(run["v.T_OUT"], outlet.temperature - kZeroCelsius, 1e-6);
   EXPECT_NEAR(run["v.VF_OUT"], outlet.vapour_fraction(), 1e-9);
+  EXPECT_NEAR(run["v.H_OUT"], run["v.H"], 1e-12);
+  EXPECT_NEAR(run["v.LATENT"] * 1e9 / latent, 1, 1e-6);
+  EXPECT_NEAR(run["v.F"] * package.MolarMass(z), run["v.W"], 1e-6 * run["v.W"]);
+  EXPECT_NEAR(run["v.ETA_A"], 1.01325 / 7, 1e-12);
 
   const SolvedCase closed(Valve("n-hexane", "Compressible Fluid",
                                 "FLASHTYPE: PV, FLOW_CONNECTED: Disconnected",
