@@ -157,9 +157,13 @@ void Batch::AddPart(const EquationList& equations, const Copies& copies, const s
     const std::vector<int> nodes = joint.Add(shape.programs->gradient, constants, inputs);
 
     waiting_rows.push_back(nodes[0]);
-    for (int k = 0; k < shape.variable_count; ++k)
-      if (equations.HasEntry(equations.gathers[static_cast<std::size_t>(at.gather + k)]))
-        waiting_entries.push_back(nodes[static_cast<std::size_t>(k) + 1]);
+    for (int k = 0; k < shape.variable_count; ++k) {
+      if (!equations.HasEntry(equations.gathers[static_cast<std::size_t>(at.gather + k)])) continue;
+      const int entry = nodes[static_cast<std::size_t>(k) + 1];
+      const int opposite = rows_.list.empty() ? joint.NegatedBy(entry) : -1;
+      waiting_entries.push_back(opposite >= 0 ? opposite : entry);
+      part.signs.push_back(opposite >= 0 ? -0.0 : 0.0);
+    }
     const bool last = m + 1 == last_member;
     if (!last && waiting_rows.size() < kNumbersOfALine && waiting_entries.size() < kNumbersOfALine) continue;
     next.members = take(waiting_rows, last, outputs);
@@ -234,7 +238,8 @@ void Batch::RunPart(const Part& part, int first, int lanes, const double* x, dou
       ScatterRows(scratch.outputs.data(), results.members, lanes, residuals + results.first_member,
                   equations_per_copy_);
       if (entries)
-        ScatterRows(slopes, results.entries, lanes, entries + results.first_entry, entries_per_copy_);
+        ScatterRows(slopes, results.entries, lanes, entries + results.first_entry, entries_per_copy_,
+                    part.signs.data() + (results.first_entry - part.results[0].first_entry));
     } else {
       if (results.members) Scatter(scratch.outputs[0], rows_.list.data() + first, 1, lanes, residuals);
       for (int k = 0; entries && k < results.entries; ++k)
@@ -251,6 +256,7 @@ std::size_t Batch::memory_bytes() const {
     for (const Program* program : {&part.gradients, &part.values})
       bytes += program->code.capacity() * sizeof(Instruction) + program->outputs.capacity() * sizeof(int);
     for (const Inputs& group : part.variables) bytes += group.places.memory_bytes();
+    bytes += part.signs.capacity() * sizeof(double);
     for (const std::vector<double>& values : part.parameters) bytes += values.capacity() * sizeof(double);
   }
   return bytes;

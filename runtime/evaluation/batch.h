@@ -69,6 +69,7 @@ class Batch {
     int variable_count = 0;
     std::vector<std::vector<double>> parameters;  // further inputs: literals that differ, by copy
     std::vector<Results> results;                 // by turn
+    std::vector<double> signs;                    // by entry: -0.0 where the program gives its opposite
   };
 
   void AddPart(const EquationList& equations, const Copies& copies, const std::vector<Places>& places,

@@ -27,4 +27,12 @@ std::vector<int> JointFormulas::Add(const Program& program, std::span<const int>
   return results;
 }
 
+int JointFormulas::NegatedBy(int node) const {
+  const auto& step = builder_.node(node);
+  if (step.kind != FormulaBuilder::Kind::kStep || builder_.IsFixed(node)) return -1;
+  if (step.op == Operator::kNegate) return step.a;
+  if (!few_operations_ || step.op != Operator::kMultiply) return -1;
+  return builder_.IsConstant(step.a, -1) ? step.b : builder_.IsConstant(step.b, -1) ? step.a : -1;
+}
+
 }  // namespace quiver

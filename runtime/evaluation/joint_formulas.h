@@ -23,6 +23,9 @@ class JointFormulas {
   std::vector<int> Add(const Program& program, std::span<const int> constants,
                        std::span<const int> variables);
 
+  // The operand of a step that only negates, else -1: whoever hands the result out can do that on the way.
+  int NegatedBy(int node) const;
+
   FormulaBuilder& builder() { return builder_; }
   const FormulaBuilder& builder() const { return builder_; }
   int inputs() const { return inputs_; }

@@ -54,7 +54,7 @@ LevelTape::LevelTape(const EquationList& equations, std::span<const EquationPlac
     }
   }
   JointFormulas joint(static_cast<int>(variables.size()), true);
-  std::vector<int> residuals, entries;
+  std::vector<int> residuals, entries, negated, negated_to;
   for (const EquationPlace& at : places) {
     const Shape& shape = (*equations.shapes)[equations.shape_of[static_cast<std::size_t>(at.equation)]];
     const std::span<const int> gather = equations.gathers.subspan(
@@ -71,6 +71,9 @@ LevelTape::LevelTape(const EquationList& equations, std::span<const EquationPlac
       if (joint.builder().IsConstant(results[k + 1])) {
         constant_to_.push_back(entry);
         constants_.push_back(joint.builder().node(results[k + 1]).value);
+      } else if (const int opposite = joint.NegatedBy(results[k + 1]); opposite >= 0) {
+        negated_to.push_back(entry);
+        negated.push_back(opposite);
       } else {
         entry_to_.push_back(entry);
         entries.push_back(results[k + 1]);
@@ -78,6 +81,9 @@ LevelTape::LevelTape(const EquationList& equations, std::span<const EquationPlac
       ++entry;
     }
   }
+  first_negated_ = entries.size();
+  entries.insert(entries.end(), negated.begin(), negated.end());
+  entry_to_.insert(entry_to_.end(), negated_to.begin(), negated_to.end());
   gradients_ = Schedule(joint.builder(), variables, residuals, entries);
   values_ = Schedule(joint.builder(), variables, residuals, {});
 }
@@ -226,8 +232,9 @@ void LevelTape::Run(const double* x, double time, double* residuals, double* ent
   for (std::size_t k = 0; k < rows_.size(); ++k)
     residuals[rows_[k]] = tape.file[static_cast<std::size_t>(tape.residual_from[k])];
   if (!entries) return;
-  for (std::size_t k = 0; k < entry_to_.size(); ++k)
-    entries[entry_to_[k]] = tape.file[static_cast<std::size_t>(tape.entry_from[k])];
+  const auto value = [&](std::size_t k) { return tape.file[static_cast<std::size_t>(tape.entry_from[k])]; };
+  for (std::size_t k = 0; k < first_negated_; ++k) entries[entry_to_[k]] = value(k);
+  for (std::size_t k = first_negated_; k < entry_to_.size(); ++k) entries[entry_to_[k]] = -value(k);
 }
 
 std::size_t LevelTape::Tape::memory_bytes() const {

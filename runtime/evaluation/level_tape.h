@@ -53,6 +53,7 @@ class LevelTape {
   Tape gradients_, values_;
   std::vector<int> rows_;  // of the residuals
   std::vector<int> entry_to_;
+  std::size_t first_negated_ = 0;  // from here on entries are the values' opposites
   std::vector<int> constant_to_;
   std::vector<double> constants_;  // entries that are the same at every point
 };

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Rows of a block to and from where the instances keep their values: gathers, scatters and transpositions.
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 
 #include "runtime/expression/lanes.h"
@@ -43,9 +44,15 @@ void GatherRowsPlain(const double* from, long long step, int lanes, Lanes* rows,
   }
 }
 
-void ScatterRowsPlain(const double* const* rows, int count, int lanes, double* to, long long step) {
-  for (int k = 0; k < count; ++k)
-    for (int i = 0; i < lanes; ++i) to[step * i + k] = rows[k][i];
+void ScatterRowsPlain(const double* const* rows, int count, int first, int lanes, double* to, long long step,
+                      const double* signs) {
+  for (int k = 0; k < count; ++k) {
+    if (signs && std::signbit(signs[k])) {
+      for (int i = first; i < lanes; ++i) to[step * i + k] = -rows[k][i];
+    } else {
+      for (int i = first; i < lanes; ++i) to[step * i + k] = rows[k][i];
+    }
+  }
 }
 
 #ifdef QUIVER_WIDE_MACHINES
@@ -71,18 +78,18 @@ QUIVER_FOR_AVX2 void GatherRowsAvx2(const double* from, long long step, int lane
 }
 
 QUIVER_FOR_AVX2 void ScatterRowsAvx2(const double* const* rows, int count, int lanes, double* to,
-                                     long long step) {
+                                     long long step, const double* signs) {
   const int fours = count / 4 * 4, pairs = lanes / 2 * 2;
   for (int i = 0; i < pairs; i += 2) {
     for (int k = 0; k < fours; k += 4) {
       const __m256d a = Pairs(rows[k] + i, rows[k + 2] + i), b = Pairs(rows[k + 1] + i, rows[k + 3] + i);
-      _mm256_storeu_pd(to + step * i + k, _mm256_unpacklo_pd(a, b));
-      _mm256_storeu_pd(to + step * (i + 1) + k, _mm256_unpackhi_pd(a, b));
+      const __m256d sign = signs ? _mm256_loadu_pd(signs + k) : _mm256_setzero_pd();
+      _mm256_storeu_pd(to + step * i + k, _mm256_xor_pd(_mm256_unpacklo_pd(a, b), sign));
+      _mm256_storeu_pd(to + step * (i + 1) + k, _mm256_xor_pd(_mm256_unpackhi_pd(a, b), sign));
     }
   }
-  ScatterRowsPlain(rows + fours, count - fours, pairs, to + fours, step);
-  if (pairs < lanes)
-    for (int k = 0; k < count; ++k) to[step * pairs + k] = rows[k][pairs];
+  ScatterRowsPlain(rows + fours, count - fours, 0, pairs, to + fours, step, signs ? signs + fours : nullptr);
+  ScatterRowsPlain(rows, count, pairs, lanes, to, step, signs);
 }
 #endif
 
@@ -96,12 +103,13 @@ void GatherRows(const double* from, long long step, int lanes, Lanes* rows, int 
   GatherRowsPlain(from, step, lanes, rows, count);
 }
 
-void ScatterRows(const double* const* rows, int count, int lanes, double* to, long long step) {
+void ScatterRows(const double* const* rows, int count, int lanes, double* to, long long step,
+                 const double* signs) {
 #ifdef QUIVER_WIDE_MACHINES
   if (count > 1 && CurrentMachine() != Machine::kBaseline)
-    return ScatterRowsAvx2(rows, count, lanes, to, step);
+    return ScatterRowsAvx2(rows, count, lanes, to, step, signs);
 #endif
-  ScatterRowsPlain(rows, count, lanes, to, step);
+  ScatterRowsPlain(rows, count, 0, lanes, to, step, signs);
 }
 
 }  // namespace quiver

@@ -83,6 +83,8 @@ void GatherAffine(const double* x, long long first, long long step, int lanes, d
 void ScatterAffine(const double* row, long long first, long long step, int lanes, double* x);
 // Several rows at once, where instance i has its values one behind the other: rows[k].lane[i] = from[i * step + k].
 void GatherRows(const double* from, long long step, int lanes, Lanes* rows, int count);
-void ScatterRows(const double* const* rows, int count, int lanes, double* to, long long step);
+// Rows with -0.0 among the signs, if there are any, arrive negated.
+void ScatterRows(const double* const* rows, int count, int lanes, double* to, long long step,
+                 const double* signs = nullptr);
 
 }  // namespace quiver
