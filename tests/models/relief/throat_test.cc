@@ -243,6 +243,7 @@ TEST(Throat, GuardsAreAsWritten) {
                 {"PSV_SPECVOLC", "Vapor-Liquid", "", " 21 G2 39 19 G2 EPS "},
                 {"PSV_HFF", "Vapor-Only", "IsentropicExponent", "20 K 98 1.00001 22 CP_V CV_V"},
                 {"PSV_HFF", "Vapor-Liquid", "InletEntropyDiff", "20 DS0 98 EPS 20 22 SV0 MWV 22 SL0 MWL"},
+                {"PSV_HFF", "Vapor-Liquid", "eta_crit_calc1", " 98 1e-06 E0 "},
                 {"PSV_HFF", "Vapor-Liquid", "eta_crit_calc2", "20 ETA_CRIT 98 0.0001 ETA_T"},
                 {"PSV_DIENER", "Vapor-Liquid", "VolumeRatio", "20 V_RATIO 98 1.00001 22 V_V0 V_L0"},
                 {"PSV_DIENER", "Vapor-Only", "VolumeRatio", "19 -1000000.0 V_RATIO"},
