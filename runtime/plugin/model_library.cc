@@ -22,7 +22,7 @@ std::span<const Row> Rows(const SharedLibrary& library, const char* symbol) {
 // By name, then by what the system says, which some (wine) do not know of a library that is open.
 bool SameFile(const std::filesystem::path& a, const std::filesystem::path& b) {
   std::error_code unknown;
-  return std::filesystem::weakly_canonical(a, unknown) == std::filesystem::weakly_canonical(b, unknown) ||
+  return std::filesystem::absolute(a).lexically_normal() == std::filesystem::absolute(b).lexically_normal() ||
          std::filesystem::equivalent(a, b, unknown);
 }
 

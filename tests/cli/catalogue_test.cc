@@ -74,7 +74,8 @@ TEST(List, LibrariesAddUpAndMustNotClash) {
   EXPECT_EQ(Quiver({"--bare", "list", "models"}).status, 2);
 
   const std::string copy = QUIVER_BUILD_DIR "/tests/" + SharedLibraryName("copy_of_models");
-  std::filesystem::copy_file(models, copy, std::filesystem::copy_options::overwrite_existing);
+  std::filesystem::remove(copy);  // mingw's copy_file does not overwrite
+  std::filesystem::copy_file(models, copy);
   const Answer clash = Quiver({"--library", copy, "list", "models"});
   EXPECT_EQ(clash.status, 2);
   EXPECT_THAT(clash.err, HasSubstr("both have a model"));

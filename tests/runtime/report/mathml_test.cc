@@ -138,6 +138,11 @@ TEST(Mathml, ReadsBackToTheTreesValue) {
     const std::vector<double> x = trees.Point(4, -2, 2);
     const double expected = Interpret<double>(tree, x);
     if (!std::isfinite(expected) || std::abs(expected) > 1e12) continue;
+    // Nor where the last digit decides, as in the sine of a large power: C libraries round powers another way.
+    std::vector<double> near = x;
+    for (double& value : near) value *= 1 + 1e-14;
+    if (std::abs(Interpret<double>(tree, near) - expected) > 1e-9 * std::max(1.0, std::abs(expected)))
+      continue;
     ++finite;
     const std::string mathml = FormulaMathml(tree, name, i % 2 ? 20 : 1e9);
     SCOPED_TRACE(FormulaText(tree, name) + "\n" + mathml);
