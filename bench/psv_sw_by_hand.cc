@@ -42,6 +42,19 @@ QUIVER_FOR_AVX512 void BlockAvx512(const double* x, double* residuals, double* e
 }
 #endif
 
+[[gnu::always_inline]] inline void NewtonBlock(const double* x, double* x_new) {
+#pragma GCC ivdep
+  for (int i = 0; i < kBlock; ++i) {
+    PsvSwNewton<VectorMath>([&](int k) { return x[k * kBlock + i]; },
+                            [&](int k, double value) { x_new[k * kBlock + i] = value; });
+  }
+}
+void NewtonBaseline(const double* x, double* x_new) { NewtonBlock(x, x_new); }
+#ifdef QUIVER_WIDE_MACHINES
+QUIVER_FOR_AVX2 void NewtonAvx2(const double* x, double* x_new) { NewtonBlock(x, x_new); }
+QUIVER_FOR_AVX512 void NewtonAvx512(const double* x, double* x_new) { NewtonBlock(x, x_new); }
+#endif
+
 }  // namespace
 
 void PsvSwScalar(int copies, const double* x, double* residuals, double* entries) {
@@ -74,6 +87,24 @@ void PsvSwVector(int copies, const double* x, double* residuals, double* entries
     entries += kPsvSwEntries * kBlock;
   }
   if (streamed) FinishStreaming();
+}
+
+void PsvSwNewtonScalar(int copies, const double* __restrict x, double* __restrict x_new) {
+  for (int i = 0; i < copies; ++i, x += kPsvSwVariables, x_new += kPsvSwVariables)
+    PsvSwNewton<LibraryMath>([&](int k) { return x[k]; }, [&](int k, double value) { x_new[k] = value; });
+}
+
+void PsvSwNewtonVector(int copies, const double* x, double* x_new) {
+  auto* block = NewtonBaseline;
+#ifdef QUIVER_WIDE_MACHINES
+  if (WidestMachine() == Machine::kAvx512) block = NewtonAvx512;
+  if (WidestMachine() == Machine::kAvx2) block = NewtonAvx2;
+#endif
+  for (int first = 0; first < copies; first += kBlock) {
+    block(x, x_new);
+    x += kPsvSwVariables * kBlock;
+    x_new += kPsvSwVariables * kBlock;
+  }
 }
 
 }  // namespace quiver::bench

@@ -145,6 +145,40 @@ template <class Math, class Load, class Residual, class Entry>
   j(79, 1), j(80, -1);
 }
 
+// A whole Newton iteration of what each equation determines when the flow is asked for: evaluation, substitution block after
+// block (every block is one equation), the new point. `store` takes the new unknowns.
+template <class Math, class Load, class Store>
+[[gnu::always_inline]] inline void PsvSwNewton(const Load& x, const Store& store) {
+  double r[kPsvSwEquations], j[kPsvSwEntries];
+  PsvSw<Math>(
+      x, [&](int e, double value) { r[e] = value; }, [&](int k, double value) { j[k] = value; });
+  const auto take = [&](int variable, double step) {
+    store(variable, x(variable) + step);
+    return step;
+  };
+  const double t0 = take(kT0, -r[24]), k = take(kK, -r[0]), cp = take(kCP_L0, -r[1]);
+  const double v_l0 = take(kV_L0, -r[2] / j[6]), v_v0 = take(kV_V0, -r[3] / j[9]);
+  const double x0 = take(kX0, -(r[4] + j[14] * v_l0 + j[15] * v_v0));
+  const double p_t0 = take(kP_T0, -r[5] / j[16]), eta_s = take(kETA_S, -(r[6] + j[21] * p_t0));
+  const double heat = take(kDH_V0, -r[7] / j[23]);
+  const double v_0 = take(kV_0, -(r[8] + j[29] * x0 + j[30] * v_v0 + j[31] * v_l0));
+  const double gas = take(kOMIGA_GAS, -(r[10] + j[35] * x0 + j[36] * v_v0 + j[37] * v_l0 + j[38] * v_0));
+  const double omega = take(kOMIGA, -(r[11] - gas + j[41] * eta_s + j[42] * cp + j[44] * t0 + j[45] * v_0 +
+                                      j[46] * v_v0 + j[47] * v_l0 + j[48] * heat));
+  take(kETA_SMIN, -(r[9] + j[33] * omega));
+  take(kETA_CRIT_LIQ, -(r[12] - eta_s));
+  const double two_phase = take(kETA_CRIT_2P, -(r[13] + j[51] * omega + j[53] * eta_s) / j[52]);
+  take(kETA_CRIT_VAP, -(r[14] + j[55] * k));
+  const double critical = take(kETA_CRIT, -(r[17] - two_phase)), eta = take(kETA, -(r[15] - critical));
+  take(kCRITICAL_FLOW, -r[16]);
+  take(kP_CRIT, -(r[19] + j[65] * critical));
+  take(kPSI_SQ_LIQ, -(r[20] + eta));
+  const double psi_2p = take(kPSI_SQ_2P, -(r[21] + j[69] * omega + j[70] * eta_s + j[71] * eta) / j[68]);
+  const double psi = take(kPSI_SQ, -(r[18] - psi_2p));
+  take(kPSI_SQ_VAP, -(r[22] + j[73] * k + j[74] * eta));
+  take(kFLUX, -(r[23] + j[76] * psi + j[78] * v_0));
+}
+
 // Copies one behind the other, as the flowsheet numbers them.
 void PsvSwScalar(int copies, const double* x, double* residuals, double* entries);
 
@@ -152,5 +186,9 @@ void PsvSwScalar(int copies, const double* x, double* residuals, double* entries
 // whole blocks. Powers and logarithms are those of the C library's vector functions. Streamed: see stream_copy.h.
 inline constexpr int kBlock = 64;
 void PsvSwVector(int copies, const double* x, double* residuals, double* entries, bool streamed);
+
+// Newton iterations in the two forms.
+void PsvSwNewtonScalar(int copies, const double* x, double* x_new);
+void PsvSwNewtonVector(int copies, const double* x, double* x_new);
 
 }  // namespace quiver::bench

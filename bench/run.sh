@@ -17,6 +17,7 @@ Written by \`make bench\`. Machine: $cpu, $cores cores, $memory GiB of memory, $
 Load of the machine by other work when it began: $load.
 END
 "$programs"/bench_evaluation --results="$results"
+"$programs"/bench_newton_iteration --results="$results"
 {
   printf '\n## 100,000 instances of PSV_SW, from nothing to their solution\n\nGoal: 2 s on 2 cores and 1 GiB.\n\n```\n'
   "$programs"/bench_instances PSV_SW 100000

@@ -2,7 +2,6 @@
 #include "runtime/evaluation/batch.h"
 
 #include <algorithm>
-#include <tuple>
 #include <unordered_map>
 
 #include "runtime/evaluation/joint_formulas.h"
@@ -16,26 +15,7 @@ constexpr std::size_t kMostVariablesOfAPart = 96;
 // Results go out a cache line of a copy at a time.
 constexpr std::size_t kNumbersOfALine = 8;
 
-struct PlacesHash {
-  std::size_t operator()(const Places& places) const {
-    auto hash = static_cast<std::uint64_t>(places.first) * 0x9E3779B97F4A7C15u +
-                static_cast<std::uint64_t>(places.step);
-    for (std::size_t i = 0; i < std::min<std::size_t>(places.list.size(), 8); ++i)
-      hash = (hash ^ static_cast<std::uint64_t>(places.list[i])) * 0x9E3779B97F4A7C15u;
-    return hash ^ (hash >> 32);
-  }
-};
-
 }  // namespace
-
-EquationPlace Copies::Place(int copy, int member) const {
-  if (!listed.empty()) return listed[static_cast<std::size_t>(copy)];
-  EquationPlace place = members[static_cast<std::size_t>(member)];
-  place.equation += static_cast<int>(equation_step * copy);
-  place.gather += gather_step * copy;
-  place.entry += entry_step * copy;
-  return place;
-}
 
 Batch::Batch(const EquationList& equations, const Copies& copies)
     : copies_(copies.count),
@@ -51,19 +31,11 @@ Batch::Batch(const EquationList& equations, const Copies& copies)
     }
   }
 
-  // All variables of a copy, member after member.
-  int width = 0;
-  for (const EquationPlace& member : copies.members)
-    width +=
-        (*equations.shapes)[equations.shape_of[static_cast<std::size_t>(member.equation)]].variable_count;
-  const std::vector<Places> places = FindPlaces(
-      copies_, width, [&](int copy) { return equations.gathers.data() + copies.Place(copy, 0).gather; });
-
+  const std::vector<Places> places = copies.VariablePlaces(equations);
   std::size_t first_member = 0, first_place = 0, place = 0;
   std::unordered_map<Places, int, PlacesHash> known;
   for (std::size_t m = 0; m < copies.members.size(); ++m) {
-    const Shape& shape =
-        (*equations.shapes)[equations.shape_of[static_cast<std::size_t>(copies.members[m].equation)]];
+    const Shape& shape = copies.ShapeOf(equations, 0, m);
     const std::size_t end = place + static_cast<std::size_t>(shape.variable_count);
     for (std::size_t k = place; k < end; ++k) known.try_emplace(places[k], 0);
     if (known.size() > kMostVariablesOfAPart && m > first_member) {
@@ -79,56 +51,10 @@ Batch::Batch(const EquationList& equations, const Copies& copies)
 }
 
 void Batch::AddPart(const EquationList& equations, const Copies& copies, const std::vector<Places>& places,
-                    std::size_t first_member, std::size_t last_member, std::size_t place) {
+                    std::size_t first_member, std::size_t last_member, std::size_t first_place) {
   Part part;
-  const auto shape_of = [&](int copy, std::size_t m) -> const Shape& {
-    const EquationPlace at = copies.Place(copy, static_cast<int>(m));
-    return (*equations.shapes)[equations.shape_of[static_cast<std::size_t>(at.equation)]];
-  };
-
-  // Inputs: the distinct variables, those that lie one behind the other together; then constants in which copies differ.
-  std::size_t end = place;
-  for (std::size_t m = first_member; m < last_member; ++m)
-    end += static_cast<std::size_t>(shape_of(0, m).variable_count);
-  std::unordered_map<Places, int, PlacesHash> input_of;
-  std::vector<const Places*> distinct;
-  for (std::size_t k = place; k < end; ++k)
-    if (input_of.try_emplace(places[k], 0).second) distinct.push_back(&places[k]);
-  std::stable_sort(distinct.begin(), distinct.end(), [](const Places* a, const Places* b) {
-    return std::tuple(!a->list.empty(), a->step, a->first) < std::tuple(!b->list.empty(), b->step, b->first);
-  });
-  for (const Places* variable : distinct) {
-    input_of[*variable] = part.variable_count++;
-    Inputs* const before = part.variables.empty() ? nullptr : &part.variables.back();
-    const bool joins = before && before->places.list.empty() && variable->list.empty() &&
-                       variable->step != 0 && variable->step == before->places.step &&
-                       variable->first == before->places.first + before->count;
-    if (joins) {
-      ++before->count;
-    } else {
-      part.variables.push_back({*variable, 1});
-    }
-  }
-  // By member and constant: its number as a parameter, or -1.
-  std::vector<std::vector<int>> parameters;
-  for (std::size_t m = first_member; m < last_member; ++m) {
-    const Shape& shape = shape_of(0, m);
-    std::vector<char> differs(shape.constants.size(), 0);
-    for (int i = 1; i < copies_; ++i) {
-      const Shape& other = shape_of(i, m);
-      if (&other == &shape) continue;
-      for (std::size_t c = 0; c < differs.size(); ++c) differs[c] |= other.constants[c] != shape.constants[c];
-    }
-    std::vector<int>& numbers = parameters.emplace_back(shape.constants.size(), -1);
-    for (std::size_t c = 0; c < differs.size(); ++c) {
-      if (!differs[c]) continue;
-      numbers[c] = static_cast<int>(part.parameters.size());
-      std::vector<double>& values = part.parameters.emplace_back();
-      for (int i = 0; i < copies_; ++i) values.push_back(shape_of(i, m).constants[c]);
-    }
-  }
-
-  JointFormulas joint(part.variable_count + static_cast<int>(part.parameters.size()));
+  const JointInputs inputs(equations, copies, places, first_member, last_member, first_place);
+  JointFormulas joint(inputs.rows().count());
   std::vector<int> outputs, values;                // nodes
   std::vector<int> waiting_rows, waiting_entries;  // for their turn
   std::vector<int> turns, value_turns;             // their ends among the outputs
@@ -144,17 +70,10 @@ void Batch::AddPart(const EquationList& equations, const Copies& copies, const s
     return static_cast<int>(count);
   };
   for (std::size_t m = first_member; m < last_member; ++m) {
-    const Shape& shape = shape_of(0, m);
+    const Shape& shape = copies.ShapeOf(equations, 0, m);
     const EquationPlace at = copies.Place(0, static_cast<int>(m));
-    std::vector<int> constants, inputs;
-    for (std::size_t c = 0; c < shape.constants.size(); ++c) {
-      const int parameter = parameters[m - first_member][c];
-      constants.push_back(parameter < 0 ? joint.builder().Constant(shape.constants[c])
-                                        : joint.builder().Input(part.variable_count + parameter));
-    }
-    for (int k = 0; k < shape.variable_count; ++k, ++place)
-      inputs.push_back(joint.builder().Input(input_of.at(places[place])));
-    const std::vector<int> nodes = joint.Add(shape.programs->gradient, constants, inputs);
+    const std::vector<int> nodes = joint.Add(shape.programs->gradient, inputs.Constants(joint.builder(), m),
+                                             inputs.Variables(joint.builder(), m));
 
     waiting_rows.push_back(nodes[0]);
     for (int k = 0; k < shape.variable_count; ++k) {
@@ -179,6 +98,7 @@ void Batch::AddPart(const EquationList& equations, const Copies& copies, const s
   part.constants = plan.Values({});
   part.gradients = Extract(joint.builder(), plan, outputs, joint.inputs(), turns);
   part.values = Extract(joint.builder(), plan, values, joint.inputs(), value_turns);
+  part.inputs = inputs.rows();
   parts_.push_back(std::move(part));
 }
 
@@ -204,24 +124,11 @@ void Batch::Run(int first, const double* x, double time, double* residuals, doub
 
 void Batch::RunPart(const Part& part, int first, int lanes, const double* x, double time, double* residuals,
                     double* entries, Scratch& scratch) const {
-  const auto variables = static_cast<std::size_t>(part.variable_count),
-             inputs = variables + part.parameters.size();
+  const auto inputs = static_cast<std::size_t>(part.inputs.count());
   if (scratch.rows.size() < inputs) scratch.rows.resize(inputs);
   scratch.inputs.resize(inputs);
   for (std::size_t k = 0; k < inputs; ++k) scratch.inputs[k] = scratch.rows[k].lane;
-  std::size_t row = 0;
-  for (const Inputs& group : part.variables) {
-    if (group.places.list.empty()) {
-      GatherRows(x + group.places[first], group.places.step, lanes, &scratch.rows[row], group.count);
-    } else {
-      Gather(x, group.places.list.data() + first, 1, lanes, scratch.rows[row].lane);
-    }
-    row += static_cast<std::size_t>(group.count);
-  }
-  for (; row < inputs; ++row) {
-    const double* const values = part.parameters[row - variables].data() + first;
-    for (int i = 0; i < BlockWidth(lanes); ++i) scratch.rows[row].lane[i] = values[std::min(i, lanes - 1)];
-  }
+  part.inputs.Gather(x, first, lanes, scratch.rows.data());
 
   const Program& program = entries ? part.gradients : part.values;
   scratch.evaluator.Start(program, part.constants, scratch.inputs, lanes, {.time = time});
@@ -251,13 +158,11 @@ void Batch::RunPart(const Part& part, int first, int lanes, const double* x, dou
 std::size_t Batch::memory_bytes() const {
   std::size_t bytes = sizeof *this + rows_.memory_bytes() + entries_.memory_bytes();
   for (const Part& part : parts_) {
-    bytes += sizeof part + part.constants.capacity() * sizeof(double) +
-             part.variables.capacity() * sizeof(Inputs) + part.results.capacity() * sizeof(Results);
+    bytes += sizeof part + part.constants.capacity() * sizeof(double) + part.inputs.memory_bytes() +
+             part.results.capacity() * sizeof(Results);
     for (const Program* program : {&part.gradients, &part.values})
       bytes += program->code.capacity() * sizeof(Instruction) + program->outputs.capacity() * sizeof(int);
-    for (const Inputs& group : part.variables) bytes += group.places.memory_bytes();
     bytes += part.signs.capacity() * sizeof(double);
-    for (const std::vector<double>& values : part.parameters) bytes += values.capacity() * sizeof(double);
   }
   return bytes;
 }

@@ -11,22 +11,10 @@
 #include <utility>
 #include <vector>
 
-#include "runtime/evaluation/equation_list.h"
-#include "runtime/evaluation/repetition.h"
-#include "runtime/expression/lanes.h"
+#include "runtime/evaluation/joint_inputs.h"
 #include "runtime/expression/program.h"
 
 namespace quiver {
-
-// Copies of a group of equations. Those that lie one behind the other have steps, others are listed.
-struct Copies {
-  int count = 0;
-  std::vector<EquationPlace> members;  // of the first copy
-  long long equation_step = 0, gather_step = 0, entry_step = 0;
-  std::vector<EquationPlace> listed;  // groups of a single equation: of every copy; else empty
-
-  EquationPlace Place(int copy, int member) const;
-};
 
 class Batch {
  public:
@@ -51,11 +39,6 @@ class Batch {
   std::size_t memory_bytes() const;
 
  private:
-  // Variables that lie one behind the other in every copy, or a single one.
-  struct Inputs {
-    Places places;  // of the first
-    int count;
-  };
   // What a turn hands out: residuals and entries that lie one behind the other in a copy, as many of either as fill whole
   // cache lines; the rest waits for the next turn.
   struct Results {
@@ -65,11 +48,9 @@ class Batch {
   struct Part {
     Program gradients, values;  // a turn's results: residuals, then entries
     std::vector<double> constants;
-    std::vector<Inputs> variables;  // in the order of the programs' inputs
-    int variable_count = 0;
-    std::vector<std::vector<double>> parameters;  // further inputs: literals that differ, by copy
-    std::vector<Results> results;                 // by turn
-    std::vector<double> signs;                    // by entry: -0.0 where the program gives its opposite
+    InputRows inputs;
+    std::vector<Results> results;  // by turn
+    std::vector<double> signs;     // by entry: -0.0 where the program gives its opposite
   };
 
   void AddPart(const EquationList& equations, const Copies& copies, const std::vector<Places>& places,
