@@ -8,6 +8,7 @@
 # sources give the same bytes: files are sorted and carry the date of the last commit.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+umask 022  # the zip carries it
 build=build-windows/build
 # What every Windows has; anything else would have to be installed first.
 system='KERNEL32.dll msvcrt.dll'
