@@ -2,6 +2,7 @@
 // Value numbering, simplification and reverse accumulation.
 #include "runtime/expression/formula_builder.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <utility>
@@ -18,6 +19,15 @@ std::uint64_t Mix(std::uint64_t hash, std::uint64_t word) {
   return hash ^ (hash >> 29);
 }
 
+std::uint64_t HashOf(const FormulaBuilder::Node& node) {
+  const std::uint64_t hash =
+      Mix(static_cast<std::uint64_t>(node.kind) << 8 | static_cast<std::uint64_t>(node.op),
+          std::bit_cast<std::uint64_t>(node.value));
+  return Mix(hash, static_cast<std::uint64_t>(static_cast<std::uint32_t>(node.a)) * 0xD6E8FEB86659FD93u ^
+                       static_cast<std::uint64_t>(static_cast<std::uint32_t>(node.b)) << 32 ^
+                       static_cast<std::uint32_t>(node.c));
+}
+
 }  // namespace
 
 bool FormulaBuilder::Node::operator==(const Node& other) const {
@@ -25,24 +35,29 @@ bool FormulaBuilder::Node::operator==(const Node& other) const {
          std::bit_cast<std::uint64_t>(value) == std::bit_cast<std::uint64_t>(other.value);
 }
 
-std::size_t FormulaBuilder::NodeHash::operator()(const Node& node) const {
-  std::uint64_t hash = Mix(static_cast<std::uint64_t>(node.kind) << 8 | static_cast<std::uint64_t>(node.op),
-                           std::bit_cast<std::uint64_t>(node.value));
-  hash = Mix(hash, static_cast<std::uint64_t>(static_cast<std::uint32_t>(node.a)) << 32 |
-                       static_cast<std::uint32_t>(node.b));
-  return Mix(hash, static_cast<std::uint32_t>(node.c));
+int FormulaBuilder::Intern(const Node& node) {
+  if (2 * nodes_.size() >= table_.size()) GrowTable();
+  const std::size_t mask = table_.size() - 1;
+  std::size_t at = HashOf(node) & mask;
+  for (; table_[at] >= 0; at = (at + 1) & mask)
+    if (nodes_[table_[at]] == node) return table_[at];
+  table_[at] = size();
+  nodes_.push_back(node);
+  is_recorded_.push_back(false);
+  const bool leaf = node.kind != Kind::kStep;
+  auto fixed = [this](int operand) { return operand < 0 || is_fixed_[operand]; };
+  is_fixed_.push_back(leaf ? node.kind != Kind::kInput : fixed(node.a) && fixed(node.b) && fixed(node.c));
+  return table_[at];
 }
 
-int FormulaBuilder::Intern(const Node& node) {
-  const auto [place, added] = known_.try_emplace(node, size());
-  if (added) {
-    nodes_.push_back(node);
-    is_recorded_.push_back(false);
-    const bool leaf = node.kind != Kind::kStep;
-    auto fixed = [this](int operand) { return operand < 0 || is_fixed_[operand]; };
-    is_fixed_.push_back(leaf ? node.kind != Kind::kInput : fixed(node.a) && fixed(node.b) && fixed(node.c));
+void FormulaBuilder::GrowTable() {
+  table_.assign(std::max<std::size_t>(64, 2 * table_.size()), -1);
+  const std::size_t mask = table_.size() - 1;
+  for (int id = 0; id < size(); ++id) {
+    std::size_t at = HashOf(nodes_[id]) & mask;
+    while (table_[at] >= 0) at = (at + 1) & mask;
+    table_[at] = id;
   }
-  return place->second;
 }
 
 int FormulaBuilder::Constant(double value) {

@@ -13,7 +13,6 @@
 #pragma once
 
 #include <cstdint>
-#include <unordered_map>
 #include <vector>
 
 #include "runtime/expression/operators.h"
@@ -52,23 +51,21 @@ class FormulaBuilder {
   bool IsConstant(int id, double value) const { return IsConstant(id) && nodes_[id].value == value; }
 
  private:
-  struct NodeHash {
-    std::size_t operator()(const Node& node) const;
-  };
   struct Recorded {
     Operator op;
     int a, b, result;
   };
 
   int Intern(const Node& node);
+  void GrowTable();
   int Simplified(Operator op, int a, int b);
   int ConstantPower(int base, double exponent);
   bool IsStep(int id, Operator op) const { return nodes_[id].kind == Kind::kStep && nodes_[id].op == op; }
 
   std::vector<Node> nodes_;  // operands before their steps
-  std::unordered_map<Node, int, NodeHash> known_;
+  std::vector<int> table_;   // the nodes by their hashes, at most half full; -1: free
   std::vector<Recorded> recorded_;
-  std::vector<bool> is_recorded_, is_fixed_;  // parallel to nodes_
+  std::vector<char> is_recorded_, is_fixed_;  // parallel to nodes_
 };
 
 // A node as a number type, so that the formulas of operators.def write programs. A default builder is a

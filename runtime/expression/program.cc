@@ -157,7 +157,7 @@ class Order {
 
   const FormulaBuilder& builder_;
   std::vector<int> uses_;
-  std::vector<bool> is_done_;
+  std::vector<char> is_done_;
   std::vector<int> steps_, turn_ends_;
   std::vector<Visit> stack_;
 };
@@ -229,7 +229,7 @@ Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::sp
 
   // What each step reads from where, and when each node is read last: 2n by step n, 2n - 1 at the end of a turn before it.
   std::vector<int> last_read(nodes, -2);
-  std::vector<bool> is_kept(nodes, false);
+  std::vector<char> is_kept(nodes, false);
   std::vector<int> constants_read;  // as registers
   program.code.reserve(order.steps().size());
   int turn = 0, previous = -1, handed_out = 0;
