@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <cstdio>
+#include <new>
 
 #if defined(_WIN32)
 #include <fcntl.h>
@@ -26,7 +28,7 @@ void PrepareOutput() {
 }
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
   PrepareOutput();
   CLI::App program("Process-engineering models as equations, and the host that solves them.", "quiver");
   quiver::ProgramOptions options;
@@ -74,8 +76,13 @@ int main(int argc, char** argv) {
     return run();
   } catch (const quiver::CaseError& error) {
     fmt::print(stderr, "{}\n", error.what());
+  } catch (const std::bad_alloc&) {
+    throw;
   } catch (const std::exception& error) {
     fmt::print(stderr, "quiver: {}\n", error.what());
   }
   return 2;
+} catch (const std::bad_alloc&) {
+  std::fputs("quiver: out of memory. Solve a smaller case or free memory.\n", stderr);
+  return 70;  // as where a model library asks in vain
 }

@@ -95,18 +95,25 @@ struct Loop<Operator::kPowerByBase> {
   }
 };
 
-// One operation from row to row.
+// One operation from row to row. A second and third operand that it does not have may lie anywhere; its loop is given the target
+// in their place, since code that is not optimised reads them.
 QUIVER_INLINE void RunRow(Operator op, int fixed, double* target, const double* a, const double* b,
                           const double* c, int lanes) {
   lanes &= -kVectorLanes;  // tells the compiler that there is no rest
   switch (static_cast<int>(op) * 4 + fixed) {
-#define QUIVER_CASE(name, fixed)                                 \
-  case static_cast<int>(Operator::k##name) * 4 + fixed:          \
-    Loop<Operator::k##name, fixed>::Run(target, a, b, c, lanes); \
+#define QUIVER_CASE(name, fixed, operands)                                                                   \
+  case static_cast<int>(Operator::k##name) * 4 + fixed:                                                      \
+    Loop<Operator::k##name, fixed>::Run(target, a, (operands) < 2 ? target : b, (operands) < 3 ? target : c, \
+                                        lanes);                                                              \
     break;
-#define OPERATOR(code, name, ...) QUIVER_CASE(name, 0) QUIVER_CASE(name, 1) QUIVER_CASE(name, 2)
-#define CONDITION(code, name, ...) QUIVER_CASE(name, 0)
-#define INTERNAL(code, name, ...) QUIVER_CASE(name, 0)
+#define OPERATOR(code, name, role, arity, ...) \
+  QUIVER_CASE(name, 0, arity) QUIVER_CASE(name, 1, arity) QUIVER_CASE(name, 2, arity)
+#define CONDITION(code, name, ...) QUIVER_CASE(name, 0, 2)
+#define INTERNAL(code, name, ...)                             \
+  QUIVER_CASE(name, 0,                                        \
+              Operator::k##name == Operator::kPowerByBase ? 3 \
+              : Operator::k##name == Operator::kSign      ? 1 \
+                                                          : 2)
 #include "runtime/expression/operators.def"
 #undef QUIVER_CASE
     default:

@@ -3,6 +3,7 @@
 // same variables free, make a group.
 #pragma once
 
+#include <atomic>
 #include <deque>
 #include <mutex>
 
@@ -65,7 +66,7 @@ class UnitRepeats final : public RepeatedParts {
   std::vector<int> rest_;
   // A worker calls procedures of the first or of the second instance that told them, those of either by turns.
   std::mutex calling_[2];
-  int evaluators_ = 0;
+  std::atomic<int> evaluators_ = 0;  // every worker makes its own
 };
 
 }  // namespace quiver
