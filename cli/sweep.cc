@@ -22,11 +22,11 @@
 #include "cli/command.h"
 #include "cli/json_output.h"
 #include "runtime/contract/error.h"
+#include "runtime/io/csv.h"
 #include "runtime/io/path_text.h"
 #include "runtime/io/sha256.h"
 #include "runtime/io/variation.h"
 #include "runtime/plugin/shared_library.h"
-#include "runtime/sweep/csv.h"
 #include "runtime/sweep/sweep_run.h"
 
 namespace quiver {

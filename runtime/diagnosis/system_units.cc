@@ -5,6 +5,7 @@
 #include <map>
 #include <string_view>
 
+#include "host/procedure.h"
 #include "runtime/contract/host_access.h"
 #include "runtime/diagnosis/diagnosis.h"
 #include "runtime/diagnosis/unit_check.h"
@@ -77,15 +78,17 @@ const std::vector<RoutineUnits>& AllRoutineUnits() {
 }
 
 // Empty for a routine that takes any units.
-std::vector<UnitCheck::Argument> ArgumentsOf(const AlternativeView& call, UnitReader& reader) {
+std::vector<UnitCheck::Argument> ArgumentsOf(const EmittedForm& call, UnitReader& reader) {
   std::vector<UnitCheck::Argument> arguments;
+  if (!call.procedure) return arguments;
+  const auto inputs = static_cast<size_t>(call.inputs_count);
   for (const RoutineUnits& row : AllRoutineUnits()) {
-    if (row.routine != call.routine || call.elements.size() <= row.inputs.size()) continue;
+    if (row.routine != call.procedure->ProcedureName() || inputs < row.inputs.size()) continue;
     const auto add = [&](int variable, const char* unit) {
       arguments.push_back({variable, *unit == '=' ? std::nullopt : reader.Parsed(unit)});
     };
     for (size_t k = 0; k < row.inputs.size(); ++k) add(call.elements[k], row.inputs[k]);
-    add(call.elements.back(), row.output);
+    add(call.elements[inputs + static_cast<size_t>(call.output)], row.output);
   }
   return arguments;
 }
@@ -98,9 +101,9 @@ std::vector<Finding> CheckUnits(EquationSystem& system, Diagnosis* counts) {
   UnitCheck check([&](int variable) { return reader.Read(variable); }, name);
   std::map<int, std::string> names;
   for (int e = 0; e < system.EquationCount(); ++e)
-    for (const AlternativeView& alternative : system.AlternativesOf(e)) {
+    for (const EmittedForm& alternative : system.FormsOf(e)) {
       names.emplace(e, alternative.name);
-      if (!alternative.stream.empty()) check.Add(e, alternative.name, alternative.stream);
+      if (!alternative.residual.empty()) check.Add(e, alternative.name, alternative.residual);
       if (const auto arguments = ArgumentsOf(alternative, reader); !arguments.empty())
         check.AddArguments(e, alternative.name, arguments);
       for (const std::vector<Token>& condition : alternative.conditions)

@@ -11,6 +11,7 @@
 
 #include "runtime/contract/error.h"
 #include "runtime/contract/names.h"
+#include "runtime/io/csv.h"
 #include "runtime/io/quantity_text.h"
 
 namespace quiver {
@@ -20,23 +21,6 @@ using Json = nlohmann::ordered_json;
 
 constexpr size_t kMostPictures = 12, kMostCurves = 12;
 constexpr const char* kOwnColumns[] = {"point", "reason", "start", "iterations"};
-
-// RFC 4180, without line breaks in a cell.
-std::vector<std::string> CellsOf(const std::string& line) {
-  std::vector<std::string> cells(1);
-  bool quoted = false;
-  for (size_t i = 0; i < line.size(); ++i) {
-    if (line[i] == '"' && quoted && i + 1 < line.size() && line[i + 1] == '"')
-      cells.back() += line[++i];
-    else if (line[i] == '"')
-      quoted = !quoted;
-    else if (line[i] == ',' && !quoted)
-      cells.emplace_back();
-    else
-      cells.back() += line[i];
-  }
-  return cells;
-}
 
 class TableReader {
  public:
@@ -66,7 +50,7 @@ class TableReader {
   }
 
   void CsvLine(const std::string& line) {
-    const std::vector<std::string> cells = CellsOf(line);
+    const std::vector<std::string> cells = SplitCsv(line);
     if (table_.columns.empty()) {
       for (const std::string& cell : cells) {
         const size_t open = cell.rfind(" [");

@@ -93,6 +93,7 @@ DynamicFlowsheet::DynamicFlowsheet(EquationSystem& system, std::vector<DynamicSt
 }
 
 void DynamicFlowsheet::Spread(double t, const double* y) {
+  system_.SetTime(t);
   for (size_t i = 0; i < variables_.size(); ++i) x_[static_cast<size_t>(variables_[i])] = y[i];
   for (const InputCourse& input : inputs)
     x_[static_cast<size_t>(input.variable)] = input.At(t, t <= start_of_step_);

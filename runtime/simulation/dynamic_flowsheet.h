@@ -45,7 +45,10 @@ class DynamicFlowsheet final : public DynamicProblem {
 
   std::vector<InputCourse> inputs;
   // Whether inputs at the very start of a step have jumped already.
-  void SetStartOfStep(double hours) { start_of_step_ = hours; }
+  void SetStartOfStep(double hours) {
+    start_of_step_ = hours;
+    system_.SetTime(hours);
+  }
 
   int Size() const override { return static_cast<int>(variables_.size()); }
   bool IsDifferential(int i) const override { return i >= algebraic_; }

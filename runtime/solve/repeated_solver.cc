@@ -148,8 +148,12 @@ class GroupWorker {
     int list[kPartLanes];
     for (int i = 0; i < count; ++i) list[i] = first + i;
     evaluator_->Take({list, static_cast<std::size_t>(count)});
-    for (int place = 0; place < layout_.Variables(); ++place)
+    for (int place = 0; place < layout_.Variables(); ++place) {
       for (int i = 0; i < count; ++i) Value(place, i) = x_[Variable(i, place)];
+      // Lanes behind the last part are computed with: not with anything odd.
+      std::fill(&Value(place, count - 1) + 1, values_[static_cast<std::size_t>(place)].lane + kPartLanes,
+                Value(place, count - 1));
+    }
     std::fill_n(failed_, kPartLanes, 0);
     unknown_still_.clear();
     for (int block = 0; block < blocks_.Count(); ++block) SolveBlock(block);

@@ -8,7 +8,7 @@
 #include <map>
 #include <memory>
 
-#include "runtime/sweep/csv.h"
+#include "runtime/io/csv.h"
 
 #if !defined(_WIN32)
 #include <unistd.h>

@@ -7,8 +7,8 @@
 #include <fstream>
 
 #include "runtime/io/case_error.h"
+#include "runtime/io/csv.h"
 #include "runtime/io/units.h"
-#include "runtime/sweep/csv.h"
 
 namespace quiver {
 namespace {

@@ -37,7 +37,7 @@ std::vector<EmittedForm> EquationSystem::FormsOf(int equation) const {
   for (int a = at.equation->first; a < at.equation->first + at.equation->alternative_count; ++a) {
     const UnitPattern::Alternative& alternative = pattern.alternatives[static_cast<size_t>(a)];
     EmittedForm form;
-    form.name = alternative.name;
+    form.name = at.unit->instance ? BlockName(*at.unit) + alternative.name : at.unit->name;
     if (alternative.call < 0) {
       form.residual = NumberedStream(alternative.shape, PlacesOf(*at.unit, alternative.places));
     } else {

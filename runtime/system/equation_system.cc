@@ -225,11 +225,11 @@ bool EquationSystem::Evaluate(std::span<const int> equations, const double* x, d
       const auto count = static_cast<size_t>(shape.variable_count);
       const std::span<const int> gather(PlacesOf(*at.unit, alternative.places), count);
       if (!gradient) {
-        residual = evaluator_.Value(shape, gather, all);
+        residual = evaluator_.Value(shape, gather, all, context_);
       } else if (alternative.columns < 0) {
-        residual = evaluator_.Gradient(shape, gather, all, {gradient, count});
+        residual = evaluator_.Gradient(shape, gather, all, {gradient, count}, context_);
       } else {
-        residual = evaluator_.Gradient(shape, gather, all, {gradient_.data(), count});
+        residual = evaluator_.Gradient(shape, gather, all, {gradient_.data(), count}, context_);
         for (size_t k = 0; k < count; ++k)
           gradient[pattern.columns[static_cast<size_t>(alternative.columns) + k]] = gradient_[k];
       }
@@ -266,7 +266,7 @@ void EquationSystem::Explain(int e, const double* x) {
     fault_.reason = values.failed ? values.reason : "the routine's value is not finite";
     return;
   }
-  const std::vector<Token> stream = StreamOf(*at.unit, alternative.shape, alternative.places);
+  const std::vector<Token> stream = NumberedStream(alternative.shape, PlacesOf(*at.unit, alternative.places));
   const std::span<const double> all(x, free_.size());
   const auto name = [this](int variable) { return VariableName(variable); };
   auto cause = FindUndefined(stream, all, name);
@@ -289,7 +289,7 @@ int EquationSystem::DecideAlternatives(std::span<const int> equations, const dou
         const Shape& shape = shapes()[condition.shape];
         const std::span<const int> gather(PlacesOf(*at.unit, condition.places),
                                           static_cast<size_t>(shape.variable_count));
-        if (!evaluator_.Holds(shape, gather, all)) return false;
+        if (!evaluator_.Holds(shape, gather, all, context_)) return false;
       }
       return true;
     };
@@ -344,7 +344,8 @@ void EquationSystem::Store(std::span<const double> x) {
 }
 
 RepeatedParts* EquationSystem::Repeats() {
-  if (!repeats_) repeats_ = std::make_unique<UnitRepeats>(units_, shapes(), flowsheet_->scope(), free_);
+  if (!repeats_)
+    repeats_ = std::make_unique<UnitRepeats>(units_, shapes(), flowsheet_->scope(), free_, context_);
   return repeats_->GroupCount() > 0 ? repeats_.get() : nullptr;
 }
 

@@ -45,19 +45,10 @@ struct SystemSummary {
   int shapes = 0;
 };
 
-// One alternative of an equation as it was emitted, for those who read equations instead of evaluating them.
-struct AlternativeView {
-  std::string name;                            // of the equation, with its block
-  std::vector<Token> stream;                   // variables by number; empty for a procedure's output
-  std::vector<std::vector<Token>> conditions;  // all of them hold where the alternative is taken
-  std::string routine;                         // of a procedure
-  std::vector<int> elements;                   // of a procedure: its inputs, then the one output
-};
-
-// One alternative of an equation as it was emitted, for whoever writes equations in another notation. Tokens name variables
-// by their numbers.
+// One alternative of an equation as it was emitted, for those who read equations instead of evaluating them. Tokens name
+// variables by their numbers.
 struct EmittedForm {
-  const char* name = "";                   // lasting
+  std::string name;                        // of the equation, with its block
   std::vector<Token> residual;             // prefix; empty for an output of a procedure
   QV_ProcedureType* procedure = nullptr;   // null for an ordinary equation
   std::vector<std::vector<Token>> inputs;  // of the procedure: per argument its elements, or one constant
@@ -102,7 +93,6 @@ class EquationSystem final : public NonlinearProblem {
   // Whether any equation or condition names the variable.
   bool TakesPart(int variable) const { return takes_part_[static_cast<size_t>(variable)] != 0; }
 
-  std::vector<AlternativeView> AlternativesOf(int equation) const;
   // Of each condition of the equation: the distance from its switch at x, with the sign of Evaluator::Margin, and the
   // variables it reads.
   struct Margin {
@@ -116,6 +106,9 @@ class EquationSystem final : public NonlinearProblem {
   std::vector<double> DefaultValues() const;
   // All alternatives of an equation, in the order in which they are asked.
   std::vector<EmittedForm> FormsOf(int equation) const;
+
+  // The simulation time that equations may read, in hours; 0 as long as nobody tells.
+  void SetTime(double hours) { context_.time = hours; }
 
   // One value per numbered variable or parameter; Store writes those of the free variables back.
   std::vector<double> StartValues() const;
@@ -165,7 +158,6 @@ class EquationSystem final : public NonlinearProblem {
   void ReadVariables();
   void LookAt(const Unit& unit);
   CallValues& EvaluateCall(const Unit& unit, int call, const double* x);
-  std::vector<Token> StreamOf(const Unit& unit, int shape, int places) const;
   std::string BlockName(const Unit& unit) const;  // with the point behind it
   void Explain(int equation, const double* x);
   std::vector<Token> NumberedStream(int shape, const int* variables) const;
@@ -176,6 +168,7 @@ class EquationSystem final : public NonlinearProblem {
   PatternStore patterns_;
   std::unique_ptr<UnitPattern> tie_pattern_;
   Evaluator evaluator_;
+  EvaluationContext context_;
   UnitList units_;
   std::vector<int> unit_of_;  // by equation
   std::unordered_map<const UnitPattern::Call*, CallValues> call_values_;

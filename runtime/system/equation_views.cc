@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What readers of an equation system see: its formulas and how near its conditions are to their switches.
-#include "host/procedure.h"
+// What readers of an equation system see: names, and how near its conditions are to their switches.
 #include "runtime/contract/host_access.h"
 #include "runtime/system/equation_system.h"
 
@@ -9,39 +8,6 @@ namespace quiver {
 std::string EquationSystem::BlockName(const Unit& unit) const {
   const std::string block = unit.instance ? InstanceName(*unit.instance) : "";
   return block.empty() ? block : block + ".";
-}
-
-std::vector<Token> EquationSystem::StreamOf(const Unit& unit, int shape, int places) const {
-  std::vector<Token> stream = patterns_.Stream(shape);
-  for (Token& token : stream)
-    if (token.kind == Token::kVariable) token = Token::Variable(PlacesOf(unit, places)[token.index]);
-  return stream;
-}
-
-std::vector<AlternativeView> EquationSystem::AlternativesOf(int equation) const {
-  std::vector<AlternativeView> views;
-  const Located at = At(equation);
-  const UnitPattern& pattern = *at.unit->pattern;
-  for (int place = 0; place < at.equation->alternative_count; ++place) {
-    const auto& alternative = pattern.alternatives[static_cast<size_t>(at.equation->first + place)];
-    AlternativeView view;
-    view.name = at.unit->instance ? BlockName(*at.unit) + alternative.name : at.unit->name;
-    if (alternative.call >= 0) {
-      const UnitPattern::Call& call = pattern.calls[static_cast<size_t>(alternative.call)];
-      const int* elements = PlacesOf(*at.unit, call.places);
-      view.routine = call.procedure->ProcedureName();
-      view.elements.assign(elements, elements + call.inputs);
-      view.elements.push_back(elements[call.inputs + alternative.output]);
-    } else {
-      view.stream = StreamOf(*at.unit, alternative.shape, alternative.places);
-    }
-    for (int c = 0; c < alternative.condition_count; ++c) {
-      const auto& condition = pattern.conditions[static_cast<size_t>(alternative.first_condition + c)];
-      view.conditions.push_back(StreamOf(*at.unit, condition.shape, condition.places));
-    }
-    views.push_back(std::move(view));
-  }
-  return views;
 }
 
 std::vector<EquationSystem::Margin> EquationSystem::MarginsOf(int equation, std::span<const double> x) {
@@ -55,8 +21,8 @@ std::vector<EquationSystem::Margin> EquationSystem::MarginsOf(int equation, std:
       const Shape& shape = shapes()[condition.shape];
       const std::span<const int> gather(PlacesOf(*at.unit, condition.places),
                                         static_cast<size_t>(shape.variable_count));
-      margins.push_back(
-          {alternative.label ? alternative.label : "", evaluator_.Margin(shape, gather, x), gather});
+      margins.push_back({alternative.label ? alternative.label : "",
+                         evaluator_.Margin(shape, gather, x, context_), gather});
     }
   }
   return margins;

@@ -32,9 +32,9 @@ const double* UnitEvaluator::Run(const UnitRepeats::Member& member, int shape, i
     inputs_.push_back(values[static_cast<size_t>(member.place_of[static_cast<size_t>(places + k)])].lane);
   const auto lanes = static_cast<int>(parts_.size());
   if (slopes)
-    evaluator_.Gradients(of, inputs_, lanes);
+    evaluator_.Gradients(of, inputs_, lanes, repeats_.context_);
   else
-    evaluator_.Values(of, inputs_, lanes);
+    evaluator_.Values(of, inputs_, lanes, repeats_.context_);
   return evaluator_.output(0);
 }
 

@@ -78,8 +78,8 @@ std::uint64_t HashOf(const std::vector<std::uint64_t>& words) {
 }  // namespace
 
 UnitRepeats::UnitRepeats(UnitList& units, const ShapeStore& shapes, const Scope& scope,
-                         const std::vector<unsigned char>& is_free)
-    : units_(units), shapes_(shapes), scope_(scope) {
+                         const std::vector<unsigned char>& is_free, const EvaluationContext& context)
+    : units_(units), shapes_(shapes), scope_(scope), context_(context) {
   const std::vector<int> first = FirstUnits(units, is_free);
   // Units sorted by part; a part's stay in their order.
   std::vector<int> start(first.size() + 1, 0), sorted(first.size());

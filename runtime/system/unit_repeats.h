@@ -8,6 +8,7 @@
 #include <mutex>
 
 #include "runtime/contract/scope.h"
+#include "runtime/expression/lanes.h"
 #include "runtime/solve/repeated_parts.h"
 #include "runtime/system/unit_pattern.h"
 
@@ -19,7 +20,7 @@ class UnitRepeats final : public RepeatedParts {
   static constexpr int kFewest = 8;
 
   UnitRepeats(UnitList& units, const ShapeStore& shapes, const Scope& scope,
-              const std::vector<unsigned char>& is_free);
+              const std::vector<unsigned char>& is_free, const EvaluationContext& context);
 
   int GroupCount() const override { return static_cast<int>(groups_.size()); }
   const PartLayout& Layout(int group) const override { return At(group).layout; }
@@ -62,6 +63,7 @@ class UnitRepeats final : public RepeatedParts {
   UnitList& units_;
   const ShapeStore& shapes_;
   const Scope& scope_;
+  const EvaluationContext& context_;
   std::deque<Group> groups_;
   std::vector<int> rest_;
   // A worker calls procedures of the first or of the second instance that told them, those of either by turns.

@@ -15,12 +15,12 @@
 
 #include "runtime/cases/state_file.h"
 #include "runtime/contract/error.h"
+#include "runtime/io/csv.h"
 #include "runtime/io/quantity_text.h"
 #include "runtime/io/units.h"
 #include "runtime/io/variation.h"
 #include "runtime/properties/component_data.h"
 #include "runtime/report/sweep_table.h"
-#include "runtime/sweep/csv.h"
 #include "runtime/sweep/journal.h"
 #include "runtime/sweep/sweep_plan.h"
 #include "tests/fuzz/bytes.h"

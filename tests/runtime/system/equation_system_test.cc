@@ -8,6 +8,7 @@
 #include "procedures/calls.h"
 #include "runtime/plugin/routine_library.h"
 #include "runtime/solve/block_solver.h"
+#include "runtime/solve/repeated_solver.h"
 #include "tests/support/test_sheet.h"
 
 using namespace quiver;
@@ -37,6 +38,17 @@ struct QV_SWITCHED : QV_GENERICMODEL {
     });
     eq.each(PLACES, [&](int i) { eq("part", PART(i) * exp(S) == pow(Q, 2) + i * cos(S) * ln(H + 1)); });
     eq("sum", 10.0 == sigma(PART) + sin(S) * S);
+  }
+};
+
+// Falls for two hours, then rests.
+struct QV_FALLING : QV_GENERICMODEL {
+  MODEL_TEXT(FALLING)
+  VARIABLE(QV_CONSTANT, HEIGHT)
+  void Equations(Equate& eq) {
+    eq.given("Falling", simulation_time() < 2, [&] {
+        eq("height", HEIGHT == 10.0 - simulation_time() * sqr(simulation_time()));
+      }).otherwise([&] { eq("height", HEIGHT == 2.0); });
   }
 };
 
@@ -156,6 +168,26 @@ TEST_F(Systems, AlternativesAreDecidedWhereTheSolutionLies) {
 }
 
 // Two relief devices in parallel at one pressure drop: a tie between blocks, and one shared set of globals.
+TEST_F(Systems, EquationsReadTheTimeThatIsTold) {
+  for (const int blocks : {1, 20}) {  // alone, and in lanes
+    TestSheet sheet;
+    for (int i = 0; i < blocks; ++i)
+      sheet.Add<QV_FALLING>(std::string("m").append(std::to_string(i)).c_str());
+    sheet.Size([] {});
+    EquationSystem system(sheet.sheet);
+    EXPECT_EQ(system.Repeats() != nullptr, blocks > 1);
+    for (const auto& [time, height] : {std::pair{0.0, 10.0}, {1.5, 10 - 3.375}, {3.0, 2.0}}) {
+      std::vector<double> x = system.StartValues();
+      system.SetTime(time);
+      const std::optional<SolveSummary> summary =
+          blocks > 1 ? SolveRepeated(system, *system.Repeats(), {}, x)
+                     : BlockSolver().Solve(system, AnalyseStructure(system), {}, x);
+      ASSERT_TRUE(summary && summary->outcome == SolveOutcome::kConverged);
+      for (const double value : x) EXPECT_DOUBLE_EQ(value, height) << blocks << " at " << time;
+    }
+  }
+}
+
 TEST_F(Systems, TiesJoinBlocks) {
   TestSheet sheet;
   Instance& a = sheet.sheet.AddBlock("a", "PSV_SIMPLE");
