@@ -67,7 +67,7 @@ valgrind: dependencies
 	@cmake --build --preset release --parallel $(JOBS) --target $$(tools/valgrind.sh --list)
 	@tools/valgrind.sh build
 
-fuzz: dependencies-fuzz
+fuzz: dependencies-fuzz products
 	@$(CONFIGURE) fuzz >/dev/null
 	@cmake --build --preset fuzz --parallel $(JOBS) --target fuzz_targets
 	@tools/fuzz.sh build-fuzz $(SECONDS) $(TARGETS)

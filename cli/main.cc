@@ -16,6 +16,7 @@
 #include "cli/command_tree.h"
 #include "cli/completion.h"
 #include "runtime/contract/error.h"
+#include "runtime/contract/last_words.h"
 
 namespace {
 // The same bytes on every system: lines end in "\n", letters are UTF-8.
@@ -30,6 +31,7 @@ void PrepareOutput() {
 
 int main(int argc, char** argv) try {
   PrepareOutput();
+  quiver::NameRoutineAtDeath();
   CLI::App program("Process-engineering models as equations, and the host that solves them.", "quiver");
   quiver::ProgramOptions options;
   quiver::Run run;

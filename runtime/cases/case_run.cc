@@ -30,6 +30,11 @@ CaseRun::CaseRun(const ModelSource& library, CaseFile description, bool qualifie
                Suggest(block.model, library.ModelNames()));
       continue;
     }
+    if (flowsheet_.FindBlock(block.name)) {
+      AddFault(faults, block.location, fmt::format("there is a block {} already", block.name),
+               "give each block a name of its own; letter case makes no difference.");
+      continue;
+    }
     Instance& instance = flowsheet_.AddBlock(block.name, block.model);
     givers.emplace_back(instance, block.name, block.set, ValueGiver::kSet);
     givers.emplace_back(instance, block.name, block.fix, ValueGiver::kFix);

@@ -37,8 +37,9 @@ SavedState ReadState(const std::filesystem::path& path) {
     return Error(fmt::format("{}: {}. Give a file that \"quiver solve --save-state\" has written.",
                              path.string(), what));
   };
+  std::error_code unknown;
   std::ifstream file(path);
-  if (!file) throw fail("the file cannot be opened");
+  if (!file || std::filesystem::is_directory(path, unknown)) throw fail("the file cannot be opened");
   const nlohmann::json document = nlohmann::json::parse(file, nullptr, false);
   if (document.is_discarded() || !document.is_object()) throw fail("the file is not a JSON document");
   const auto format = document.find(kFormatKey);

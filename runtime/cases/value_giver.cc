@@ -68,8 +68,9 @@ NamedObject FindNamed(const Instance& instance, const PropertyPath& path, size_t
     const PropertyPart& part = path.parts[k];
     const int property = within->type().Find(part.name);
     if (property < 0) {
+      const std::string known = Suggest(part.name, NamesOf(*within));
       AddFault(faults, location, fmt::format("unknown option {}", part.name),
-               fmt::format("{} {} is a {}.", Suggest(part.name, NamesOf(*within)), block,
+               fmt::format("{}{} {} is a {}.", known, known.ends_with('?') ? "" : ".", block,
                            within->type().type_name.substr(3)));
       return named;
     }
@@ -140,14 +141,18 @@ bool ValueGiver::GiveOne(const Assignment& assignment, std::string& pending, std
   pending = named.missing_element;
   if (!named.object) return false;
   auto* holder = dynamic_cast<QV_VarParam*>(named.object);
-  if (!holder) {
+  auto* array = dynamic_cast<QV_ArrayBase*>(named.object);
+  const bool of_models = array && array->Count() > 0 && !dynamic_cast<QV_VarParam*>(&array->At(0));
+  if (!holder || of_models) {
     AddFault(faults, assignment.location,
              fmt::format("{} of block {} takes no value", assignment.name.Text(), block_),
-             "give one of its own properties a value, with a point between the names.");
+             of_models ? fmt::format("give a property of one of its elements a value, as in {}(1).NAME.",
+                                     assignment.name.Text())
+                       : "give one of its own properties a value, with a point between the names.");
     return false;
   }
-  if (HostAccess::KindOf(*holder) == HostAccess::kArray)
-    GiveArray(static_cast<QV_ArrayBase&>(*holder), assignment, assignment.value, faults);
+  if (array)
+    GiveArray(*array, assignment, assignment.value, faults);
   else
     GiveScalar(*holder, assignment, assignment.value, faults);
   return true;
@@ -299,7 +304,13 @@ void GiveGlobals(Scope& scope, const std::vector<Assignment>& assignments, std::
       AddFault(faults, assignment.value.location, fmt::format("global {} needs a number", part.name), "");
       continue;
     }
-    SetFromValue(*holder, QV_Value(assignment.value.real), Origin::kUser);
+    const QV_Value* unit = holder->QV_DefaultBASEUOMNAME();
+    try {
+      const double number = RealIn(assignment.value, unit ? HostAccess::Text(*unit) : "");
+      SetFromValue(*holder, QV_Value(number), Origin::kUser);
+    } catch (const UnitError& error) {
+      AddFault(faults, assignment.value.location, fmt::format("global {}: {}", part.name, error.what()), "");
+    }
   }
 }
 

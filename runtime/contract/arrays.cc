@@ -25,13 +25,18 @@ long long PlaceInSet(const SetStorage& set, const void* index) {
       if (EqualIgnoringCase(set.texts[i], text ? text : "")) return static_cast<long long>(i);
     return -1;
   }
-  const int value = *static_cast<const int*>(index);
+  const long long value = *static_cast<const int*>(index);
   const auto& v = set.integers;
   if (!v.empty() && value >= v.front() && static_cast<size_t>(value - v.front()) < v.size() &&
       v[static_cast<size_t>(value - v.front())] == value)
     return value - v.front();  // a plain range
   const auto found = std::find(v.begin(), v.end(), value);
   return found == v.end() ? -1 : found - v.begin();
+}
+
+bool IsContainer(QV_Type* probe) {
+  const std::unique_ptr<QV_Type> owned(probe);
+  return dynamic_cast<QV_Container*>(probe) != nullptr;
 }
 
 }  // namespace
@@ -86,10 +91,22 @@ void QV_ArrayBase::Resize(QV_Set* const* sets, int rank) {
   if (storage_ && storage_->sets == indexed) return;
   // Without memory for it the array stays as it was.
   quiver::NotingMemory([&] {
+    long long count = 1;
+    bool fits = true;
+    for (int k = 0; k < rank && fits; ++k) {
+      count *= indexed[static_cast<size_t>(k)].Count();
+      fits = count <= quiver::kLargestArray;
+    }
+    const bool of_models = count > quiver::kMostSubModels && quiver::IsContainer(quiver::MakeElement(*this));
+    if (!fits || of_models) {
+      if (quiver::Scope* scope = quiver::ThisThread().scope)
+        scope->RefuseSize(fmt::format("{} would have {}{} elements. Give sizes that make at most {}.",
+                                      quiver::QualifiedName(*this), fits ? "" : "at least ", count,
+                                      of_models ? quiver::kMostSubModels : quiver::kLargestArray));
+      return;
+    }
     auto next = std::make_unique<ArrayStorage>();
     next->sets = indexed;
-    long long count = 1;
-    for (int k = 0; k < rank; ++k) count *= indexed[static_cast<size_t>(k)].Count();
     if (quiver::Scope* scope = quiver::ThisThread().scope) ++scope->resized_arrays;
 
     // Elements whose indices stay move over; the others are made new or given back.

@@ -217,7 +217,7 @@ void ConstProcValue::Set(const char* value) {
 }
 int ConstProcValue::Integer() const {
   if (kind_ == kInteger) return integer_;
-  return kind_ == kReal ? static_cast<int>(real_) : 0;
+  return kind_ == kReal && std::abs(real_) < 2147483648.0 ? static_cast<int>(real_) : 0;
 }
 double ConstProcValue::Real() const {
   if (kind_ == kReal) return real_;

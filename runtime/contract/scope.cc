@@ -2,9 +2,10 @@
 #include "runtime/contract/scope.h"
 
 #include <fmt/format.h>
-
 #include <typeinfo>
+#include <unordered_set>
 
+#include "runtime/contract/error.h"
 #include "runtime/contract/host_access.h"
 #include "runtime/contract/instance.h"
 #include "runtime/contract/memory.h"
@@ -78,6 +79,18 @@ QV_Type* Scope::SampleFor(QV_ExternalBase& reference) {
   auto& sample = samples_[typeid(reference)];
   if (!sample) sample.reset(MakeTarget(reference));
   return sample.get();
+}
+
+void Scope::ThrowFaults() const {
+  if (faults.empty()) return;
+  constexpr size_t kMostTold = 50;
+  std::vector<std::string> told;
+  std::unordered_set<std::string_view> known;
+  for (const std::string& fault : faults)
+    if (known.insert(fault).second && known.size() <= kMostTold) told.push_back(fault);
+  if (known.size() > kMostTold)
+    told.push_back(fmt::format("{} more faults are not shown.", known.size() - kMostTold));
+  throw Error(fmt::format("{}", fmt::join(told, "\n")));
 }
 
 int Scope::Number(QV_VarParam& holder) {

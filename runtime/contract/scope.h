@@ -53,6 +53,14 @@ class Scope {
   int Count() const { return static_cast<int>(holders_.size()); }
 
   void Fault(std::string message) { faults.push_back(std::move(message)); }
+  // Throws Error with all faults, each told once, if there are any.
+  void ThrowFaults() const;
+  // A size that nobody can mean: what is sized by it must not be touched.
+  void RefuseSize(std::string message) {
+    has_refused_size = true;
+    Fault(std::move(message));
+  }
+  bool has_refused_size = false;
   std::vector<std::string> faults;  // what makes the simulation wrong
   std::vector<std::string> notes;   // what the user should know
   long long resized_arrays = 0;     // how often sizing changed an array

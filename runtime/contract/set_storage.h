@@ -10,6 +10,9 @@
 
 namespace quiver {
 
+// Larger sizes are taken for a slip of the pen: elements of a range, elements of an array, sub-models in an array.
+inline constexpr long long kLargestRange = 100'000, kLargestArray = 100'000, kMostSubModels = 10'000;
+
 class SetStorage : public QV_Set {
  public:
   // The one lasting set of these elements.

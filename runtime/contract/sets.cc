@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/sets.h"
 
+#include <fmt/format.h>
+
 #include <charconv>
 #include <cstring>
 #include <memory>
@@ -9,6 +11,7 @@
 #include <unordered_map>
 
 #include "runtime/contract/host_access.h"
+#include "runtime/contract/instance.h"
 #include "runtime/contract/names.h"
 #include "runtime/contract/readings.h"
 #include "runtime/contract/scope.h"
@@ -23,7 +26,13 @@ void ForEachValue(const char* text, Use use) {
   for (size_t end; (end = rest.find('"')) != std::string_view::npos; rest.remove_prefix(end + 1))
     use(rest.substr(0, end));
 }
-constexpr long long kLargestSet = 100'000'000;  // beyond it a range is taken for a slip of the pen
+// Of a set that is wrong: in whose text, as far as that is known.
+void Fault(const std::string& what) {
+  const Current& current = ThisThread();
+  if (!current.scope) return;
+  current.scope->Fault(current.instance ? fmt::format("{}: {}", InstanceName(*current.instance), what)
+                                        : what);
+}
 }  // namespace
 
 SetStorage* SetStorage::Lasting(SetStorage set) {
@@ -62,8 +71,7 @@ SetStorage* SetStorage::FromIntegers(const char* text) {
     const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), number);
     const bool whole = error == std::errc() && end == value.data() + value.size();
     if (!whole || (range && set.integers.empty())) {
-      if (Scope* scope = ThisThread().scope)
-        scope->Fault("a set of integers holds \"" + std::string(value) + "\", which is not a whole number.");
+      Fault(fmt::format("a set of integers holds \"{}\", which is not a whole number.", value));
       return;
     }
     if (!range) {
@@ -71,9 +79,10 @@ SetStorage* SetStorage::FromIntegers(const char* text) {
       return;
     }
     const long long first = set.integers.back() + 1LL;
-    if (number - first > kLargestSet) {
-      if (Scope* scope = ThisThread().scope)
-        scope->Fault("a set of integers would hold more than 100 million elements.");
+    if (number - first + set.Count() >= kLargestRange) {
+      Fault(fmt::format(
+          "a set of integers would hold the range from {} to {}. Give a range of at most {} numbers.",
+          first - 1, number, kLargestRange));
       return;
     }
     for (long long i = first; i <= number; ++i) set.integers.push_back(static_cast<int>(i));

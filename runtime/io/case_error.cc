@@ -46,15 +46,15 @@ CaseError::CaseError(std::string name, std::vector<CaseFault> faults) : faults_(
 
 std::string QuoteForMessage(std::string_view text) {
   std::string quoted = "\"";
-  std::size_t characters = 0;
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (!ContinuesCharacter(c) && characters++ == kShownCharacters) return quoted + "...\"";
-    if (byte < 0x20 || byte == 0x7f) {
+  for (std::size_t characters = 0; !text.empty(); ++characters) {
+    if (characters == kShownCharacters) return quoted + "...\"";
+    const std::size_t length = CharacterLength(text);
+    const auto byte = static_cast<unsigned char>(text[0]);
+    if (length == 0 || byte < 0x20 || byte == 0x7f)
       quoted += fmt::format("\\x{:02x}", byte);
-    } else {
-      quoted += c;
-    }
+    else
+      quoted += text.substr(0, length);
+    text.remove_prefix(std::max<std::size_t>(length, 1));
   }
   return quoted + '"';
 }

@@ -56,7 +56,7 @@ class CaseError : public std::exception {
   std::string text_;
 };
 
-// User text for a message: in quotes, control characters as \xNN, cut at 60 characters.
+// User text for a message: in quotes, control characters and what is not UTF-8 as \xNN, cut at 60 characters.
 std::string QuoteForMessage(std::string_view text);
 
 }  // namespace quiver

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "runtime/io/case_error.h"
 #include "runtime/io/quantity_text.h"
 #include "runtime/io/utf8.h"
 
@@ -110,9 +111,9 @@ class NameReader {
   }
 
   std::string Found() const {
-    return at_ < text_.size() ? fmt::format("\"{}\"", FirstCharacter(text_.substr(at_))) : "the end";
+    return at_ < text_.size() ? QuoteForMessage(FirstCharacter(text_.substr(at_))) : "the end";
   }
-  std::string Quoted() const { return fmt::format("\"{}\"", text_); }
+  std::string Quoted() const { return QuoteForMessage(text_); }
   [[noreturn]] void Fail(const std::string& message) const { throw PropertyNameError(message, at_); }
 
   std::string_view text_;

@@ -16,6 +16,7 @@ std::span<const Row> Rows(const SharedLibrary& library, const char* symbol) {
   if (!function) return {};
   long long count = 0;
   const Row* rows = function(&count);
+  if (!rows || count <= 0) return {};
   return {rows, static_cast<size_t>(count)};
 }
 
@@ -30,17 +31,34 @@ Error UnknownModel(std::string_view model, const std::vector<std::string>& names
   return Error(fmt::format("unknown model {}: {}", model, Suggest(model, names)));
 }
 
+// A block that is there and has this host's version.
+void CheckCompatibility(const SharedLibrary& library, const std::string& model) {
+  const auto* block =
+      static_cast<const QV_CompatibilityBlock*>(library.Find(("_Compatibility" + model).c_str()));
+  const std::string path = library.path().string();
+  if (!block)
+    throw Error(
+        fmt::format("{} lists model {} but does not export its compatibility block. Export the model with "
+                    "EXPORT_MODEL({}).",
+                    path, model, model));
+  if (block->version != kQvCompatibilityVersion)
+    throw Error(fmt::format(
+        "model {} of {} was built for version {} of the contract, this host has version {}. Build the "
+        "library against this host.",
+        model, path, block->version, kQvCompatibilityVersion));
+}
+
 }  // namespace
 
+// Nothing but the list of the models' names is asked for before all of them are known to be of this host's version.
 ModelLibrary::ModelLibrary(const std::filesystem::path& path)
-    : library_(path),
-      models_(Rows<QV_ModelRowsFunction, QV_ModelRow>(library_, QV_LIBRARY_MODELS_SYMBOL)),
-      procedures_(Rows<QV_ProcedureRowsFunction, QV_ProcedureRow>(library_, QV_LIBRARY_PROCEDURES_SYMBOL)),
-      option_types_(
-          Rows<QV_OptionTypeRowsFunction, QV_OptionTypeRow>(library_, QV_LIBRARY_OPTION_TYPES_SYMBOL)) {
+    : library_(path), models_(Rows<QV_ModelRowsFunction, QV_ModelRow>(library_, QV_LIBRARY_MODELS_SYMBOL)) {
   if (models_.empty())
     throw Error(fmt::format("{} is no model library: it exports no list of models (QV_ModelLibrary::Models).",
                             path.string()));
+  for (const QV_ModelRow& row : models_) CheckCompatibility(library_, row.name);
+  procedures_ = Rows<QV_ProcedureRowsFunction, QV_ProcedureRow>(library_, QV_LIBRARY_PROCEDURES_SYMBOL);
+  option_types_ = Rows<QV_OptionTypeRowsFunction, QV_OptionTypeRow>(library_, QV_LIBRARY_OPTION_TYPES_SYMBOL);
 }
 
 const QV_ModelRow* ModelLibrary::Find(std::string_view model) const {
@@ -59,16 +77,6 @@ QV_ModelType* ModelLibrary::Create(std::string_view model) const {
   const QV_ModelRow* row = Find(model);
   if (!row) throw UnknownModel(model, ModelNames());
   const std::string name = row->name;
-  const auto* block =
-      static_cast<const QV_CompatibilityBlock*>(library_.Find(("_Compatibility" + name).c_str()));
-  if (!block)
-    throw Error(
-        fmt::format("{} lists model {} but does not export its compatibility block.", path().string(), name));
-  if (block->version != kQvCompatibilityVersion)
-    throw Error(fmt::format(
-        "model {} of {} was built for version {} of the contract, this host has version {}. Build the "
-        "library against this host.",
-        name, path().string(), block->version, kQvCompatibilityVersion));
   const auto factory = reinterpret_cast<QV_FactoryFunction>(library_.Find((name + "Factory").c_str()));
   if (!factory)
     throw Error(fmt::format("{} lists model {} but exports no {}Factory.", path().string(), name, name));

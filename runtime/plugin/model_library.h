@@ -24,14 +24,13 @@ class ModelSource {
   virtual const QV_ModelRow* Find(
       std::string_view model) const = 0;  // letter case ignored; null when unknown
   virtual std::vector<std::string> ModelNames() const = 0;
-  // Checks the type's compatibility block, then calls its factory. Throws Error: unknown name (with a suggestion),
-  // another version of the contract, or a construction that failed.
+  // Throws Error: unknown name (with a suggestion), or a construction that failed.
   virtual QV_ModelType* Create(std::string_view model) const = 0;
 };
 
 class ModelLibrary : public ModelSource {
  public:
-  // Throws Error when it cannot be opened or lacks its list of models.
+  // Throws Error when it cannot be opened, lacks its list of models, or a model was built for another version of the contract.
   explicit ModelLibrary(const std::filesystem::path& path);
 
   std::span<const QV_ModelRow> models() const { return models_; }

@@ -14,7 +14,7 @@ namespace quiver {
 #if defined(_WIN32)
 
 SharedLibrary::SharedLibrary(const std::filesystem::path& path)
-    : handle_(LoadLibraryW(path.c_str())), path_(path) {
+    : handle_(LoadLibraryW(std::filesystem::absolute(path).c_str())), path_(path) {
   if (!handle_)
     throw Error("cannot open the library " + path.string() + ": error " + std::to_string(GetLastError()) +
                 " of the system.");
@@ -37,8 +37,9 @@ std::filesystem::path SharedLibrary::FolderOf(const void* address) {
 
 #else
 
+// A name without a folder is a file here; left to itself, the loader would look for it among the system's libraries.
 SharedLibrary::SharedLibrary(const std::filesystem::path& path)
-    : handle_(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)), path_(path) {
+    : handle_(dlopen(std::filesystem::absolute(path).c_str(), RTLD_NOW | RTLD_LOCAL)), path_(path) {
   if (!handle_) {
     const char* reason = dlerror();
     throw Error("cannot open the library " + path.string() + ": " + (reason ? reason : "unknown reason") +

@@ -19,6 +19,8 @@ namespace quiver {
 namespace {
 
 constexpr int kMostEvents = 10000;
+constexpr double kMostRows = 1e6;    // of output
+constexpr double kTightest = 1e-12;  // tolerance that doubles can meet
 
 std::string Upper(std::string text) {
   for (char& c : text)
@@ -39,8 +41,12 @@ class Plan {
     if (!(end > 0)) Fault(section.end.location, "the run ends before it begins", "give an end after 0");
     if (!(step > 0))
       Fault(section.step.location, "the step of output is not above 0", "give one, as in 1 min");
-    if (!(section.tolerance > 0 && section.tolerance < 1))
-      Fault(section.location, "the tolerance is not between 0 and 1", "1e-6 is a good one");
+    else if (end / step > kMostRows)
+      Fault(section.step.location, fmt::format("the output would have more than {} rows", kMostRows),
+            "give a longer step, or an earlier end");
+    if (!(section.tolerance >= kTightest && section.tolerance < 1))
+      Fault(section.location, fmt::format("the tolerance is not between {} and 1", kTightest),
+            "1e-6 is a good one");
     for (const Assignment& known : section.initial) {
       const int variable = NumberOf(known.name, known.location);
       if (variable >= 0) initial.insert(variable);

@@ -22,9 +22,11 @@ std::uint64_t CheckSum(const std::string& bytes) {
   return sum;
 }
 
+constexpr size_t kLongestLine = 16u << 20;  // of what is no journal
+
 bool ReadLine(std::FILE* file, std::string& line) {
   line.clear();
-  for (int c; (c = std::getc(file)) != EOF;) {
+  for (int c; line.size() < kLongestLine && (c = std::getc(file)) != EOF;) {
     if (c == '\n') return true;
     line += static_cast<char>(c);
   }
@@ -126,7 +128,7 @@ void Journal::Fail(const std::string& what) const {
 
 long long Journal::Scan() {
   std::string line, text;
-  if (!ReadLine(file_, line)) Fail("it is empty. Run that part of the sweep again.");
+  if (!ReadLine(file_, line) && line.empty()) Fail("it is empty. Run that part of the sweep again.");
   header_ = JournalHeader::Read(line, path_.string());
   long long place = static_cast<long long>(line.size()) + 1;
   while (ReadLine(file_, line)) {

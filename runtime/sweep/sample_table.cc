@@ -13,6 +13,9 @@
 namespace quiver {
 namespace {
 
+constexpr size_t kLargestTable = 128u << 20;  // bytes
+constexpr size_t kMostColumns = 1000;
+
 std::string_view Trimmed(std::string_view text) {
   const size_t first = text.find_first_not_of(" \t\r");
   return first == text.npos ? std::string_view()
@@ -33,7 +36,12 @@ SampleTable::SampleTable(const std::filesystem::path& path) : name_(path.string(
   if (!file || std::filesystem::is_directory(path, unknown))
     throw CaseError(name_,
                     {CaseFault({}, "the table cannot be opened", "give a CSV file that you may read")});
-  text_.assign(std::istreambuf_iterator<char>(file), {});
+  char chunk[1 << 16];
+  while (text_.size() <= kLargestTable && (file.read(chunk, sizeof chunk) || file.gcount() > 0))
+    text_.append(chunk, static_cast<size_t>(file.gcount()));
+  if (text_.size() > kLargestTable)
+    throw CaseError(name_, {CaseFault({}, fmt::format("the table has more than {} MB", kLargestTable >> 20),
+                                      "sweep it in parts")});
   if (text_.starts_with("\xef\xbb\xbf")) text_.erase(0, 3);  // some spreadsheets write this mark
   int number = 0;
   for (size_t start = 0; start < text_.size();) {
@@ -57,6 +65,9 @@ void SampleTable::ReadHeader(std::string_view line, int number) {
   std::vector<CaseFault> faults;
   const std::vector<std::string> cells = SplitCsv(line);
   width_ = cells.size();
+  if (width_ > kMostColumns)
+    throw CaseError(name_, {CaseFault({number, 1}, fmt::format("the header has {} columns", width_),
+                                      fmt::format("vary at most {} values", kMostColumns))});
   for (size_t k = 0; k < cells.size(); ++k) {
     std::string_view cell = Trimmed(cells[k]);
     if (cell == "point") continue;

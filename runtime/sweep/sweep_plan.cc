@@ -19,6 +19,7 @@ namespace quiver {
 namespace {
 
 constexpr long long kMostPoints = 1'000'000'000;
+constexpr size_t kMostAxes = 1000;
 constexpr const char* kGlobals = "globals";
 
 // Whole numbers stay integers: the property may take no other.
@@ -131,6 +132,9 @@ SweepPlan::SweepPlan(CaseFile description, const SweepRequest& request, bool qua
 }
 
 void SweepPlan::ReadVariations(const std::vector<Variation>& vary, std::vector<CaseFault>& faults) {
+  if (vary.size() > kMostAxes)
+    return AddFault(faults, vary[kMostAxes].location, fmt::format("{} values are varied", vary.size()),
+                    fmt::format("vary at most {}", kMostAxes));
   for (const Variation& variation : vary) {
     SweepAxis axis;
     axis.name = variation.name;

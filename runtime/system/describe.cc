@@ -273,8 +273,7 @@ std::vector<Token> StreamOf(const std::vector<TokenDescription>& tokens) {
 EquationsDescription DescribeEquations(Instance& instance) {
   InstanceRecord record;
   ReadEquations(instance, record);
-  if (!instance.scope().faults.empty())
-    throw Error(fmt::format("{}", fmt::join(instance.scope().faults, "\n")));
+  instance.scope().ThrowFaults();
   const CurrentGuard guard({&instance.scope(), &instance, nullptr, nullptr});
   const Branches branches(record);
   const EquationPrinter printer(instance);

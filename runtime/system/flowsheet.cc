@@ -83,6 +83,7 @@ void Flowsheet::SizeAndAssign(const std::function<void()>& give_values) {
       // Sub-models come and go behind their owner: those already sized stay in front of `i`.
       if (made > 0 || SubInstances(*all[i]).size() != parts) all = Instances();
     }
+    if (scope_.has_refused_size) ThrowFaults();
     if (round > 1 && scope_.resized_arrays == before) return;
     // What the round before found, this one finds again where it still holds: elements exist now that did not then.
     scope_.faults.erase(scope_.faults.begin() + static_cast<long>(faults_before),
@@ -118,9 +119,6 @@ Instance* Flowsheet::FindBlock(std::string_view name) const {
   return found == by_name_.end() ? nullptr : found->second;
 }
 
-void Flowsheet::ThrowFaults() const {
-  if (scope_.faults.empty()) return;
-  throw Error(fmt::format("{}", fmt::join(scope_.faults, "\n")));
-}
+void Flowsheet::ThrowFaults() const { scope_.ThrowFaults(); }
 
 }  // namespace quiver

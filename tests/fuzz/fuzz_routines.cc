@@ -36,6 +36,7 @@ class Call {
     GiveList(procedure);
     bytes_ = first;
     again_ = true;
+    size_ = 0;
     next_real_ = next_integer_ = next_text_ = 0;
     GiveList(procedure);
     Evaluate(procedure);
