@@ -351,10 +351,5 @@ int Main(int count, char** arguments) {
 }  // namespace quiver::bench
 
 int main(int count, char** arguments) {
-  try {
-    return quiver::bench::Main(count, arguments);
-  } catch (const std::exception& error) {
-    fmt::print(stderr, "bench_evaluation: {}\n", error.what());
-    return 1;
-  }
+  return quiver::bench::RunProgram("bench_evaluation", quiver::bench::Main, count, arguments);
 }

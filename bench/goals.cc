@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <exception>
 #include <fstream>
 #include <string_view>
 
@@ -37,6 +38,15 @@ double Median(std::vector<double>& values) {
   const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
   std::nth_element(values.begin(), middle, values.end());
   return *middle;
+}
+
+int RunProgram(const char* name, int (*work)(int, char**), int count, char** arguments) {
+  try {
+    return work(count, arguments);
+  } catch (const std::exception& error) {
+    fmt::print(stderr, "{}: {}\n", name, error.what());
+    return 1;
+  }
 }
 
 }  // namespace quiver::bench

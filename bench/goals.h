@@ -31,6 +31,9 @@ class GoalTable {
   std::vector<std::string> notes_;
 };
 
+// main() of a bench: what is thrown ends in a message and exit 1.
+int RunProgram(const char* name, int (*work)(int, char**), int count, char** arguments);
+
 // The median of the values; they are reordered.
 double Median(std::vector<double>& values);
 
