@@ -14,6 +14,7 @@
 #include "runtime/cases/installation.h"
 #include "runtime/contract/error.h"
 #include "runtime/contract/host_access.h"
+#include "runtime/contract/procedure_fault.h"
 #include "runtime/solve/block_solver.h"
 #include "runtime/system/equation_system.h"
 #include "runtime/system/flowsheet.h"
@@ -66,6 +67,7 @@ bool SameBits(const std::vector<double>& a, const std::vector<double>& b) {
 
 // What came of a drive in which the n-th allocation failed; "" where there are fewer.
 std::string Outcome(const std::string& model, Memory memory, long long n, bool lasting) {
+  ClearProcedureFault();
   try {
     const FailingMemory plan(memory, n, lasting);
     Drive(model);
@@ -74,7 +76,11 @@ std::string Outcome(const std::string& model, Memory memory, long long n, bool l
   } catch (const Error& error) {
     return error.what();
   }
-  return FailingMemory::Failed() ? "nothing was told" : "";
+  if (!FailingMemory::Failed()) return "";
+  // A routine's exception is a failed call, named for whoever evaluates; a solver may go round it.
+  const std::string call = LastProcedureFault().sentence;
+  ClearProcedureFault();
+  return call.empty() ? "nothing was told" : call;
 }
 
 const bool all_faults = std::getenv("QUIVER_ALL_FAULTS") != nullptr;
@@ -97,12 +103,15 @@ void FailOneByOne(const std::string& model, const How& how, int& named) {
       const std::string outcome = Outcome(model, how.memory, n, how.lasting);
       if (outcome.empty()) break;
       named += outcome != "bad_alloc";
-      ASSERT_THAT(outcome, testing::AnyOf("bad_alloc", testing::HasSubstr("memory ran out")))
+      ASSERT_THAT(outcome, testing::AnyOf("bad_alloc", testing::HasSubstr("memory ran out"),
+                                          testing::StartsWith("Routine ")))
           << model << ", allocation " << n;
     }
-    if (!how.cold) {
-      ASSERT_EQ(BlocksAlive(), alive) << model << ", allocation " << n;
-    }
+    if (how.cold || BlocksAlive() == alive) continue;
+    // A way that only a failure takes may make a table that lasts; a leak comes again.
+    const long long after_first = BlocksAlive();
+    Outcome(model, how.memory, n, how.lasting);
+    ASSERT_EQ(BlocksAlive(), after_first) << model << ", allocation " << n;
   }
   const std::vector<double> after = Drive(model);
   if (how.cold) before = Drive(model);
