@@ -30,9 +30,12 @@ bool LoadSettings(RoutineCall& call, int area_ratio, int intervals, int lowest, 
   if (!(a >= 0 && a < 1)) wrong = area_ratio;
   if (!(n >= 0 && n <= 1e6)) wrong = intervals;
   if (!(low > 0 && low < 1)) wrong = lowest;
-  if (wrong >= 0) call.Fail(Failure::kOutOfRange, wrong);
+  if (wrong >= 0) {
+    call.Fail(Failure::kOutOfRange, wrong);
+    return false;
+  }
   settings = {a, static_cast<long long>(n), low};
-  return wrong < 0;
+  return true;
 }
 
 }  // namespace

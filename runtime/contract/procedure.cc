@@ -123,7 +123,7 @@ RoutineProvider* InstallRoutineProvider(RoutineProvider* provider) {
   return before;
 }
 
-RunningRoutine running_routine;
+constinit thread_local RunningRoutine running_routine;
 const ProcedureFault& LastProcedureFault() { return last_fault; }
 void SetRoutineReason(std::string reason) { routine_reason = std::move(reason); }
 void ClearProcedureFault() { last_fault = {}; }

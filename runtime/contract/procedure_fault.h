@@ -33,13 +33,13 @@ void SetRoutineReason(std::string reason);
 // Records the failure and returns the code.
 int RecordProcedureFault(QV_ProcedureType& procedure, int code, const std::string& what_and_remedy);
 
-// The routine that this process is calling right now, for whoever has to tell what a crash happened in; null between
+// The routine that this thread is calling right now, for whoever has to tell what a crash happened in; null between
 // calls. Texts of the procedure's class, which outlive the call.
 struct RunningRoutine {
   const char* volatile routine = nullptr;
   const char* volatile library = nullptr;
 };
-extern RunningRoutine running_routine;
+extern constinit thread_local RunningRoutine running_routine;
 
 // How many times a routine has changed one of its inputs, in this thread: what was computed from them is out
 // of date.

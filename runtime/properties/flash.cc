@@ -96,6 +96,7 @@ std::vector<double> FlashSolver::Feed(std::span<const double> z) const {
     total += std::max(z[i], 0.0);
   }
   if (!(total > 0)) throw PropertyError("All mole fractions of the feed are 0. Give at least one component.");
+  if (!std::isfinite(total)) throw PropertyError("The mole fractions of the feed are too large to add up.");
   std::vector<double> feed(z.size());
   for (std::size_t i = 0; i < z.size(); ++i) feed[i] = std::max(z[i], 0.0) / total;
   return feed;

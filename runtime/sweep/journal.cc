@@ -113,12 +113,12 @@ Journal::Journal(const std::filesystem::path& path, const JournalHeader& header,
   }
 }
 
-Journal::~Journal() {
-  if (file_) std::fclose(file_);
+Journal::OpenFile::~OpenFile() {
+  if (file) std::fclose(file);
 }
 
 void Journal::Open(const char* mode) {
-  file_ = std::fopen(path_.string().c_str(), mode);
+  file_.file = std::fopen(path_.string().c_str(), mode);
   if (!file_) Fail("it cannot be opened. Give a file in a folder that exists and that you may use.");
 }
 

@@ -40,7 +40,6 @@ class Journal {
   explicit Journal(const std::filesystem::path& path);
   // For writing. `resume`: goes on with a file of the same header; without it, such a file is a fault. Throws Error.
   Journal(const std::filesystem::path& path, const JournalHeader& header, bool resume);
-  ~Journal();
   Journal(const Journal&) = delete;
   Journal& operator=(const Journal&) = delete;
 
@@ -56,13 +55,22 @@ class Journal {
   struct Record {
     long long place, bytes;
   };
+  // Closed even where the journal's own constructor fails.
+  struct OpenFile {
+    std::FILE* file = nullptr;
+    OpenFile() = default;
+    OpenFile(const OpenFile&) = delete;
+    OpenFile& operator=(const OpenFile&) = delete;
+    ~OpenFile();
+    operator std::FILE*() const { return file; }
+  };
   void Open(const char* mode);
   long long Scan();  // the length of what is whole
   [[noreturn]] void Fail(const std::string& what) const;
 
   std::filesystem::path path_;
   JournalHeader header_;
-  std::FILE* file_ = nullptr;
+  OpenFile file_;
   std::unordered_map<long long, Record> records_;
   long long end_ = 0;
 };
