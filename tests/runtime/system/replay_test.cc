@@ -18,7 +18,8 @@ namespace {
 using Choice = std::map<std::string, std::string>;  // options by name
 
 bool SameBits(const std::vector<double>& a, const std::vector<double>& b) {
-  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(double)) == 0;
+  return a.size() == b.size() &&
+         (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(double)) == 0);
 }
 
 // Everything that solvers and users see of a system, evaluated at a point off the start.
