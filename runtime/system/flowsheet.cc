@@ -61,7 +61,7 @@ Instance& Flowsheet::AddBlock(const std::string& name, QV_ModelType* object) {
 }
 
 void Flowsheet::GiveComponents(Instance& instance) {
-  auto* model = dynamic_cast<QV_ModelType*>(&instance.object());
+  QV_ModelType* const model = instance.model();
   if (!model || HostAccess::OriginOf(model->ComponentList) == Origin::kUser) return;
   SetFromValue(model->ComponentList, *component_value_, Origin::kUser);
 }
@@ -97,7 +97,7 @@ void Flowsheet::SizeAndAssign(const std::function<void()>& give_values) {
     }
     for (Instance* instance : all) {
       const CurrentGuard guard({&scope_, instance, nullptr, nullptr});
-      auto* model = dynamic_cast<QV_ModelType*>(&instance->object());
+      QV_ModelType* const model = instance->model();
       const int status = model ? model->ExecuteAssignments(round, 0) : 0;
       if (TakeOutOfMemory() || status == kQvOutOfMemory)
         ThrowOutOfMemory(*instance, "its defaults were assigned");
