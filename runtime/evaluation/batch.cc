@@ -6,6 +6,7 @@
 
 #include "runtime/evaluation/joint_formulas.h"
 #include "runtime/evaluation/stream_copy.h"
+#include "runtime/expression/lane_code.h"
 
 namespace quiver {
 namespace {
@@ -160,13 +161,22 @@ void Batch::RunPart(const Part& part, int first, int lanes, const double* x, dou
   }
 }
 
+void Batch::WriteMachineCode() {
+  for (Part& part : parts_) {
+    for (Program* const program : {&part.gradients, &part.values})
+      program->machine_code = LaneCode::Write(*program);
+  }
+}
+
 std::size_t Batch::memory_bytes() const {
   std::size_t bytes = sizeof *this + rows_.memory_bytes() + entries_.memory_bytes();
   for (const Part& part : parts_) {
     bytes += sizeof part + part.constants.capacity() * sizeof(double) + part.inputs.memory_bytes() +
              part.results.capacity() * sizeof(Results);
-    for (const Program* program : {&part.gradients, &part.values})
+    for (const Program* program : {&part.gradients, &part.values}) {
       bytes += program->code.capacity() * sizeof(Instruction) + program->outputs.capacity() * sizeof(int);
+      if (program->machine_code) bytes += program->machine_code->memory_bytes();
+    }
     bytes += part.signs.capacity() * sizeof(double);
   }
   return bytes;

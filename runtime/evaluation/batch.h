@@ -36,6 +36,9 @@ class Batch {
   void Run(int first, const double* x, double time, double* residuals, double* entries, bool streamed,
            Scratch& scratch) const;
 
+  // Machine code instead of interpreted steps, for programs that run often. Not while another thread evaluates.
+  void WriteMachineCode();
+
   std::size_t memory_bytes() const;
 
  private:

@@ -5,40 +5,12 @@
 #include <array>
 #include <unordered_map>
 
-#include "runtime/expression/lanes.h"
-
 namespace quiver {
 namespace {
 
 using Kind = FormulaBuilder::Kind;
 
 constexpr int kOperators = 256;
-
-// How many operands an operation reads; internal steps have no row in the operator table.
-int OperandCount(Operator op) {
-  switch (op) {
-    case Operator::kPowerByBase:
-      return 3;
-    case Operator::kSign:
-      return 1;
-    default:
-      break;
-  }
-  const OperatorInfo* const info = FindOperator(static_cast<int>(op));
-  return info ? info->arity : 2;
-}
-
-// Long operations run over rows, where they are vector code; short ones cost less than making rows.
-bool RunsOverRows(Operator op) {
-  switch (op) {
-    case Operator::kPower:
-    case Operator::kExponential:
-    case Operator::kNaturalLogarithm:
-      return true;
-    default:
-      return false;
-  }
-}
 
 }  // namespace
 
@@ -64,6 +36,7 @@ LevelTape::LevelTape(const EquationList& equations, std::span<const EquationPlac
     for (const int variable : gather) inputs.push_back(joint.builder().Input(input_of.at(variable)));
     const std::vector<int> results = joint.Add(shape.programs->gradient, constants, inputs);
     rows_.push_back(at.equation);
+    first_entry_.push_back(static_cast<int>(at.entry));
     residuals.push_back(results[0]);
     int entry = static_cast<int>(at.entry);
     for (std::size_t k = 0; k < gather.size(); ++k) {
@@ -88,8 +61,8 @@ LevelTape::LevelTape(const EquationList& equations, std::span<const EquationPlac
   values_ = Schedule(joint.builder(), variables, residuals, {});
 }
 
-LevelTape::Tape LevelTape::Schedule(const FormulaBuilder& builder, std::span<const int> variables,
-                                    std::span<const int> residuals, std::span<const int> entries) {
+Tape LevelTape::Schedule(const FormulaBuilder& builder, std::span<const int> variables,
+                         std::span<const int> residuals, std::span<const int> entries) {
   const auto count = static_cast<std::size_t>(builder.size());
   // What is needed, who waits for it, and for how many operands each step still waits.
   std::vector<char> needed(count, 0);
@@ -155,7 +128,8 @@ LevelTape::Tape LevelTape::Schedule(const FormulaBuilder& builder, std::span<con
     const std::vector<int> group = std::move(*most);
     most->clear();
     const Operator op = builder.node(group[0]).op;
-    tape.groups.push_back({op, static_cast<std::uint8_t>(OperandCount(op)), static_cast<int>(group.size())});
+    tape.groups.push_back({op, static_cast<std::uint8_t>(OperandCount(op)), static_cast<int>(group.size()),
+                           static_cast<int>(tape.operands.size()), next});
     for (int operand = 0; operand < OperandCount(op); ++operand) {
       for (const int id : group) {
         const auto& node = builder.node(id);
@@ -184,50 +158,24 @@ void LevelTape::RunTape(Tape& tape, const double* x, double time) {
   double* const variables = file + tape.first_variable;
   for (std::size_t k = 0; k < tape.variables.size(); ++k) variables[k] = x[tape.variables[k]];
   variables[tape.variables.size()] = time;
-
-  const int* operands = tape.operands.data();
-  double* target = file + tape.first_result;
-  for (const Group& group : tape.groups) {
-    const int count = group.count, arity = group.arity;
-    const int* const a = operands;
-    const int* const b = arity > 1 ? a + count : a;
-    const int* const c = arity > 2 ? b + count : a;
-    operands += static_cast<std::ptrdiff_t>(arity) * count;
-    if (RunsOverRows(group.op)) {
-      for (int first = 0; first < count; first += kLanes) {
-        const int lanes = std::min(kLanes, count - first);
-        Lanes rows[3], result;
-        const int* const operand[] = {a + first, b + first, c + first};
-        for (int k = 0; k < arity; ++k) Gather(file, operand[k], 1, lanes, rows[k].lane);
-        RunOperation(group.op, result.lane, rows[0].lane, rows[1].lane, rows[2].lane, lanes);
-        std::copy_n(result.lane, lanes, target + first);
-      }
-    } else {
-      switch (group.op) {
-#define QUIVER_GROUP(code, name, ...)                                                                     \
-  case Operator::k##name:                                                                                 \
-    for (int i = 0; i < count; ++i)                                                                       \
-      target[i] = Formula<Operator::k##name>::template Value<double>(file[a[i]], file[b[i]], file[c[i]]); \
-    break;
-#define OPERATOR QUIVER_GROUP
-#define CONDITION QUIVER_GROUP
-#define INTERNAL QUIVER_GROUP
-#include "runtime/expression/operators.def"
-#undef QUIVER_GROUP
-        default:
-          break;
-      }
-    }
-    target += count;
-  }
+  for (const Tape::Group& group : tape.groups) RunGroup(tape, group);
 }
 
 void LevelTape::WriteConstantEntries(double* entries) const {
   for (std::size_t k = 0; k < constants_.size(); ++k) entries[constant_to_[k]] = constants_[k];
 }
 
+void LevelTape::WriteMachineCode() {
+  const TapeCode::Rows rows{rows_, first_entry_, entry_to_, first_negated_};
+  gradient_code_ = TapeCode::Write(gradients_, rows);
+  value_code_ = TapeCode::Write(values_, {rows_, first_entry_, {}, 0});
+}
+
 void LevelTape::Run(const double* x, double time, double* residuals, double* entries) {
   Tape& tape = entries ? gradients_ : values_;
+  if (const TapeCode* const code = (entries ? gradient_code_ : value_code_).get();
+      code && code->IsForCurrentMachine())
+    return code->Run(tape, x, time, residuals, entries);
   RunTape(tape, x, time);
   for (std::size_t k = 0; k < rows_.size(); ++k)
     residuals[rows_[k]] = tape.file[static_cast<std::size_t>(tape.residual_from[k])];
@@ -237,15 +185,12 @@ void LevelTape::Run(const double* x, double time, double* residuals, double* ent
   for (std::size_t k = first_negated_; k < entry_to_.size(); ++k) entries[entry_to_[k]] = -value(k);
 }
 
-std::size_t LevelTape::Tape::memory_bytes() const {
-  return file.capacity() * sizeof(double) + groups.capacity() * sizeof(Group) +
-         (operands.capacity() + variables.capacity() + residual_from.capacity() + entry_from.capacity()) *
-             sizeof(int);
-}
-
 std::size_t LevelTape::memory_bytes() const {
   return sizeof *this + gradients_.memory_bytes() + values_.memory_bytes() +
-         (rows_.capacity() + entry_to_.capacity() + constant_to_.capacity()) * sizeof(int) +
+         (gradient_code_ ? gradient_code_->memory_bytes() : 0) +
+         (value_code_ ? value_code_->memory_bytes() : 0) +
+         (rows_.capacity() + first_entry_.capacity() + entry_to_.capacity() + constant_to_.capacity()) *
+             sizeof(int) +
          constants_.capacity() * sizeof(double);
 }
 

@@ -55,7 +55,8 @@ class Keys {
 }  // namespace
 
 SystemEvaluator::SystemEvaluator(const EquationList& equations, const Options& options)
-    : equation_count_(static_cast<int>(equations.shape_of.size())) {
+    : equation_count_(static_cast<int>(equations.shape_of.size())),
+      runs_before_machine_code_(options.runs_before_machine_code) {
   std::vector<int> keys(static_cast<std::size_t>(equation_count_));
   Keys key_of(equations);
   long long gather = 0;
@@ -159,6 +160,7 @@ void SystemEvaluator::WriteConstantEntries(double* entries) const {
 
 void SystemEvaluator::Evaluate(const double* x, double* residuals, double* entries,
                                const EvaluationContext& context) {
+  WriteMachineCode();
   pool_->Run(static_cast<int>(tasks_.size()), [&](int t, int worker) {
     const Task& task = tasks_[static_cast<std::size_t>(t)];
     if (task.batch < 0) {
@@ -171,6 +173,20 @@ void SystemEvaluator::Evaluate(const double* x, double* residuals, double* entri
                 scratch_[static_cast<std::size_t>(worker)]);
     if (streamed_) FinishStreaming();
   });
+}
+
+// For what has run often enough by the end of this evaluation.
+void SystemEvaluator::WriteMachineCode() {
+  const long long before = evaluations_++;
+  if (runs_before_machine_code_ < 0 || before > runs_before_machine_code_) return;
+  if (before == runs_before_machine_code_) {
+    for (LevelTape& tape : tapes_) tape.WriteMachineCode();
+  }
+  for (Batch& batch : batches_) {
+    const long long blocks = (batch.copies() + kLanes - 1) / kLanes;
+    if (before * blocks <= runs_before_machine_code_ && (before + 1) * blocks > runs_before_machine_code_)
+      batch.WriteMachineCode();
+  }
 }
 
 std::size_t SystemEvaluator::memory_bytes() const {

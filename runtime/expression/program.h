@@ -11,6 +11,7 @@
 //   programs.gradient.outputs                       // registers of the value and of the 3 derivatives
 #pragma once
 
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -42,14 +43,17 @@ struct Turn {
   int code_end, outputs_end;
 };
 
+class LaneCode;
+
 struct Program {
   int constant_count = 0;
   int variables = 0;  // inputs without the time
   int registers = 0;
   std::vector<Instruction> code;
-  std::vector<int> outputs;        // registers of the results
-  std::vector<Turn> turns;         // one, unless extracted otherwise
-  std::vector<int> constant_rows;  // constants that are outputs or are read as registers
+  std::vector<int> outputs;                      // registers of the results
+  std::vector<Turn> turns;                       // one, unless extracted otherwise
+  std::vector<int> constant_rows;                // constants that are outputs or are read as registers
+  std::shared_ptr<const LaneCode> machine_code;  // for programs that run often; else null
 
   int time_register() const { return constant_count + variables; }
 };
