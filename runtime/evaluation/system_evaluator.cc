@@ -11,6 +11,8 @@ namespace {
 
 // A tape longer than this would not stay in the second-level cache.
 constexpr std::size_t kEquationsOfATape = 512;
+// From how many copies on a batch is faster than a tape; those that are scattered have to be gathered by lists.
+constexpr int kLeastCopies = 16, kLeastCopiesWithCode = 32, kLeastScatteredWithCode = 256;
 // Copies that a thread takes at a time.
 constexpr int kCopiesOfATask = 16 * kLanes;
 
@@ -89,7 +91,11 @@ SystemEvaluator::SystemEvaluator(const EquationList& equations, const Options& o
     }
     rows_.push_back(std::move(rows));
   };
-  for (const Stretch& stretch : FindStretches(keys, options.least_copies)) {
+  const bool will_have_code = options.runs_before_machine_code >= 0 && TapeCode::IsForCurrentMachine();
+  const auto least = [&](int with_code) {
+    return options.least_copies > 0 ? options.least_copies : will_have_code ? with_code : kLeastCopies;
+  };
+  for (const Stretch& stretch : FindStretches(keys, least(kLeastCopiesWithCode))) {
     take_singles(stretch.first);
     Copies copies;
     copies.count = stretch.copies;
@@ -117,7 +123,7 @@ SystemEvaluator::SystemEvaluator(const EquationList& equations, const Options& o
   for (const EquationPlace& place : single)
     of_key[static_cast<std::size_t>(keys[static_cast<std::size_t>(place.equation)])].push_back(place);
   for (std::vector<EquationPlace>& places : of_key) {
-    if (static_cast<int>(places.size()) < options.least_copies) continue;
+    if (static_cast<int>(places.size()) < least(kLeastScatteredWithCode)) continue;
     Copies copies;
     copies.count = static_cast<int>(places.size());
     copies.members.push_back(places.front());

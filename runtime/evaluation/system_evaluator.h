@@ -28,7 +28,8 @@ class SystemEvaluator {
  public:
   struct Options {
     int threads = 1;
-    int least_copies = 16;                                   // fewer go to the tapes
+    // Fewer copies go to the tapes; 0: as many as pays, which depends on machine code.
+    int least_copies = 0;
     std::size_t streamed_from_bytes = std::size_t{8} << 20;  // of residuals and entries together
     // Machine code is written when a program has run so often, over blocks or as a tape; negative: never. Results are the
     // same to the last bit.
