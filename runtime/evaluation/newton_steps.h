@@ -48,7 +48,8 @@ class NewtonSteps {
  private:
   int copies_;
   InputRows inputs_;
-  Program program_;  // new unknowns, then the largest multiplier, if there is any
+  bool fetches_ahead_;  // the next block's variables, while one is computed
+  Program program_;     // new unknowns, then the largest multiplier, if there is any
   std::vector<double> constants_;
   struct Unknowns {  // that lie one behind the other in every copy
     Places places;
