@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "runtime/evaluation/joint_formulas.h"
+#include "runtime/expression/lane_code.h"
 
 namespace quiver {
 namespace {
@@ -167,6 +168,8 @@ NewtonSteps::NewtonSteps(const EquationList& equations, const Copies& copies, st
                    kNumbersOfTheCache;
   if (fetches_ahead_) CutIntoTurns(program_);
 }
+
+void NewtonSteps::WriteMachineCode() { program_.machine_code = LaneCode::Write(program_); }
 
 void NewtonSteps::Run(int first, const double* x, double* x_new, std::vector<int>& refused,
                       Scratch& scratch) const {

@@ -41,6 +41,9 @@ class NewtonSteps {
 
   int copies() const { return copies_; }
 
+  // Machine code instead of interpreted steps, where many iterations are to come. Not while another thread runs them.
+  void WriteMachineCode();
+
   // One iteration of the copies from `first`, a multiple of kLanes, to the end of their block: x_new (which may be x) takes
   // their unknowns; those of refused copies as they were, and their numbers are added to `refused`.
   void Run(int first, const double* x, double* x_new, std::vector<int>& refused, Scratch& scratch) const;
