@@ -12,7 +12,7 @@
 # the time. build-fuzz/executions.txt keeps what each slice executed, as libFuzzer tells it, and the
 # processor time of it. SLICE=60: seconds of a slice.
 #
-# Limits of a single input: 5 seconds, 512 MB. What breaks a target stays in build-fuzz/found; a copy in tests/fuzz/found/<target>
+# Limits of a single input: 5 seconds, 512 MB; a minute in the long work, which gives way to everything else. What breaks a target stays in build-fuzz/found; a copy in tests/fuzz/found/<target>
 # makes it a test of every build. Ends with 1 when something was found.
 set -u
 export ASAN_OPTIONS=malloc_context_size=4:quarantine_size_mb=16:detect_stack_use_after_return=0
@@ -26,9 +26,9 @@ run() {
   local corpus=build-fuzz/corpus/$target
   shift 2
   mkdir -p build-fuzz/found "$corpus"
-  for folder in tests/fuzz/seeds/$target tests/fuzz/found/$target; do [ ! -d "$folder" ] || known+=("$folder"); done
+  for folder in tests/fuzz/{seeds,found,learnt}/$target; do [ ! -d "$folder" ] || known+=("$folder"); done
   [ ! -f "$words" ] || known+=("-dict=$words")
-  { time "$build/bin/fuzz_$target" -timeout=5 -entropic=0 -print_funcs=0 -print_final_stats=1 -artifact_prefix="build-fuzz/found/$target-" "$@" \
+  { time "$build/bin/fuzz_$target" -entropic=0 -reload=0 -print_funcs=0 -print_final_stats=1 -artifact_prefix="build-fuzz/found/$target-" "$@" \
     "$corpus" "${known[@]}" >"$log" 2>&1; } 2>"$log.time" || status=1
   spent=$(awk '{ print $1 + $2 }' "$log.time")
   executed=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
@@ -47,7 +47,7 @@ short_runs() {
   local build=$1 seconds=$2 target status=0
   shift 2
   for target in "${@:-${all_targets[@]}}"; do
-    if run "$build" "$target" -max_total_time="$seconds" -max_len=4096 -rss_limit_mb=512; then
+    if run "$build" "$target" -max_total_time="$seconds" -max_len=4096 -timeout=5 -rss_limit_mb=512; then
       printf '%-11s %s executions, nothing found\n' "$target" "$executed"
     else
       status=1
@@ -80,23 +80,24 @@ slice() {
   shift 4
   [ -x "$build/bin/fuzz_$target" ] || return 0
   present=1
-  run "$build" "$target" -max_total_time="$seconds" -runs=1500000 "$@" || { found=1; tell "$build" "$target"; }
+  run "$build" "$target" -max_total_time="$seconds" -runs=1500000 -timeout=60 "$@" || { found=1; tell "$build" "$target"; }
   echo "$target $name ${executed:-0} $spent" >>"$counts"
 }
 
 long_runs() {
-  local goal=$1 seconds=${SLICE:-60} target below=1 present found=0
+  local goal=$1 seconds=${SLICE:-60} target below=1 present found=0 stopped=
   shift
   mkdir -p build-fuzz
-  while [ $below -eq 1 ]; do
+  trap 'stopped=1' INT TERM  # what the slice has executed up to then still counts
+  while [ $below -eq 1 ] && [ ! "$stopped" ]; do
     below=0 present=0
     for target in "${@:-${all_targets[@]}}"; do
-      [ "$(count "$target" '')" -lt "$goal" ] || continue
+      [ ! "$stopped" ] && [ "$(count "$target" '')" -lt "$goal" ] || continue
       below=1
       slice fast build-fuzz-fast "$target" "$seconds" -max_len=256 -rss_limit_mb=2048
-      slice sanitized build-fuzz "$target" $((seconds / 6)) -max_len=4096 -rss_limit_mb=1024
+      [ "$stopped" ] || slice sanitized build-fuzz "$target" $((seconds / 6)) -max_len=4096 -rss_limit_mb=1024
     done
-    [ $below -eq $present ] || { echo 'Neither build-fuzz-fast nor build-fuzz has these targets: make fuzz-long builds them.' >&2; return 2; }
+    [ "$stopped" ] || [ $below -eq $present ] || { echo 'Neither build-fuzz-fast nor build-fuzz has these targets: make fuzz-long builds them.' >&2; return 2; }
   done
   table
   return $found
