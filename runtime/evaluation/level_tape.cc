@@ -11,6 +11,7 @@ namespace {
 using Kind = FormulaBuilder::Kind;
 
 constexpr int kOperators = 256;
+constexpr std::size_t kUsualGroup = 64;
 
 }  // namespace
 
@@ -58,7 +59,6 @@ LevelTape::LevelTape(const EquationList& equations, std::span<const EquationPlac
   entries.insert(entries.end(), negated.begin(), negated.end());
   entry_to_.insert(entry_to_.end(), negated_to.begin(), negated_to.end());
   gradients_ = Schedule(joint.builder(), variables, residuals, entries);
-  values_ = Schedule(joint.builder(), variables, residuals, {});
 }
 
 Tape LevelTape::Schedule(const FormulaBuilder& builder, std::span<const int> variables,
@@ -106,28 +106,40 @@ Tape LevelTape::Schedule(const FormulaBuilder& builder, std::span<const int> var
   tape.first_variable = static_cast<int>(tape.file.size());
   tape.variables.assign(variables.begin(), variables.end());
   tape.first_result = tape.first_variable + static_cast<int>(variables.size()) + 1;  // the time
-  std::array<std::vector<int>, kOperators> ready;
+  std::vector<std::vector<int>> ready(kOperators);
+  std::vector<int> operators;  // that occur
   for (std::size_t id = 0; id < count; ++id) {
     const auto& node = builder.node(static_cast<int>(id));
     if (!needed[id]) continue;
     if (node.kind == Kind::kInput) place[id] = tape.first_variable + node.a;
-    if (node.kind == Kind::kStep && waits_for[id] == 0)
-      ready[static_cast<std::size_t>(node.op)].push_back(static_cast<int>(id));
+    if (node.kind != Kind::kStep) continue;
+    std::vector<int>& of_operator = ready[static_cast<std::size_t>(node.op)];
+    if (of_operator.capacity() == 0) {
+      operators.push_back(static_cast<int>(node.op));
+      of_operator.reserve(kUsualGroup);
+    }
+    if (waits_for[id] == 0) of_operator.push_back(static_cast<int>(id));
   }
+  std::sort(operators.begin(), operators.end());
 
   int next = tape.first_result;
+  std::vector<int> group;
   for (;;) {
     // Long operations wait until nothing else is left to do, so that more of them come together.
-    const auto later = [&](const std::vector<int>& a, const std::vector<int>& b) {
-      if (a.empty() || b.empty()) return a.size() < b.size();
-      const bool a_long = RunsOverRows(builder.node(a[0]).op), b_long = RunsOverRows(builder.node(b[0]).op);
-      return a_long != b_long ? a_long : a.size() < b.size();
-    };
-    auto most = std::max_element(ready.begin(), ready.end(), later);
-    if (most->empty()) break;
-    const std::vector<int> group = std::move(*most);
-    most->clear();
-    const Operator op = builder.node(group[0]).op;
+    int most = -1;
+    for (const int op : operators) {
+      const std::size_t size = ready[static_cast<std::size_t>(op)].size();
+      if (size == 0) continue;
+      const bool is_long = RunsOverRows(static_cast<Operator>(op));
+      const bool most_is_long = most >= 0 && RunsOverRows(static_cast<Operator>(most));
+      if (most < 0 ||
+          (is_long != most_is_long ? most_is_long : size > ready[static_cast<std::size_t>(most)].size()))
+        most = op;
+    }
+    if (most < 0) break;
+    group.clear();
+    group.swap(ready[static_cast<std::size_t>(most)]);
+    const auto op = static_cast<Operator>(most);
     tape.groups.push_back({op, static_cast<std::uint8_t>(OperandCount(op)), static_cast<int>(group.size()),
                            static_cast<int>(tape.operands.size()), next});
     for (int operand = 0; operand < OperandCount(op); ++operand) {
@@ -153,6 +165,50 @@ Tape LevelTape::Schedule(const FormulaBuilder& builder, std::span<const int> var
   return tape;
 }
 
+// The same for residuals alone.
+Tape LevelTape::WithoutEntries(const Tape& all) {
+  Tape tape;
+  std::vector<int> place(all.file.size(), -1);  // -1: not needed
+  for (int k = 0; k < all.first_result; ++k) place[static_cast<std::size_t>(k)] = k;
+  for (const int from : all.residual_from) place[static_cast<std::size_t>(from)] = from;
+  for (auto group = all.groups.rbegin(); group != all.groups.rend(); ++group) {
+    for (int i = 0; i < group->count; ++i) {
+      if (place[static_cast<std::size_t>(group->target + i)] < 0) continue;
+      for (int k = 0; k < group->arity; ++k) {
+        const int operand = all.operands[static_cast<std::size_t>(group->operands + k * group->count + i)];
+        if (place[static_cast<std::size_t>(operand)] < 0) place[static_cast<std::size_t>(operand)] = operand;
+      }
+    }
+  }
+  tape.file.assign(all.file.begin(), all.file.begin() + all.first_variable);
+  tape.variables = all.variables;
+  tape.first_variable = all.first_variable;
+  tape.first_result = all.first_result;
+  int next = all.first_result;
+  for (const Tape::Group& group : all.groups) {
+    Tape::Group kept = group;
+    kept.operands = static_cast<int>(tape.operands.size());
+    kept.target = next;
+    for (int k = 0; k < group.arity; ++k) {
+      for (int i = 0; i < group.count; ++i) {
+        if (place[static_cast<std::size_t>(group.target + i)] < 0) continue;
+        const int operand = all.operands[static_cast<std::size_t>(group.operands + k * group.count + i)];
+        tape.operands.push_back(place[static_cast<std::size_t>(operand)]);
+      }
+    }
+    for (int i = 0; i < group.count; ++i) {
+      int& of = place[static_cast<std::size_t>(group.target + i)];
+      if (of >= 0) of = next++;
+    }
+    kept.count = next - kept.target;
+    if (kept.count > 0) tape.groups.push_back(kept);
+  }
+  tape.file.resize(static_cast<std::size_t>(next));
+  for (const int from : all.residual_from)
+    tape.residual_from.push_back(place[static_cast<std::size_t>(from)]);
+  return tape;
+}
+
 void LevelTape::RunTape(Tape& tape, const double* x, double time) {
   double* const file = tape.file.data();
   double* const variables = file + tape.first_variable;
@@ -168,11 +224,14 @@ void LevelTape::WriteConstantEntries(double* entries) const {
 void LevelTape::WriteMachineCode() {
   const TapeCode::Rows rows{rows_, first_entry_, entry_to_, first_negated_};
   gradient_code_ = TapeCode::Write(gradients_, rows);
-  value_code_ = TapeCode::Write(values_, {rows_, first_entry_, {}, 0});
+  has_code_ = true;
 }
 
 void LevelTape::Run(const double* x, double time, double* residuals, double* entries) {
-  Tape& tape = entries ? gradients_ : values_;
+  if (!entries && !values_) values_ = std::make_unique<Tape>(WithoutEntries(gradients_));
+  if (!entries && has_code_ && !value_code_)
+    value_code_ = TapeCode::Write(*values_, {rows_, first_entry_, {}, 0});
+  Tape& tape = entries ? gradients_ : *values_;
   if (const TapeCode* const code = (entries ? gradient_code_ : value_code_).get();
       code && code->IsForCurrentMachine())
     return code->Run(tape, x, time, residuals, entries);
@@ -186,7 +245,7 @@ void LevelTape::Run(const double* x, double time, double* residuals, double* ent
 }
 
 std::size_t LevelTape::memory_bytes() const {
-  return sizeof *this + gradients_.memory_bytes() + values_.memory_bytes() +
+  return sizeof *this + gradients_.memory_bytes() + (values_ ? values_->memory_bytes() : 0) +
          (gradient_code_ ? gradient_code_->memory_bytes() : 0) +
          (value_code_ ? value_code_->memory_bytes() : 0) +
          (rows_.capacity() + first_entry_.capacity() + entry_to_.capacity() + constant_to_.capacity()) *

@@ -7,19 +7,6 @@
 
 namespace quiver {
 
-int OperandCount(Operator op) {
-  switch (op) {  // internal steps have no row in the operator table
-    case Operator::kPowerByBase:
-      return 3;
-    case Operator::kSign:
-      return 1;
-    default:
-      break;
-  }
-  const OperatorInfo* const info = FindOperator(static_cast<int>(op));
-  return info ? info->arity : 2;
-}
-
 bool RunsOverRows(Operator op) {
   switch (op) {
     case Operator::kPower:

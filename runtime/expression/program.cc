@@ -116,13 +116,17 @@ class Order {
       : builder_(builder), uses_(Uses(builder, outputs)), is_done_(uses_.size(), false) {
     std::size_t next = 0;
     for (const int end : turn_ends) {
-      for (; next < static_cast<std::size_t>(end); ++next) Compute(outputs[next]);
+      for (; next < static_cast<std::size_t>(end); ++next) {
+        Compute(outputs[next]);
+        if (next == 0) steps_of_first_ = static_cast<int>(steps_.size());
+      }
       turn_ends_.push_back(static_cast<int>(steps_.size()));
     }
   }
 
   const std::vector<int>& steps() const { return steps_; }          // nodes
   const std::vector<int>& turn_ends() const { return turn_ends_; }  // by turn: its end among the steps
+  int steps_of_first() const { return steps_of_first_; }            // what the first output needs
 
  private:
   struct Visit {
@@ -159,6 +163,7 @@ class Order {
   std::vector<int> uses_;
   std::vector<char> is_done_;
   std::vector<int> steps_, turn_ends_;
+  int steps_of_first_ = 0;
   std::vector<Visit> stack_;
 };
 
@@ -226,6 +231,7 @@ Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::sp
   program.constant_count = plan.count();
   program.variables = variables;
   program.registers = program.time_register() + 1;
+  program.steps_of_first = order.steps_of_first();
 
   // What each step reads from where, and when each node is read last: 2n by step n, 2n - 1 at the end of a turn before it.
   std::vector<int> last_read(nodes, -2);
@@ -316,6 +322,19 @@ Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::sp
   return program;
 }
 
+Program FirstOutput(const Program& program) {
+  Program first;
+  first.constant_count = program.constant_count;
+  first.variables = program.variables;
+  first.registers = program.registers;
+  first.code.assign(program.code.begin(), program.code.begin() + program.steps_of_first);
+  first.outputs = {program.outputs[0]};
+  first.turns = {{program.steps_of_first, 1}};
+  first.constant_rows = program.constant_rows;
+  first.steps_of_first = program.steps_of_first;
+  return first;
+}
+
 ShapePrograms Compile(std::span<const ShapeWord> words, int variables) {
   FormulaBuilder builder;
   const Translator::Result root = Translator(builder, variables).Translate(words);
@@ -329,12 +348,13 @@ ShapePrograms Compile(std::span<const ShapeWord> words, int variables) {
   ShapePrograms programs;
   programs.constants.Need(builder, results);
   const std::span<const int> all = results;
-  programs.value = Extract(builder, programs.constants, all.first(1), variables);
   if (is_condition) {
+    programs.value = Extract(builder, programs.constants, all.first(1), variables);
     programs.margin = Extract(builder, programs.constants, all.last(1), variables);
     return programs;
   }
   programs.gradient = Extract(builder, programs.constants, all, variables);
+  programs.value = FirstOutput(programs.gradient);
   for (const int slope : slopes) programs.constant_derivative.push_back(builder.IsFixed(slope));
   return programs;
 }

@@ -52,6 +52,7 @@ struct Program {
   std::vector<Instruction> code;
   std::vector<int> outputs;                      // registers of the results
   std::vector<Turn> turns;                       // one, unless extracted otherwise
+  int steps_of_first = 0;                        // how many steps the first output needs; they come first
   std::vector<int> constant_rows;                // constants that are outputs or are read as registers
   std::shared_ptr<const LaneCode> machine_code;  // for programs that run often; else null
 
@@ -87,6 +88,9 @@ Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::sp
                 int variables);
 Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::span<const int> outputs,
                 int variables, std::span<const int> turn_ends);
+
+// The steps that the first output needs alone.
+Program FirstOutput(const Program& program);
 
 struct ShapePrograms {
   Program value;     // one output: the value; 1 or 0 for a condition
