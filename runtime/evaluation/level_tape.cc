@@ -18,21 +18,24 @@ constexpr std::size_t kUsualGroup = 64;
 LevelTape::LevelTape(const EquationList& equations, std::span<const EquationPlace> places) {
   std::vector<int> variables;
   std::unordered_map<int, int> input_of;
+  std::size_t steps = 0;
   for (const EquationPlace& at : places) {
     const Shape& shape = (*equations.shapes)[equations.shape_of[static_cast<std::size_t>(at.equation)]];
+    steps += shape.programs->gradient.code.size() + shape.constants.size();
     for (int k = 0; k < shape.variable_count; ++k) {
       const int variable = equations.gathers[static_cast<std::size_t>(at.gather + k)];
       if (input_of.try_emplace(variable, static_cast<int>(variables.size())).second)
         variables.push_back(variable);
     }
   }
-  JointFormulas joint(static_cast<int>(variables.size()), true);
-  std::vector<int> residuals, entries, negated, negated_to;
+  JointFormulas joint(static_cast<int>(variables.size()), true, steps);
+  std::vector<int> residuals, entries, negated, negated_to, constants, inputs;
   for (const EquationPlace& at : places) {
     const Shape& shape = (*equations.shapes)[equations.shape_of[static_cast<std::size_t>(at.equation)]];
     const std::span<const int> gather = equations.gathers.subspan(
         static_cast<std::size_t>(at.gather), static_cast<std::size_t>(shape.variable_count));
-    std::vector<int> constants, inputs;
+    constants.clear();
+    inputs.clear();
     for (const double constant : shape.constants) constants.push_back(joint.builder().Constant(constant));
     for (const int variable : gather) inputs.push_back(joint.builder().Input(input_of.at(variable)));
     const std::vector<int> results = joint.Add(shape.programs->gradient, constants, inputs);

@@ -114,6 +114,7 @@ class Order {
  public:
   Order(const FormulaBuilder& builder, std::span<const int> outputs, std::span<const int> turn_ends)
       : builder_(builder), uses_(Uses(builder, outputs)), is_done_(uses_.size(), false) {
+    steps_.reserve(uses_.size());
     std::size_t next = 0;
     for (const int end : turn_ends) {
       for (; next < static_cast<std::size_t>(end); ++next) {
@@ -234,22 +235,26 @@ Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::sp
   program.steps_of_first = order.steps_of_first();
 
   // What each step reads from where, and when each node is read last: 2n by step n, 2n - 1 at the end of a turn before it.
-  std::vector<int> last_read(nodes, -2);
-  std::vector<char> is_kept(nodes, false);
+  struct Reading {
+    int last = -2;
+    int place = -1;  // register
+    bool is_kept = false;
+  };
+  std::vector<Reading> reading(nodes);
   std::vector<int> constants_read;  // as registers
   program.code.reserve(order.steps().size());
   int turn = 0, previous = -1, handed_out = 0;
   const auto is_step = [&](int id) { return builder.node(id).kind == Kind::kStep && !builder.IsFixed(id); };
   const auto read_register = [&](int id) {
     if (builder.IsFixed(id)) constants_read.push_back(plan.place(id));
-    is_kept[id] = true;
+    reading[id].is_kept = true;
     return Source::kRegister;
   };
   const auto end_turns = [&](int steps) {
     for (; turn < static_cast<int>(turn_ends.size()) && order.turn_ends()[turn] == steps; ++turn) {
       for (; handed_out < turn_ends[turn]; ++handed_out) {
         read_register(outputs[handed_out]);
-        last_read[outputs[handed_out]] = 2 * steps - 1;
+        reading[outputs[handed_out]].last = 2 * steps - 1;
       }
       previous = -1;
     }
@@ -271,25 +276,26 @@ Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::sp
     if (node.c >= 0) read_register(node.c);
     const int steps = static_cast<int>(program.code.size());
     for (const int operand : {node.a, node.b, node.c})
-      if (operand >= 0) last_read[operand] = 2 * steps;
+      if (operand >= 0) reading[operand].last = 2 * steps;
     program.code.push_back(step);
     previous = is_short ? id : -1;
     end_turns(steps + 1);
   }
 
   // Registers, free again after the last reading.
-  std::vector<int> place(nodes, -1), free_registers;
+  std::vector<int> free_registers;
   for (int id = 0; id < builder.size(); ++id) {
     if (builder.IsFixed(id)) {
-      place[id] = plan.place(id);
+      reading[id].place = plan.place(id);
     } else if (builder.node(id).kind == Kind::kInput) {
-      place[id] = program.constant_count + builder.node(id).a;
+      reading[id].place = program.constant_count + builder.node(id).a;
     }
   }
+  const auto place = [&](int id) { return reading[id].place; };
   const auto free_if_last = [&](int id, int moment) {
-    if (id < 0 || last_read[id] != moment || !is_step(id)) return;
-    free_registers.push_back(place[id]);
-    last_read[id] = -2;  // what stands twice is freed once
+    if (id < 0 || reading[id].last != moment || !is_step(id)) return;
+    free_registers.push_back(place(id));
+    reading[id].last = -2;  // what stands twice is freed once
   };
   handed_out = 0;
   int steps = 0;
@@ -298,10 +304,10 @@ Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::sp
       const int id = order.steps()[steps];
       const auto& node = builder.node(id);
       Instruction& step = program.code[steps];
-      step.a = place[node.a];
-      step.b = node.b < 0 ? step.a : place[node.b];
-      step.c = node.c < 0 ? step.a : place[node.c];
-      step.is_kept = is_kept[id];
+      step.a = place(node.a);
+      step.b = node.b < 0 ? step.a : place(node.b);
+      step.c = node.c < 0 ? step.a : place(node.c);
+      step.is_kept = reading[id].is_kept;
       for (const int operand : {node.a, node.b, node.c}) free_if_last(operand, 2 * steps);
       if (free_registers.empty()) {
         step.target = program.registers++;
@@ -309,10 +315,10 @@ Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::sp
         step.target = free_registers.back();
         free_registers.pop_back();
       }
-      place[id] = step.target;
+      reading[id].place = step.target;
     }
     const int outputs_begin = handed_out;
-    for (; handed_out < turn_ends[t]; ++handed_out) program.outputs.push_back(place[outputs[handed_out]]);
+    for (; handed_out < turn_ends[t]; ++handed_out) program.outputs.push_back(place(outputs[handed_out]));
     for (int k = outputs_begin; k < handed_out; ++k) free_if_last(outputs[k], 2 * steps - 1);
     program.turns.push_back({steps, handed_out});
   }
@@ -336,7 +342,8 @@ Program FirstOutput(const Program& program) {
 }
 
 ShapePrograms Compile(std::span<const ShapeWord> words, int variables) {
-  FormulaBuilder builder;
+  constexpr std::size_t kNodesOfAWord = 4;  // with derivatives, as models go
+  FormulaBuilder builder(kNodesOfAWord * words.size());
   const Translator::Result root = Translator(builder, variables).Translate(words);
   const bool is_condition = root.margin >= 0;
   std::vector<int> slopes;
