@@ -38,21 +38,6 @@ struct Tape {
   }
 };
 
-// How many operands an operation reads.
-constexpr int OperandCount(Operator op) {
-  switch (op) {
-#define OPERATOR(code, name, role, arity, ...) \
-  case Operator::k##name:                      \
-    return arity;
-#include "runtime/expression/operators.def"
-    case Operator::kPowerByBase:
-      return 3;
-    case Operator::kSign:
-      return 1;
-    default:
-      return 2;
-  }
-}
 // Long operations run over rows, where they are vector code; short ones cost less than making rows.
 bool RunsOverRows(Operator op);
 

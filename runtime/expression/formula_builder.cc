@@ -33,6 +33,7 @@ std::uint64_t HashOf(const FormulaBuilder::Node& node) {
 FormulaBuilder::FormulaBuilder(std::size_t expected_nodes)
     : table_(std::bit_ceil(2 * expected_nodes + 2), -1) {
   nodes_.reserve(expected_nodes);
+  recorded_.reserve(expected_nodes / 4);
 }
 
 bool FormulaBuilder::Node::IsSame(const Node& other) const {

@@ -25,6 +25,7 @@ class Translator {
   };
 
   Result Translate(std::span<const ShapeWord> words) {
+    stack_.reserve(words.size());
     for (std::size_t i = words.size(); i-- > 0;) stack_.push_back(Read(words[i]));
     return Pop();
   }
@@ -115,6 +116,7 @@ class Order {
   Order(const FormulaBuilder& builder, std::span<const int> outputs, std::span<const int> turn_ends)
       : builder_(builder), uses_(Uses(builder, outputs)), is_done_(uses_.size(), false) {
     steps_.reserve(uses_.size());
+    stack_.reserve(kUsualDepth);
     std::size_t next = 0;
     for (const int end : turn_ends) {
       for (; next < static_cast<std::size_t>(end); ++next) {
@@ -130,6 +132,7 @@ class Order {
   int steps_of_first() const { return steps_of_first_; }            // what the first output needs
 
  private:
+  static constexpr std::size_t kUsualDepth = 32;
   struct Visit {
     int id;
     bool has_operands;
@@ -204,20 +207,6 @@ std::vector<double> ConstantPlan::Values(std::span<const double> parameters) con
   return values;
 }
 
-bool Instruction::IsShort(Operator op) {
-  switch (op) {
-    case Operator::kNegate:
-    case Operator::kAdd:
-    case Operator::kSubtract:
-    case Operator::kMultiply:
-    case Operator::kDivide:
-    case Operator::kSquare:
-      return true;
-    default:
-      return false;
-  }
-}
-
 Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::span<const int> outputs,
                 int variables) {
   const int all = static_cast<int>(outputs.size());
@@ -242,6 +231,7 @@ Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::sp
   };
   std::vector<Reading> reading(nodes);
   std::vector<int> constants_read;  // as registers
+  constants_read.reserve(outputs.size() + static_cast<std::size_t>(plan.count()));
   program.code.reserve(order.steps().size());
   int turn = 0, previous = -1, handed_out = 0;
   const auto is_step = [&](int id) { return builder.node(id).kind == Kind::kStep && !builder.IsFixed(id); };
@@ -264,8 +254,7 @@ Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::sp
     const auto& node = builder.node(id);
     Instruction step{.op = node.op, .target = 0, .a = 0, .b = 0, .c = 0};
     const bool is_short = Instruction::IsShort(node.op);
-    const OperatorInfo* const info = FindOperator(static_cast<int>(node.op));
-    const bool takes_constants = info && info->role == Role::kArithmetic && info->arity == 2;
+    const bool takes_constants = IsBinaryArithmetic(node.op);
     const auto source = [&](int operand) {
       if (is_short && operand == previous) return Source::kPrevious;
       if (takes_constants && builder.IsFixed(operand)) return Source::kConstant;
@@ -284,6 +273,9 @@ Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::sp
 
   // Registers, free again after the last reading.
   std::vector<int> free_registers;
+  free_registers.reserve(program.code.size());
+  program.outputs.reserve(outputs.size());
+  program.turns.reserve(turn_ends.size());
   for (int id = 0; id < builder.size(); ++id) {
     if (builder.IsFixed(id)) {
       reading[id].place = plan.place(id);
@@ -348,7 +340,9 @@ ShapePrograms Compile(std::span<const ShapeWord> words, int variables) {
   const bool is_condition = root.margin >= 0;
   std::vector<int> slopes;
   if (!is_condition) slopes = builder.Differentiate(root.value, variables);
-  std::vector<int> results = {root.value};
+  std::vector<int> results;
+  results.reserve(slopes.size() + 2);
+  results.push_back(root.value);
   results.insert(results.end(), slopes.begin(), slopes.end());
   if (is_condition) results.push_back(root.margin);
 

@@ -35,7 +35,19 @@ struct Instruction {
   int target, a, b, c;  // registers; unused operands repeat a
 
   // Arithmetic that takes its operands from wherever they are; all other steps work on registers.
-  static bool IsShort(Operator op);
+  static constexpr bool IsShort(Operator op) {
+    switch (op) {
+      case Operator::kNegate:
+      case Operator::kAdd:
+      case Operator::kSubtract:
+      case Operator::kMultiply:
+      case Operator::kDivide:
+      case Operator::kSquare:
+        return true;
+      default:
+        return false;
+    }
+  }
 };
 
 // A program may hand out its results in turns, so that their registers are free again for the turns that follow.

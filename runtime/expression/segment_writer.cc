@@ -38,20 +38,6 @@ bool IsArithmetic(Operator op, Code::Operation& operation) {
   }
 }
 
-bool HasOneOperand(Operator op) {
-  switch (op) {
-    case Operator::kResidual:
-    case Operator::kNegate:
-    case Operator::kSquare:
-    case Operator::kSquareRoot:
-    case Operator::kAbsolute:
-    case Operator::kSign:
-      return true;
-    default:
-      return false;
-  }
-}
-
 }  // namespace
 
 bool SegmentWriter::Knows(Operator op) {
@@ -67,8 +53,15 @@ bool SegmentWriter::Knows(Operator op) {
     case Operator::kPassIf:
     case Operator::kGuardedProduct:
       return true;
+    case Operator::kResidual:
+    case Operator::kNegate:
+    case Operator::kSquare:
+    case Operator::kSquareRoot:
+    case Operator::kAbsolute:
+    case Operator::kSign:
+      return true;
     default:
-      return HasOneOperand(op);
+      return false;
   }
 }
 
@@ -90,7 +83,7 @@ void SegmentWriter::Write(std::span<const MachineStep> steps) {
   for (const MachineStep& step : steps) {
     Operands& of = operands.emplace_back();
     of.a = number_of(step.a);
-    of.b = HasOneOperand(step.op) ? -1 : number_of(step.b);
+    of.b = OperandCount(step.op) == 1 ? -1 : number_of(step.b);
     of.target = -1;
     if (step.op == Operator::kResidual) continue;
     of.target = static_cast<int>(numbers_.size());
