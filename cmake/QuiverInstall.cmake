@@ -78,6 +78,7 @@ if(TARGET quiver_mpi)
   set(CPACK_COMPONENT_MPI_DESCRIPTION "What quiver sweep --mpi needs to share its points among the ranks of an MPI run.")
   set(CPACK_DEBIAN_MPI_PACKAGE_NAME quiver-mpi)
   set(CPACK_DEBIAN_MPI_PACKAGE_DEPENDS "quiver (= ${PROJECT_VERSION})")
+  set(CPACK_DEBIAN_MPI_PACKAGE_RECOMMENDS "openmpi-bin")  # mpirun
   string(APPEND CPACK_DEBIAN_UNSPECIFIED_PACKAGE_SUGGESTS ", quiver-mpi")
 endif()
 # Where Debian looks for it.

@@ -1,7 +1,8 @@
 #!/bin/bash
 # SPDX-License-Identifier: Apache-2.0
 # Installs the Debian package into a clean root and uses it there as a new user would: solves every example and compares with its
-# expected output, sweeps, writes a report, builds a model library against what was installed, and removes the package again.
+# expected output, sweeps, writes a report, builds a model library against what was installed, sweeps on MPI ranks where that was
+# built, and removes the packages again.
 #
 #   tools/check_package.sh build          # as root; build holds exactly one quiver_*.deb (make package)
 #
@@ -13,6 +14,7 @@ fail() { echo "check_package: $1" >&2; exit "${2:-1}"; }
 
 packages=("$build"/quiver_*.deb)
 [ ${#packages[@]} -eq 1 ] && [ -f "${packages[0]}" ] || fail "$build holds ${#packages[@]} packages quiver_*.deb instead of one: make package" 2
+mpi=("$build"/quiver-mpi_*.deb)
 [ "$(id -u)" -eq 0 ] || fail 'a clean root can only be made by root' 2
 command -v mmdebstrap >/dev/null || fail 'mmdebstrap is missing: tools/install_dependencies.sh --package' 2
 scratch=$(mktemp -d)
@@ -75,8 +77,22 @@ build_model_library() {
       quiver --library $library solve TANK_OUTLET --fix LEVEL=2 --fix "DIAM=50 mm" | grep -E "FLOW +27\.005"
     done'
 }
+# The other package: without it --mpi tells what is missing, with it two ranks write the file that one process writes.
+sweep_on_ranks() {
+  inside 'cd /tmp
+    sweep="quiver sweep /usr/share/quiver/examples/liquid_relief/case.yaml --vary psv.P_DROP=1..10:200 --output"
+    ! $sweep ranks.csv --mpi 2>missing
+    grep -q "libquiver_mpi.so is missing" missing'
+  cp "${mpi[0]}" "$root/quiver-mpi.deb"
+  get '/quiver-mpi.deb openmpi-bin'
+  inside 'cd /tmp
+    sweep="quiver sweep /usr/share/quiver/examples/liquid_relief/case.yaml --vary psv.P_DROP=1..10:200 --output"
+    $sweep alone.csv
+    mpirun --allow-run-as-root --oversubscribe -n 2 $sweep ranks.csv --mpi
+    cmp alone.csv ranks.csv'
+}
 remove_package() {
-  inside 'apt-get -q -y purge quiver; ! command -v quiver'
+  inside 'apt-get -q -y purge quiver; ! command -v quiver; ! ls /usr/lib/*/libquiver_mpi*'
   local left
   left=$(find "$root/usr" "$root/etc" "$root/var/lib" -iname '*quiver*' | head)
   [ -z "$left" ] || { printf 'left behind:\n%s\n' "$left"; return 1; }
@@ -92,6 +108,7 @@ step 'installed' install_package
 step 'examples solved, as expected' solve_examples
 step 'swept and reported' sweep_and_report
 step 'model library of one'"'"'s own built by CMake and by pkg-config, and solved' build_model_library
+[ ! -f "${mpi[0]}" ] || step 'quiver-mpi installed, two ranks sweep as one process' sweep_on_ranks
 if [ "${QUIVER_LINTIAN:-0}" != 0 ]; then
   step 'lintian finds no error' look_with_lintian
   grep -E '^[EW]: ' "$scratch/log" || true
