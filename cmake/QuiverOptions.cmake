@@ -61,8 +61,9 @@ function(quiver_add_test name)
                              QUIVER_BUILD_DIR="${PROJECT_BINARY_DIR}"
                              QUIVER_LIBRARY_DIR="$<TARGET_FILE_DIR:quiver_host>")
   if(CMAKE_CROSSCOMPILING)
-    # A second build of the same tests: what they test is optimised, they themselves need not be.
-    target_compile_options(${name} PRIVATE -O0)
+    # A second build of the same tests: what they test is optimised, they themselves need not be. Inline formulas have to be those
+    # of the libraries, though, for of two copies the linker takes either.
+    target_compile_options(${name} PRIVATE -O0 -fno-math-errno -fno-trapping-math)
   endif()
   set(properties)
   if(ARG_LABEL)

@@ -49,42 +49,6 @@ const OperatorInfo* FindOperator(int code);
 // All rows, in the table's order.
 std::span<const OperatorInfo> AllOperators();
 
-// How many operands a step reads, internal ones included; 0 for lists.
-constexpr int OperandCount(Operator op) {
-  switch (op) {
-#define OPERATOR(code, name, role, arity, ...) \
-  case Operator::k##name:                      \
-    return arity;
-#define CONDITION(code, name, ...) \
-  case Operator::k##name:          \
-    return 2;
-#include "runtime/expression/operators.def"
-    case Operator::kSign:
-      return 1;
-    case Operator::kTakesLarger:
-    case Operator::kTakesSmaller:
-    case Operator::kPassIf:
-    case Operator::kGuardedProduct:
-      return 2;
-    case Operator::kPowerByBase:
-      return 3;
-    default:
-      return 0;
-  }
-}
-
-// Whether it is arithmetic with two operands, as streams know it.
-constexpr bool IsBinaryArithmetic(Operator op) {
-  switch (op) {
-#define OPERATOR(code, name, role, arity, ...) \
-  case Operator::k##name:                      \
-    return Role::role == Role::kArithmetic && (arity) == 2;
-#include "runtime/expression/operators.def"
-    default:
-      return false;
-  }
-}
-
 // The formulas of one operator, for any number type T. c is the third operand of internal steps.
 // By<0> and By<1> are the derivatives by a and b; T may also be Term (formula_builder.h), which writes
 // programs.
@@ -96,12 +60,14 @@ using std::cos;
 using std::fabs;
 using std::log10;
 using std::sin;
-using std::sqrt;
 using std::tanh;
 // Doubles take our own, so that single instances and vector code give the same bits.
 inline double exp(double a) { return vector_math::Exp(a); }
 inline double log(double a) { return vector_math::Log(a); }
 inline double pow(double a, double b) { return vector_math::Pow(a, b); }
+// The instruction wherever this is compiled: the function of mingw's library rounds twice.
+inline double sqrt(double a) { return __builtin_sqrt(a); }
+inline long double sqrt(long double a) { return std::sqrt(a); }
 inline long double exp(long double a) { return std::exp(a); }
 inline long double log(long double a) { return std::log(a); }
 inline long double pow(long double a, long double b) { return std::pow(a, b); }
