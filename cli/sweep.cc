@@ -244,13 +244,6 @@ int Sweep(const ProgramOptions& libraries, const SweepArguments& arguments) {
                                     : std::max(1u, std::thread::hardware_concurrency());
   options.resume = arguments.resume;
   options.point_timeout = arguments.point_timeout;
-#if defined(_WIN32)
-  if (arguments.jobs > 1)
-    fmt::print(stderr,
-               "--jobs {}: on Windows one process solves all points, without --point-timeout. To use more "
-               "processors start several with --shard and join their results by quiver merge.\n",
-               arguments.jobs);
-#endif
   if (!arguments.shard.empty()) ReadShard(arguments.shard, options.shard, options.shards);
   if (!arguments.output.empty()) CheckResultName(options.output);
   if (arguments.output.empty() && arguments.json) throw Error(kJsonNeedsOutput);

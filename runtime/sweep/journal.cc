@@ -6,7 +6,12 @@
 #include <cinttypes>
 #include <nlohmann/json.hpp>
 
-#if !defined(_WIN32)
+#if defined(_WIN32)
+#define WIN32_LEAN_AND_MEAN
+#include <windows.h>
+//
+#include <io.h>
+#else
 #include <sys/file.h>
 #endif
 
@@ -43,6 +48,18 @@ int Seek(std::FILE* file, long long place) {
   return _fseeki64(file, place, SEEK_SET);
 #else
   return fseeko(file, static_cast<off_t>(place), SEEK_SET);
+#endif
+}
+
+// Until it is closed. False: another has it.
+bool Lock(std::FILE* file) {
+#if defined(_WIN32)
+  OVERLAPPED place = {};
+  place.OffsetHigh = 1 << 30;  // behind all that is ever written, for what is locked cannot be read
+  return LockFileEx(reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file))),
+                    LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &place) != 0;
+#else
+  return flock(fileno(file), LOCK_EX | LOCK_NB) == 0;
 #endif
 }
 
@@ -91,10 +108,7 @@ Journal::Journal(const std::filesystem::path& path, const JournalHeader& header,
   if (there && !resume)
     Fail("a sweep was broken off here. Go on with --resume, or remove the file to start anew.");
   Open(there ? "r+b" : "w+b");
-#if !defined(_WIN32)
-  if (flock(fileno(file_), LOCK_EX | LOCK_NB) != 0)
-    Fail("another sweep is writing to it. Wait for its end, or give another --output.");
-#endif
+  if (!Lock(file_)) Fail("another sweep is writing to it. Wait for its end, or give another --output.");
   std::string line;
   // A kill may have torn the header itself: then nothing is lost by starting anew.
   if (there && ReadLine(file_, line)) {

@@ -69,6 +69,7 @@ SweepSummary RunSweep(const ModelSource& library, const SweepPlan& plan, const S
   header.shard = options.shard;
   header.shards = options.shards;
   for (size_t k = 0; k < units.size(); ++k) header.axes.push_back({plan.axes()[k].name.Text(), units[k]});
+  WorkIfStartedAsWorker(library, plan, units, header.Text());
 
   const bool is_shard = options.shards > 1;
   const Scrap scrap(options.output.empty());
@@ -102,6 +103,7 @@ SweepSummary RunSweep(const ModelSource& library, const SweepPlan& plan, const S
   };
   WorkerOptions workers;
   workers.jobs = static_cast<int>(std::min<long long>(options.jobs, missing));
+  workers.greeting = header.Text();
   workers.point_timeout = options.point_timeout;
   workers.on_point = [&](PointStatus status) {
     ++progress.done;

@@ -5,7 +5,8 @@
 //   SweepSummary summary = RunSweep(UseLibraries(), plan, {.output = "out.csv", .jobs = 4});
 //   // summary.counts.Of(PointStatus::kSolved) of summary.points
 //
-// The rows do not depend on the number of jobs or shards, nor on whether the run was broken off and taken up again.
+// The rows do not depend on the number of jobs or shards, nor on whether the run was broken off and taken up again. On Windows the
+// program must come to the same RunSweep when it is started once more with the same arguments: there that is a worker.
 #pragma once
 
 #include <atomic>

@@ -5,7 +5,7 @@
 //
 // A worker tells every point before it starts with it, and every result at once. When it dies, its point gets the status
 // "crashed" with signal and routine, and another worker goes on behind it, without what the dead one had solved: so a point
-// that always crashes leaves the same results, however the work was spread. On Windows chunks are solved in this process.
+// that always crashes leaves the same results, however the work was spread.
 #pragma once
 
 #include <functional>
@@ -25,6 +25,7 @@ struct ChunkRange {
 
 struct WorkerOptions {
   int jobs = 1;
+  std::string greeting;                       // tells this sweep from any other
   double point_timeout = 300;                 // seconds; 0: a point may take for ever
   std::function<void(PointStatus)> on_point;  // a point has its first result
   std::function<void()> on_tick;              // several times a second
@@ -35,5 +36,10 @@ struct WorkerOptions {
 void RunChunks(const ModelSource& library, const SweepPlan& plan, const std::vector<std::string>& units,
                const WorkerOptions& options, const std::function<std::optional<ChunkRange>()>& next,
                const std::function<void(long long chunk, std::string text)>& done);
+
+// On Windows a worker is this program, started once more with the same arguments. There, in a worker, this does not return, or
+// throws Error where the greeting shows that its case has changed meanwhile. Elsewhere it does nothing.
+void WorkIfStartedAsWorker(const ModelSource& library, const SweepPlan& plan,
+                           const std::vector<std::string>& units, const std::string& greeting);
 
 }  // namespace quiver

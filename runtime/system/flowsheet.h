@@ -53,7 +53,6 @@ class Flowsheet {
 
  private:
   void GiveComponents(Instance& instance);
-  void Size(Instance& instance);
 
   const ModelSource* library_;
   Scope scope_;

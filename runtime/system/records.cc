@@ -254,7 +254,7 @@ class Comparison {
 }  // namespace
 
 void ReadEquations(Instance& instance, InstanceRecord& record, Readings* readings) {
-  QV_ModelType* const model = instance.model();
+  auto* model = dynamic_cast<QV_ModelType*>(&instance.object());
   record.set_up.Clear();
   record.emission.Clear();
   record.result = 0;

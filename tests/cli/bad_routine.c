@@ -6,11 +6,18 @@
  */
 #include <math.h>
 #include <stdlib.h>
+#if defined(_WIN32)
+#include <windows.h>
+#define EXPORT __declspec(dllexport)
+#define pause() Sleep(INFINITE)
+#else
 #include <unistd.h>
+#define EXPORT __attribute__((visibility("default")))
+#endif
 
 #include "host/routine.h"
 
-__attribute__((visibility("default"))) void ZX40RM_splimit(double* values, long long* input_sizes, double* outputs,
+EXPORT void ZX40RM_splimit(double* values, long long* input_sizes, double* outputs,
                                                            long long* output_sizes, long long* input_offsets,
                                                            long long* output_offsets, long long* failure,
                                                            long long* status, double* second_derivatives,

@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "tests/cli/program.h"
+#include "tests/cli/system.h"
 
 namespace quiver::testing {
 namespace {
@@ -18,14 +19,6 @@ std::vector<std::string> Keys(const Json& object, size_t first) {
   for (const auto& [key, value] : object.items())
     if (keys.size() < first) keys.push_back(key);
   return keys;
-}
-
-std::string SharedLibraryName(const std::string& name) {
-#if defined(_WIN32)
-  return name + ".dll";
-#else
-  return "lib" + name + ".so";
-#endif
 }
 
 Json Document(const std::vector<std::string>& arguments) {

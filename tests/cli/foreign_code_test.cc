@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include "tests/cli/program.h"
+#include "tests/cli/system.h"
 
 namespace quiver::testing {
 namespace {
@@ -15,32 +16,35 @@ TEST(ForeignCode, LibrariesOfAnotherVersionAreRefusedBeforeTheyAreCalled) {
   const std::string folder = QUIVER_BUILD_DIR "/tests/cli/";
   for (const std::vector<std::string>& command :
        std::vector<std::vector<std::string>>{{"list", "models"}, {"solve", "STRANGER"}}) {
-    std::vector<std::string> arguments = {"--library", folder + "libwrong_version.so"};
+    std::vector<std::string> arguments = {"--library", folder + SharedLibraryName("wrong_version")};
     arguments.insert(arguments.end(), command.begin(), command.end());
     const Answer answer = Quiver(arguments);
     EXPECT_EQ(answer.status, 2);
     EXPECT_EQ(answer.out, "");
     EXPECT_THAT(answer.err, AllOf(HasSubstr("model STRANGER of"),
-                                  HasSubstr("libwrong_version.so was built for version 7"),
+                                  HasSubstr(SharedLibraryName("wrong_version") + " was built for version 7"),
                                   HasSubstr("this host has version 6"), HasSubstr("Build the library")));
   }
-  const Answer answer = Quiver({"--library", folder + "libno_block.so", "list", "models"});
+  const Answer answer = Quiver({"--library", folder + SharedLibraryName("no_block"), "list", "models"});
   EXPECT_EQ(answer.status, 2);
-  EXPECT_THAT(answer.err,
-              HasSubstr("libno_block.so lists model STRANGER but does not export its compatibility block"));
+  EXPECT_THAT(answer.err, HasSubstr(SharedLibraryName("no_block") +
+                                    " lists model STRANGER but does not export its compatibility block"));
 }
 
 // The system's loader would find this one by its name.
 TEST(ForeignCode, ALibraryWithoutAFolderIsLookedForHereAndNowhereElse) {
-  const Answer answer = Quiver({"--library", "libm.so.6", "list", "models"});
+  const Answer answer = Quiver({"--library", kHasShell ? "libm.so.6" : "kernel32.dll", "list", "models"});
   EXPECT_EQ(answer.status, 2);
-  EXPECT_THAT(answer.err, AllOf(HasSubstr("cannot open the library"), HasSubstr("No such file")));
+  EXPECT_THAT(answer.err, AllOf(HasSubstr("cannot open the library"),
+                                HasSubstr(kHasShell ? "No such file" : "error 126 of the system")));
 }
 
 #if !defined(__SANITIZE_ADDRESS__)
 TEST(ForeignCode, ARoutineThatTakesTheProgramDownIsNamed) {
   for (const auto& [drop, words] : std::vector<std::pair<std::string, std::string>>{
-           {"2", "crashed (signal 11)"}, {"3", "crashed (signal 06)"}, {"4", "ended the program"}}) {
+           {"2", "crashed (signal 11)"},
+           {"3", kHasShell ? "crashed (signal 06)" : "crashed (signal 22)"},
+           {"4", "ended the program"}}) {
     const Answer answer =
         Quiver({"--routines", QUIVER_BUILD_DIR "/tests/cli/bad_routine", "solve", "PSV_SIMPLE", "--fix",
                 "P_DROP=" + drop, "--fix", "RHO=55", "--fix", "MW=18", "--fix", "AREA_RATIO=0"});

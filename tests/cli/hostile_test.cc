@@ -5,6 +5,9 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 
+#include <iterator>
+#include <sstream>
+
 #include "tests/cli/program.h"
 
 namespace quiver::testing {
@@ -36,11 +39,20 @@ struct Hostile {
   std::string table = {};
 };
 
+// Without a shell there are no limits to grant and no endless files.
+bool CanRun(const Hostile& hostile) {
+  return kHasShell || hostile.command.find("/dev/zero") == hostile.command.npos;
+}
+
 // ulimit counts processor time, which no busy machine stretches. A sanitizer needs more address space than there is.
 Answer Limited(const Hostile& hostile) {
   const Scratch scratch;
   scratch.Write("case.yaml", hostile.text);
   scratch.Write("table.csv", hostile.table);
+  if (!kHasShell) {
+    std::istringstream words(hostile.command);
+    return Quiver({std::istream_iterator<std::string>(words), {}}, scratch);
+  }
 #if defined(__SANITIZE_ADDRESS__)
   const std::string limits = "ulimit -t 60";
 #else
@@ -51,6 +63,7 @@ Answer Limited(const Hostile& hostile) {
 }
 
 void ExpectRefused(const Hostile& hostile) {
+  if (!CanRun(hostile)) return;
   SCOPED_TRACE(hostile.what);
   const Answer answer = Limited(hostile);
   EXPECT_EQ(answer.status, 2) << answer.err.substr(0, 2000);

@@ -10,9 +10,12 @@
 
 #include "runtime/io/path_text.h"
 #include "tests/cli/run_program.h"
+#include "tests/cli/system.h"
 
 namespace quiver::testing {
 namespace {
+
+constexpr const char* kProgram = QUIVER_BUILD_DIR "/bin/quiver" QUIVER_PROGRAM_SUFFIX;
 
 std::vector<std::string> Words(const std::string& text) {
   std::istringstream in(text);
@@ -22,9 +25,10 @@ std::vector<std::string> Words(const std::string& text) {
 }
 
 // Beside the folder's files, so that the program does not see them.
-Answer Run(const std::string& program, const std::vector<std::string>& arguments, const Scratch& scratch) {
+Answer Run(const std::string& program, const std::vector<std::string>& arguments, const Scratch& scratch,
+           double kill_after = 0) {
   const std::string out = scratch.path().string() + ".out", err = scratch.path().string() + ".err";
-  const int status = RunProgram(program, arguments, scratch.path(), out, err);
+  const int status = RunProgram(program, arguments, scratch.path(), out, err, kill_after);
   Answer answer{status, ReadText(out), ReadText(err)};
   std::filesystem::remove(out);
   std::filesystem::remove(err);
@@ -71,8 +75,16 @@ Answer Shell(const std::string& line, const Scratch& scratch) {
   return Run("/bin/sh", {"-c", line}, scratch);
 }
 
+std::string SharedLibraryName(const std::string& name) {
+  return (kHasShell ? "lib" : "") + name + QUIVER_LIBRARY_SUFFIX;
+}
+
+Answer QuiverKilledAfter(double seconds, const std::vector<std::string>& arguments, const Scratch& scratch) {
+  return Run(kProgram, arguments, scratch, seconds);
+}
+
 Answer Quiver(const std::vector<std::string>& arguments, const Scratch& scratch) {
-  return Run(QUIVER_BUILD_DIR "/bin/quiver" QUIVER_PROGRAM_SUFFIX, arguments, scratch);
+  return QuiverKilledAfter(0, arguments, scratch);
 }
 
 Answer SolveText(const std::string& case_text, std::vector<std::string> more) {

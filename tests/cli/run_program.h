@@ -10,9 +10,10 @@
 
 namespace quiver::testing {
 
-// The exit status, or -1 where the program did not start or was ended by the system. Its standard input is empty.
+// The exit status, or -1 where the program did not start or was ended by the system. Its standard input is empty. It is killed after
+// so many seconds; 0: never.
 int RunProgram(const std::filesystem::path& program, const std::vector<std::string>& arguments,
                const std::filesystem::path& folder, const std::filesystem::path& out,
-               const std::filesystem::path& err);
+               const std::filesystem::path& err, double kill_after = 0);
 
 }  // namespace quiver::testing

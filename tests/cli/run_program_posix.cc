@@ -27,13 +27,15 @@ std::string Quoted(const std::string& text) {
 
 int RunProgram(const std::filesystem::path& program, const std::vector<std::string>& arguments,
                const std::filesystem::path& folder, const std::filesystem::path& out,
-               const std::filesystem::path& err) {
+               const std::filesystem::path& err, double kill_after) {
   std::ostringstream command;
-  command << "cd " << Quoted(folder) << " && " << Quoted(program);
+  command << "cd " << Quoted(folder) << " && ";
+  if (kill_after > 0) command << "timeout -s KILL " << kill_after << ' ';
+  command << Quoted(program);
   for (const std::string& argument : arguments) command << ' ' << Quoted(argument);
   command << " </dev/null >" << Quoted(out) << " 2>" << Quoted(err);
   const int status = std::system(command.str().c_str());
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return WIFEXITED(status) && WEXITSTATUS(status) < 128 ? WEXITSTATUS(status) : -1;
 }
 
 }  // namespace quiver::testing

@@ -31,7 +31,7 @@ HANDLE Open(const std::filesystem::path& path, DWORD access, DWORD disposition) 
 
 int RunProgram(const std::filesystem::path& program, const std::vector<std::string>& arguments,
                const std::filesystem::path& folder, const std::filesystem::path& out,
-               const std::filesystem::path& err) {
+               const std::filesystem::path& err, double kill_after) {
   std::wstring command = Quoted(program.wstring());
   for (const std::string& argument : arguments)
     command +=
@@ -47,7 +47,11 @@ int RunProgram(const std::filesystem::path& program, const std::vector<std::stri
                                       folder.c_str(), &start, &process) != 0;
   DWORD status = 0;
   if (started) {
-    WaitForSingleObject(process.hProcess, INFINITE);
+    const DWORD limit = kill_after > 0 ? static_cast<DWORD>(1000 * kill_after) : INFINITE;
+    if (WaitForSingleObject(process.hProcess, limit) == WAIT_TIMEOUT) {
+      TerminateProcess(process.hProcess, 0x80000000);
+      WaitForSingleObject(process.hProcess, INFINITE);
+    }
     GetExitCodeProcess(process.hProcess, &status);
     CloseHandle(process.hProcess);
     CloseHandle(process.hThread);

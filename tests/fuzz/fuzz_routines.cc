@@ -160,16 +160,14 @@ void Run(Bytes bytes) {
   (void)libraries;
   Scope scope;
   const CurrentGuard guard({&scope, nullptr, nullptr, nullptr});
+  const auto& chosen = kProcedures[bytes.Byte() % std::size(kProcedures)];
 #if defined(FUZZ_PROPERTIES)
-  constexpr bool kProperties = true;
+  if (!chosen.properties) return;
 #else
-  constexpr bool kProperties = false;
+  if (chosen.properties) return;
 #endif
-  // The next one that is of this target's kind.
-  std::size_t chosen = bytes.Byte() % std::size(kProcedures);
-  while (kProcedures[chosen].properties != kProperties) chosen = (chosen + 1) % std::size(kProcedures);
   Call call(bytes);
-  kProcedures[chosen].make(call);
+  chosen.make(call);
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Journals that are none are refused, and leave no file open.
+// Journals that are none, or that another sweep is writing to, are refused, and leave no file open.
 #include "runtime/sweep/journal.h"
 
 #include <gtest/gtest.h>
@@ -24,6 +24,30 @@ TEST(Journal, OneThatIsRefusedIsClosed) {
   }
   std::filesystem::remove(path);
   EXPECT_EQ(open_files(), before);
+}
+
+TEST(Journal, HasOneWriterAtATimeAndGoesOnWithTheNext) {
+  const std::filesystem::path path = std::filesystem::path(testing::TempDir()) / "shared.journal";
+  std::filesystem::remove(path);
+  JournalHeader header;
+  header.points = 8;
+  header.chunk = 4;
+  {
+    Journal writer(path, header, false);
+    writer.Append(0, "first\n");
+    try {
+      Journal(path, header, true);
+      FAIL() << "two sweeps write to one journal";
+    } catch (const Error& error) {
+      EXPECT_NE(std::string(error.what()).find("another sweep is writing to it"), std::string::npos)
+          << error.what();
+    }
+    EXPECT_EQ(Journal(path).Text(0), "first\n") << "a reader need not wait";
+  }
+  Journal next(path, header, true);
+  EXPECT_TRUE(next.Has(0));
+  next.Append(1, "second\n");
+  EXPECT_EQ(next.Text(0) + next.Text(1), "first\nsecond\n");
 }
 
 }  // namespace
