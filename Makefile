@@ -8,6 +8,7 @@
 #   make sanitize-thread  those that use threads, under the thread sanitizer
 #   make valgrind   some of them under Valgrind
 #   make fuzz       SECONDS=10 of each fuzz target under libFuzzer; what it finds ends in build-fuzz/found
+#   make fuzz-long  EXECUTIONS=10000000 of each fuzz target: most in a fast build, some under the sanitizers; goes on where it stopped
 #   make bench      the benchmarks: a table of goals and measurements, also in bench/results.md
 #   make windows    the same program for 64-bit Windows, as one zip, tried under wine: build-windows/quiver-<version>-windows-x64.zip
 #   make test-windows  the tests of that build, under wine
@@ -21,7 +22,7 @@
 #   make reproducible  builds once more, elsewhere, and compares the bytes
 #   make clean
 .DEFAULT_GOAL := run
-.PHONY: run test sanitize sanitize-quick sanitize-thread valgrind fuzz bench windows test-windows install docs format check-format lint mutation interface package \
+.PHONY: run test sanitize sanitize-quick sanitize-thread valgrind fuzz fuzz-long bench windows test-windows install docs format check-format lint mutation interface package \
   check-package reproducible clean dependencies dependencies-windows dependencies-fuzz products
 
 PREFIX ?= /usr/local
@@ -71,6 +72,11 @@ fuzz: dependencies-fuzz products
 	@$(CONFIGURE) fuzz >/dev/null
 	@cmake --build --preset fuzz --parallel $(JOBS) --target fuzz_targets
 	@tools/fuzz.sh build-fuzz $(SECONDS) $(TARGETS)
+
+fuzz-long: dependencies-fuzz products
+	@for build in fuzz fuzz-fast; do $(CONFIGURE) $$build >/dev/null && \
+	  cmake --build --preset $$build --parallel $(JOBS) --target fuzz_targets || exit 1; done
+	@tools/fuzz.sh --executions $(or $(EXECUTIONS),10000000) $(TARGETS)
 
 bench: dependencies
 	@$(CONFIGURE) release -D QUIVER_BUILD_BENCH=ON >/dev/null

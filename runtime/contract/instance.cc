@@ -8,7 +8,6 @@
 #include <typeindex>
 #include <unordered_map>
 
-#include "host/model_type.h"
 #include "runtime/contract/array_storage.h"
 #include "runtime/contract/memory.h"
 #include "runtime/contract/names.h"
@@ -32,12 +31,28 @@ long long OffsetOf(QV_Container& object, T* part) {
   return reinterpret_cast<char*>(part) - reinterpret_cast<char*>(&object);
 }
 
-// A scalar holder that an instance declares as its own gets its identity and its type's default value.
+// A scalar holder that an instance declares as its own gets its identity, a number and, next, its type's default value.
 void TakeIn(Instance& instance, QV_VarParam& holder, int property) {
   HostAccess::Parent(holder) = &instance.object();
   HostAccess::PropertyIndex(holder) = property;
-  GiveTypeDefault(holder);
   instance.scope().Number(holder);
+}
+
+// The default as the first instance of the type got it: the same value makes the same of the same property.
+void GiveKnownDefault(QV_VarParam& holder, const DeclaredProperty& property) {
+  if (!property.start || HostAccess::OriginOf(holder) != Origin::kNone ||
+      holder.QV_DefaultVALUE() != property.start)
+    return GiveTypeDefault(holder);
+  HostAccess::Real(holder) = property.start_bits;
+  HostAccess::SetFlag(holder, kHasValueFlag);
+}
+
+void GiveFirstDefault(const Scope& scope, QV_VarParam& holder, DeclaredProperty& property) {
+  const size_t faults = scope.faults.size();
+  GiveTypeDefault(holder);
+  if (scope.faults.size() > faults || !HostAccess::HasFlag(holder, kHasValueFlag)) return;
+  property.start = holder.QV_DefaultVALUE();
+  property.start_bits = HostAccess::Real(holder);  // the whole eight bytes, whatever the kind
 }
 
 // The object, now the scope's.
@@ -110,7 +125,10 @@ void BindReference(Instance& instance, QV_ExternalBase& reference, int property)
                             InstanceName(instance), p.name));
     return;
   }
-  if (auto* holder = dynamic_cast<QV_VarParam*>(target)) TakeIn(instance, *holder, property);
+  if (auto* holder = dynamic_cast<QV_VarParam*>(target)) {
+    TakeIn(instance, *holder, property);
+    GiveTypeDefault(*holder);
+  }
   if (auto* container = dynamic_cast<QV_Container*>(target))
     ConstructInstance(scope, *container, &instance, "", property);
 }
@@ -141,6 +159,9 @@ void TypeTable::Complete() {
   }
   complete = true;
 }
+
+Instance::Instance(QV_Container& object, TypeTable& type, Scope& scope)
+    : object_(&object), model_(dynamic_cast<QV_ModelType*>(&object)), type_(&type), scope_(&scope) {}
 
 QV_ExternalBase* Instance::Reference(int property) const {
   const DeclaredProperty& p = type_->properties[static_cast<size_t>(property)];
@@ -182,7 +203,8 @@ void Declare(const Declaration& d) {
   const long long offset = d.reference    ? OffsetOf(object, d.reference)
                            : d.substitute ? OffsetOf(object, d.substitute)
                                           : OffsetOf(object, d.holder);
-  if (!table.complete && property == static_cast<int>(table.properties.size())) {
+  const bool is_first = !table.complete && property == static_cast<int>(table.properties.size());
+  if (is_first) {
     table.properties.push_back(
         {d.name, d.description, d.kind, d.flag, d.direction, offset, HeldBy(d.holder)});
   } else {
@@ -194,9 +216,15 @@ void Declare(const Declaration& d) {
       return;
     }
   }
-  const Held held = table.properties[static_cast<size_t>(property)].held;
+  DeclaredProperty& declared = table.properties[static_cast<size_t>(property)];
+  const Held held = declared.held;
   if (held == Held::kValue) {
-    TakeIn(*instance, static_cast<QV_VarParam&>(*d.holder), property);
+    auto& holder = static_cast<QV_VarParam&>(*d.holder);
+    TakeIn(*instance, holder, property);
+    if (is_first)
+      GiveFirstDefault(instance->scope(), holder, declared);
+    else
+      GiveKnownDefault(holder, declared);
   } else if (held == Held::kArrayOfValues || held == Held::kArrayOfModels) {
     auto& array = static_cast<QV_VarParam&>(*d.holder);
     HostAccess::Parent(array) = &object;
@@ -206,14 +234,14 @@ void Declare(const Declaration& d) {
 
 Instance& ConstructInstance(Scope& scope, QV_Container& object, Instance* parent, const char* name,
                             int property, long long element) {
-  const char* const lasting_name = Interned(name ? name : "");
+  const char* const lasting_name = scope.Keep(name ? name : "");
   auto* instance = HostAccess::InstanceOf(object) = new Instance(object, TableOf(object), scope);
   instance->parent = parent;
   instance->parent_property = property;
   instance->parent_element = element;
   instance->name = lasting_name;
   if (parent) HostAccess::Enclosing(object) = &parent->object();
-  if (auto* model = dynamic_cast<QV_ModelType*>(&object)) HostAccess::Parent(model->ComponentList) = &object;
+  if (QV_ModelType* const model = instance->model()) HostAccess::Parent(model->ComponentList) = &object;
   {
     Current current = ThisThread();
     current.scope = &scope;
@@ -353,7 +381,9 @@ const Instance* InstanceHolding(QV_VarParam& holder) {
 
 bool AdmitAssignment(QV_VarParam& holder, unsigned char owner_flag) {
   const Instance* assigning = ThisThread().instance;
-  const Instance* own = assigning ? InstanceHolding(holder) : nullptr;
+  if (!assigning) return true;
+  const bool is_plainly_own = HostAccess::Parent(holder) == &assigning->object();
+  const Instance* own = is_plainly_own ? assigning : InstanceHolding(holder);
   if (!own) return true;
   if (own == assigning) return !HostAccess::HasFlag(holder, owner_flag);
   for (const Instance* above = own->parent; above; above = above->parent)

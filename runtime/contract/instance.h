@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/container.h"
+#include "host/model_type.h"
 #include "host/references.h"
 #include "runtime/contract/host_access.h"
 
@@ -42,6 +43,9 @@ struct DeclaredProperty {
   QV_Direction direction;
   long long offset;  // of the holder or reference from the container's start
   Held held = Held::kOther;
+  // Of a single value: its type's default, and what it makes of a holder; null: none, or not known to be accepted.
+  const QV_Value* start = nullptr;
+  double start_bits = 0;
 };
 
 // The properties of a type in declaration order. All instances of a class share one table.
@@ -64,10 +68,10 @@ class TypeTable {
 
 class Instance {
  public:
-  Instance(QV_Container& object, TypeTable& type, Scope& scope)
-      : object_(&object), type_(&type), scope_(&scope) {}
+  Instance(QV_Container& object, TypeTable& type, Scope& scope);
 
   QV_Container& object() const { return *object_; }
+  QV_ModelType* model() const { return model_; }  // the same; null of a container that is none
   const TypeTable& type() const { return *type_; }
   Scope& scope() const { return *scope_; }
 
@@ -89,6 +93,7 @@ class Instance {
   friend void Declare(const Declaration&);
   friend Instance& ConstructInstance(Scope&, QV_Container&, Instance*, const char*, int, long long);
   QV_Container* object_;
+  QV_ModelType* model_;
   TypeTable* type_;
   Scope* scope_;
   int declared_ = 0;

@@ -340,7 +340,9 @@ int SetFromValue(QV_VarParam& holder, const QV_Value& value, Origin origin) {
           return Refuse(holder,
                         fmt::format("\"{}\" is not a valid value; it can be {}.", text, set.Describe()));
       }
-      const char* lasting = Interned(text);
+      const char* lasting = nullptr;
+      std::memcpy(&lasting, &real, sizeof lasting);
+      if (!lasting || std::strcmp(lasting, text) != 0) lasting = Interned(text);
       std::memcpy(&real, &lasting, sizeof lasting);
       break;
     }

@@ -2,6 +2,8 @@
 #include "runtime/contract/scope.h"
 
 #include <fmt/format.h>
+
+#include <algorithm>
 #include <typeinfo>
 #include <unordered_set>
 
@@ -38,6 +40,24 @@ QV_COMPONENTLISTNAME* CurrentComponentList() {
 Scope::~Scope() {
   for (auto& global : globals_) delete global->object;
   for (QV_Type* object : free_standing_) delete object;
+}
+
+// In pieces of many names.
+const char* Scope::Keep(std::string_view name) {
+  constexpr size_t kPiece = 1 << 16;
+  if (name.empty()) return "";
+  const size_t bytes = name.size() + 1;
+  if (names_left_ < bytes) {
+    const size_t piece = std::max(kPiece, bytes);
+    names_.push_back(std::make_unique<char[]>(piece));
+    next_name_ = names_.back().get();
+    names_left_ = piece;
+  }
+  char* const kept = next_name_;
+  name.copy(kept, name.size());
+  next_name_ += bytes;
+  names_left_ -= bytes;
+  return kept;
 }
 
 Global* Scope::FindGlobal(const char* name) {

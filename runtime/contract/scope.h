@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <typeindex>
 #include <unordered_map>
 #include <vector>
@@ -47,7 +48,8 @@ class Scope {
   // Global structures, driven before the blocks.
   std::vector<Instance*> structures;
   void Adopt(QV_Type* free_standing) { free_standing_.push_back(free_standing); }
-  int Number(QV_VarParam& holder);  // gives the holder the next number
+  const char* Keep(std::string_view name);  // a copy that lasts as long as the scope
+  int Number(QV_VarParam& holder);          // gives the holder the next number
   void Forget(QV_VarParam& holder);
   QV_VarParam* Holder(int number) const { return holders_[static_cast<size_t>(number)]; }
   int Count() const { return static_cast<int>(holders_.size()); }
@@ -75,6 +77,9 @@ class Scope {
   std::vector<QV_Type*> free_standing_;
   std::map<std::type_index, std::unique_ptr<QV_Type>> samples_;  // by the reference's class
   std::vector<QV_VarParam*> holders_;
+  std::vector<std::unique_ptr<char[]>> names_;
+  char* next_name_ = nullptr;  // in the last piece
+  size_t names_left_ = 0;
 };
 
 // Hears what SetUpEquations tells.

@@ -6,6 +6,7 @@
 
 #include "runtime/evaluation/joint_formulas.h"
 #include "runtime/evaluation/stream_copy.h"
+#include "runtime/expression/lane_code.h"
 
 namespace quiver {
 namespace {
@@ -109,21 +110,23 @@ void Batch::Run(int first, const double* x, double time, double* residuals, doub
   if (!streamed || listed || !entries) {
     double* const rows = residuals + (listed ? 0 : rows_[first]);
     double* const slopes = !entries || listed ? entries : entries + entries_[first];
-    for (const Part& part : parts_) RunPart(part, first, lanes, x, time, rows, slopes, scratch);
+    for (const Part& part : parts_) RunPart(part, first, lanes, x, time, rows, slopes, 0, scratch);
     return;
   }
   const std::size_t row_count = static_cast<std::size_t>(equations_per_copy_ * lanes);
   const std::size_t entry_count = static_cast<std::size_t>(entries_per_copy_ * lanes);
   if (scratch.residuals.size() < row_count) scratch.residuals.resize(row_count);
   if (scratch.entries.size() < entry_count) scratch.entries.resize(entry_count);
+  const int next_lanes = std::min(kLanes, copies_ - first - lanes);
   for (const Part& part : parts_)
-    RunPart(part, first, lanes, x, time, scratch.residuals.data(), scratch.entries.data(), scratch);
+    RunPart(part, first, lanes, x, time, scratch.residuals.data(), scratch.entries.data(), next_lanes,
+            scratch);
   StreamCopy(scratch.residuals.data(), row_count, residuals + rows_[first]);
   StreamCopy(scratch.entries.data(), entry_count, entries + entries_[first]);
 }
 
 void Batch::RunPart(const Part& part, int first, int lanes, const double* x, double time, double* residuals,
-                    double* entries, Scratch& scratch) const {
+                    double* entries, int next_lanes, Scratch& scratch) const {
   const auto inputs = static_cast<std::size_t>(part.inputs.count());
   if (scratch.rows.size() < inputs) scratch.rows.resize(inputs);
   scratch.inputs.resize(inputs);
@@ -132,9 +135,12 @@ void Batch::RunPart(const Part& part, int first, int lanes, const double* x, dou
 
   const Program& program = entries ? part.gradients : part.values;
   scratch.evaluator.Start(program, part.constants, scratch.inputs, lanes, {.time = time});
+  const int next = first + lanes, turns = static_cast<int>(program.turns.size());
   int begin = 0;
   for (std::size_t turn = 0; turn < program.turns.size(); ++turn) {
     scratch.evaluator.RunTurn(static_cast<int>(turn));
+    part.inputs.Prefetch(x, next + next_lanes * static_cast<int>(turn) / turns,
+                         next + next_lanes * static_cast<int>(turn + 1) / turns);
     const int end = program.turns[turn].outputs_end;
     scratch.outputs.clear();
     for (int k = begin; k < end; ++k) scratch.outputs.push_back(scratch.evaluator.output(k));
@@ -155,13 +161,22 @@ void Batch::RunPart(const Part& part, int first, int lanes, const double* x, dou
   }
 }
 
+void Batch::WriteMachineCode() {
+  for (Part& part : parts_) {
+    for (Program* const program : {&part.gradients, &part.values})
+      program->machine_code = LaneCode::Write(*program);
+  }
+}
+
 std::size_t Batch::memory_bytes() const {
   std::size_t bytes = sizeof *this + rows_.memory_bytes() + entries_.memory_bytes();
   for (const Part& part : parts_) {
     bytes += sizeof part + part.constants.capacity() * sizeof(double) + part.inputs.memory_bytes() +
              part.results.capacity() * sizeof(Results);
-    for (const Program* program : {&part.gradients, &part.values})
+    for (const Program* program : {&part.gradients, &part.values}) {
       bytes += program->code.capacity() * sizeof(Instruction) + program->outputs.capacity() * sizeof(int);
+      if (program->machine_code) bytes += program->machine_code->memory_bytes();
+    }
     bytes += part.signs.capacity() * sizeof(double);
   }
   return bytes;

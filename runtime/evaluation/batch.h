@@ -36,6 +36,9 @@ class Batch {
   void Run(int first, const double* x, double time, double* residuals, double* entries, bool streamed,
            Scratch& scratch) const;
 
+  // Machine code instead of interpreted steps, for programs that run often. Not while another thread evaluates.
+  void WriteMachineCode();
+
   std::size_t memory_bytes() const;
 
  private:
@@ -55,8 +58,9 @@ class Batch {
 
   void AddPart(const EquationList& equations, const Copies& copies, const std::vector<Places>& places,
                std::size_t first_member, std::size_t last_member, std::size_t first_place);
+  // Meanwhile the variables of the next block's copies are fetched.
   void RunPart(const Part& part, int first, int lanes, const double* x, double time, double* residuals,
-               double* entries, Scratch& scratch) const;
+               double* entries, int next_lanes, Scratch& scratch) const;
 
   int copies_;
   int equations_per_copy_, entries_per_copy_;

@@ -16,8 +16,12 @@ namespace quiver {
 class JointFormulas {
  public:
   // With `few_operations` what multiplication can do is multiplication: -a is a (-1) and sqr(a) is a a to the last bit.
-  explicit JointFormulas(int inputs, bool few_operations = false)
-      : inputs_(inputs), time_(builder_.Input(inputs)), few_operations_(few_operations) {}
+  // `steps`: about how many are to come.
+  explicit JointFormulas(int inputs, bool few_operations = false, std::size_t steps = 0)
+      : builder_(steps + static_cast<std::size_t>(inputs)),
+        inputs_(inputs),
+        time_(builder_.Input(inputs)),
+        few_operations_(few_operations) {}
 
   // `constants` and `variables` are nodes of this builder.
   std::vector<int> Add(const Program& program, std::span<const int> constants,

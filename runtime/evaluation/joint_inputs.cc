@@ -112,6 +112,17 @@ void InputRows::Gather(const double* x, int first, int lanes, Lanes* rows) const
   }
 }
 
+void InputRows::Prefetch(const double* x, int first, int last) const {
+  constexpr int kNumbersOfALine = 8, kSecondLevel = 2;
+  for (const Group& group : groups) {
+    for (int i = first; i < last; ++i) {
+      const double* const from = x + group.places[i];
+      for (int k = 0; k < group.count; k += kNumbersOfALine) __builtin_prefetch(from + k, 0, kSecondLevel);
+      __builtin_prefetch(from + group.count - 1, 0, kSecondLevel);
+    }
+  }
+}
+
 std::size_t InputRows::memory_bytes() const {
   std::size_t bytes = groups.capacity() * sizeof(Group);
   for (const Group& group : groups) bytes += group.places.memory_bytes();

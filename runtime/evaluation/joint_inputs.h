@@ -48,6 +48,9 @@ struct InputRows {
 
   int count() const { return variable_count + static_cast<int>(parameters.size()); }
   void Gather(const double* x, int first, int lanes, Lanes* rows) const;
+  // Fetches what gathering the copies from `first` to `last` - 1 will read into the second-level cache: the first is full of
+  // what is being computed.
+  void Prefetch(const double* x, int first, int last) const;
   std::size_t memory_bytes() const;
 };
 

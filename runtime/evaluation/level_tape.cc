@@ -5,65 +5,42 @@
 #include <array>
 #include <unordered_map>
 
-#include "runtime/expression/lanes.h"
-
 namespace quiver {
 namespace {
 
 using Kind = FormulaBuilder::Kind;
 
 constexpr int kOperators = 256;
-
-// How many operands an operation reads; internal steps have no row in the operator table.
-int OperandCount(Operator op) {
-  switch (op) {
-    case Operator::kPowerByBase:
-      return 3;
-    case Operator::kSign:
-      return 1;
-    default:
-      break;
-  }
-  const OperatorInfo* const info = FindOperator(static_cast<int>(op));
-  return info ? info->arity : 2;
-}
-
-// Long operations run over rows, where they are vector code; short ones cost less than making rows.
-bool RunsOverRows(Operator op) {
-  switch (op) {
-    case Operator::kPower:
-    case Operator::kExponential:
-    case Operator::kNaturalLogarithm:
-      return true;
-    default:
-      return false;
-  }
-}
+constexpr std::size_t kUsualGroup = 64;
 
 }  // namespace
 
 LevelTape::LevelTape(const EquationList& equations, std::span<const EquationPlace> places) {
   std::vector<int> variables;
   std::unordered_map<int, int> input_of;
+  std::size_t steps = 0;
   for (const EquationPlace& at : places) {
     const Shape& shape = (*equations.shapes)[equations.shape_of[static_cast<std::size_t>(at.equation)]];
+    steps += shape.programs->gradient.code.size() + shape.constants.size();
     for (int k = 0; k < shape.variable_count; ++k) {
       const int variable = equations.gathers[static_cast<std::size_t>(at.gather + k)];
       if (input_of.try_emplace(variable, static_cast<int>(variables.size())).second)
         variables.push_back(variable);
     }
   }
-  JointFormulas joint(static_cast<int>(variables.size()), true);
-  std::vector<int> residuals, entries, negated, negated_to;
+  JointFormulas joint(static_cast<int>(variables.size()), true, steps);
+  std::vector<int> residuals, entries, negated, negated_to, constants, inputs;
   for (const EquationPlace& at : places) {
     const Shape& shape = (*equations.shapes)[equations.shape_of[static_cast<std::size_t>(at.equation)]];
     const std::span<const int> gather = equations.gathers.subspan(
         static_cast<std::size_t>(at.gather), static_cast<std::size_t>(shape.variable_count));
-    std::vector<int> constants, inputs;
+    constants.clear();
+    inputs.clear();
     for (const double constant : shape.constants) constants.push_back(joint.builder().Constant(constant));
     for (const int variable : gather) inputs.push_back(joint.builder().Input(input_of.at(variable)));
     const std::vector<int> results = joint.Add(shape.programs->gradient, constants, inputs);
     rows_.push_back(at.equation);
+    first_entry_.push_back(static_cast<int>(at.entry));
     residuals.push_back(results[0]);
     int entry = static_cast<int>(at.entry);
     for (std::size_t k = 0; k < gather.size(); ++k) {
@@ -85,11 +62,10 @@ LevelTape::LevelTape(const EquationList& equations, std::span<const EquationPlac
   entries.insert(entries.end(), negated.begin(), negated.end());
   entry_to_.insert(entry_to_.end(), negated_to.begin(), negated_to.end());
   gradients_ = Schedule(joint.builder(), variables, residuals, entries);
-  values_ = Schedule(joint.builder(), variables, residuals, {});
 }
 
-LevelTape::Tape LevelTape::Schedule(const FormulaBuilder& builder, std::span<const int> variables,
-                                    std::span<const int> residuals, std::span<const int> entries) {
+Tape LevelTape::Schedule(const FormulaBuilder& builder, std::span<const int> variables,
+                         std::span<const int> residuals, std::span<const int> entries) {
   const auto count = static_cast<std::size_t>(builder.size());
   // What is needed, who waits for it, and for how many operands each step still waits.
   std::vector<char> needed(count, 0);
@@ -133,29 +109,42 @@ LevelTape::Tape LevelTape::Schedule(const FormulaBuilder& builder, std::span<con
   tape.first_variable = static_cast<int>(tape.file.size());
   tape.variables.assign(variables.begin(), variables.end());
   tape.first_result = tape.first_variable + static_cast<int>(variables.size()) + 1;  // the time
-  std::array<std::vector<int>, kOperators> ready;
+  std::vector<std::vector<int>> ready(kOperators);
+  std::vector<int> operators;  // that occur
   for (std::size_t id = 0; id < count; ++id) {
     const auto& node = builder.node(static_cast<int>(id));
     if (!needed[id]) continue;
     if (node.kind == Kind::kInput) place[id] = tape.first_variable + node.a;
-    if (node.kind == Kind::kStep && waits_for[id] == 0)
-      ready[static_cast<std::size_t>(node.op)].push_back(static_cast<int>(id));
+    if (node.kind != Kind::kStep) continue;
+    std::vector<int>& of_operator = ready[static_cast<std::size_t>(node.op)];
+    if (of_operator.capacity() == 0) {
+      operators.push_back(static_cast<int>(node.op));
+      of_operator.reserve(kUsualGroup);
+    }
+    if (waits_for[id] == 0) of_operator.push_back(static_cast<int>(id));
   }
+  std::sort(operators.begin(), operators.end());
 
   int next = tape.first_result;
+  std::vector<int> group;
   for (;;) {
     // Long operations wait until nothing else is left to do, so that more of them come together.
-    const auto later = [&](const std::vector<int>& a, const std::vector<int>& b) {
-      if (a.empty() || b.empty()) return a.size() < b.size();
-      const bool a_long = RunsOverRows(builder.node(a[0]).op), b_long = RunsOverRows(builder.node(b[0]).op);
-      return a_long != b_long ? a_long : a.size() < b.size();
-    };
-    auto most = std::max_element(ready.begin(), ready.end(), later);
-    if (most->empty()) break;
-    const std::vector<int> group = std::move(*most);
-    most->clear();
-    const Operator op = builder.node(group[0]).op;
-    tape.groups.push_back({op, static_cast<std::uint8_t>(OperandCount(op)), static_cast<int>(group.size())});
+    int most = -1;
+    for (const int op : operators) {
+      const std::size_t size = ready[static_cast<std::size_t>(op)].size();
+      if (size == 0) continue;
+      const bool is_long = RunsOverRows(static_cast<Operator>(op));
+      const bool most_is_long = most >= 0 && RunsOverRows(static_cast<Operator>(most));
+      if (most < 0 ||
+          (is_long != most_is_long ? most_is_long : size > ready[static_cast<std::size_t>(most)].size()))
+        most = op;
+    }
+    if (most < 0) break;
+    group.clear();
+    group.swap(ready[static_cast<std::size_t>(most)]);
+    const auto op = static_cast<Operator>(most);
+    tape.groups.push_back({op, static_cast<std::uint8_t>(OperandCount(op)), static_cast<int>(group.size()),
+                           static_cast<int>(tape.operands.size()), next});
     for (int operand = 0; operand < OperandCount(op); ++operand) {
       for (const int id : group) {
         const auto& node = builder.node(id);
@@ -179,55 +168,76 @@ LevelTape::Tape LevelTape::Schedule(const FormulaBuilder& builder, std::span<con
   return tape;
 }
 
+// The same for residuals alone.
+Tape LevelTape::WithoutEntries(const Tape& all) {
+  Tape tape;
+  std::vector<int> place(all.file.size(), -1);  // -1: not needed
+  for (int k = 0; k < all.first_result; ++k) place[static_cast<std::size_t>(k)] = k;
+  for (const int from : all.residual_from) place[static_cast<std::size_t>(from)] = from;
+  for (auto group = all.groups.rbegin(); group != all.groups.rend(); ++group) {
+    for (int i = 0; i < group->count; ++i) {
+      if (place[static_cast<std::size_t>(group->target + i)] < 0) continue;
+      for (int k = 0; k < group->arity; ++k) {
+        const int operand = all.operands[static_cast<std::size_t>(group->operands + k * group->count + i)];
+        if (place[static_cast<std::size_t>(operand)] < 0) place[static_cast<std::size_t>(operand)] = operand;
+      }
+    }
+  }
+  tape.file.assign(all.file.begin(), all.file.begin() + all.first_variable);
+  tape.variables = all.variables;
+  tape.first_variable = all.first_variable;
+  tape.first_result = all.first_result;
+  int next = all.first_result;
+  for (const Tape::Group& group : all.groups) {
+    Tape::Group kept = group;
+    kept.operands = static_cast<int>(tape.operands.size());
+    kept.target = next;
+    for (int k = 0; k < group.arity; ++k) {
+      for (int i = 0; i < group.count; ++i) {
+        if (place[static_cast<std::size_t>(group.target + i)] < 0) continue;
+        const int operand = all.operands[static_cast<std::size_t>(group.operands + k * group.count + i)];
+        tape.operands.push_back(place[static_cast<std::size_t>(operand)]);
+      }
+    }
+    for (int i = 0; i < group.count; ++i) {
+      int& of = place[static_cast<std::size_t>(group.target + i)];
+      if (of >= 0) of = next++;
+    }
+    kept.count = next - kept.target;
+    if (kept.count > 0) tape.groups.push_back(kept);
+  }
+  tape.file.resize(static_cast<std::size_t>(next));
+  for (const int from : all.residual_from)
+    tape.residual_from.push_back(place[static_cast<std::size_t>(from)]);
+  return tape;
+}
+
 void LevelTape::RunTape(Tape& tape, const double* x, double time) {
   double* const file = tape.file.data();
   double* const variables = file + tape.first_variable;
   for (std::size_t k = 0; k < tape.variables.size(); ++k) variables[k] = x[tape.variables[k]];
   variables[tape.variables.size()] = time;
-
-  const int* operands = tape.operands.data();
-  double* target = file + tape.first_result;
-  for (const Group& group : tape.groups) {
-    const int count = group.count, arity = group.arity;
-    const int* const a = operands;
-    const int* const b = arity > 1 ? a + count : a;
-    const int* const c = arity > 2 ? b + count : a;
-    operands += static_cast<std::ptrdiff_t>(arity) * count;
-    if (RunsOverRows(group.op)) {
-      for (int first = 0; first < count; first += kLanes) {
-        const int lanes = std::min(kLanes, count - first);
-        Lanes rows[3], result;
-        const int* const operand[] = {a + first, b + first, c + first};
-        for (int k = 0; k < arity; ++k) Gather(file, operand[k], 1, lanes, rows[k].lane);
-        RunOperation(group.op, result.lane, rows[0].lane, rows[1].lane, rows[2].lane, lanes);
-        std::copy_n(result.lane, lanes, target + first);
-      }
-    } else {
-      switch (group.op) {
-#define QUIVER_GROUP(code, name, ...)                                                                     \
-  case Operator::k##name:                                                                                 \
-    for (int i = 0; i < count; ++i)                                                                       \
-      target[i] = Formula<Operator::k##name>::template Value<double>(file[a[i]], file[b[i]], file[c[i]]); \
-    break;
-#define OPERATOR QUIVER_GROUP
-#define CONDITION QUIVER_GROUP
-#define INTERNAL QUIVER_GROUP
-#include "runtime/expression/operators.def"
-#undef QUIVER_GROUP
-        default:
-          break;
-      }
-    }
-    target += count;
-  }
+  for (const Tape::Group& group : tape.groups) RunGroup(tape, group);
 }
 
 void LevelTape::WriteConstantEntries(double* entries) const {
   for (std::size_t k = 0; k < constants_.size(); ++k) entries[constant_to_[k]] = constants_[k];
 }
 
+void LevelTape::WriteMachineCode() {
+  const TapeCode::Rows rows{rows_, first_entry_, entry_to_, first_negated_};
+  gradient_code_ = TapeCode::Write(gradients_, rows);
+  has_code_ = true;
+}
+
 void LevelTape::Run(const double* x, double time, double* residuals, double* entries) {
-  Tape& tape = entries ? gradients_ : values_;
+  if (!entries && !values_) values_ = std::make_unique<Tape>(WithoutEntries(gradients_));
+  if (!entries && has_code_ && !value_code_)
+    value_code_ = TapeCode::Write(*values_, {rows_, first_entry_, {}, 0});
+  Tape& tape = entries ? gradients_ : *values_;
+  if (const TapeCode* const code = (entries ? gradient_code_ : value_code_).get();
+      code && code->IsForCurrentMachine())
+    return code->Run(tape, x, time, residuals, entries);
   RunTape(tape, x, time);
   for (std::size_t k = 0; k < rows_.size(); ++k)
     residuals[rows_[k]] = tape.file[static_cast<std::size_t>(tape.residual_from[k])];
@@ -237,15 +247,12 @@ void LevelTape::Run(const double* x, double time, double* residuals, double* ent
   for (std::size_t k = first_negated_; k < entry_to_.size(); ++k) entries[entry_to_[k]] = -value(k);
 }
 
-std::size_t LevelTape::Tape::memory_bytes() const {
-  return file.capacity() * sizeof(double) + groups.capacity() * sizeof(Group) +
-         (operands.capacity() + variables.capacity() + residual_from.capacity() + entry_from.capacity()) *
-             sizeof(int);
-}
-
 std::size_t LevelTape::memory_bytes() const {
-  return sizeof *this + gradients_.memory_bytes() + values_.memory_bytes() +
-         (rows_.capacity() + entry_to_.capacity() + constant_to_.capacity()) * sizeof(int) +
+  return sizeof *this + gradients_.memory_bytes() + (values_ ? values_->memory_bytes() : 0) +
+         (gradient_code_ ? gradient_code_->memory_bytes() : 0) +
+         (value_code_ ? value_code_->memory_bytes() : 0) +
+         (rows_.capacity() + first_entry_.capacity() + entry_to_.capacity() + constant_to_.capacity()) *
+             sizeof(int) +
          constants_.capacity() * sizeof(double);
 }
 

@@ -9,11 +9,14 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <span>
 #include <vector>
 
 #include "runtime/evaluation/equation_list.h"
 #include "runtime/evaluation/joint_formulas.h"
+#include "runtime/evaluation/tape.h"
+#include "runtime/evaluation/tape_code.h"
 
 namespace quiver {
 
@@ -22,36 +25,25 @@ class LevelTape {
   LevelTape(const EquationList& equations, std::span<const EquationPlace> places);
 
   void WriteConstantEntries(double* entries) const;
+  // Machine code instead of groups, for a tape that runs often. Not while it runs.
+  void WriteMachineCode();
   // `entries` may be null.
   void Run(const double* x, double time, double* residuals, double* entries);
 
   std::size_t memory_bytes() const;
 
  private:
-  struct Group {
-    Operator op;
-    std::uint8_t arity;
-    int count;
-  };
-  // A sequence of groups. Values lie in a file: constants, variables, the time, then results in the order in which they
-  // are computed, so that each group writes one contiguous piece.
-  struct Tape {
-    std::vector<double> file;
-    std::vector<Group> groups;
-    std::vector<int>
-        operands;  // by group: places of all first operands, of all second, of all third, as it has
-    std::vector<int> variables;
-    int first_variable = 0, first_result = 0;
-    std::vector<int> residual_from, entry_from;  // places in the file, parallel to `rows_` and `entry_to_`
-    std::size_t memory_bytes() const;
-  };
-
   static Tape Schedule(const FormulaBuilder& builder, std::span<const int> variables,
                        std::span<const int> residuals, std::span<const int> entries);
+  static Tape WithoutEntries(const Tape& all);
   static void RunTape(Tape& tape, const double* x, double time);
 
-  Tape gradients_, values_;
-  std::vector<int> rows_;  // of the residuals
+  Tape gradients_;
+  std::unique_ptr<Tape> values_;  // once residuals were asked for alone
+  bool has_code_ = false;
+  std::unique_ptr<const TapeCode> gradient_code_, value_code_;
+  std::vector<int> rows_;         // of the residuals
+  std::vector<int> first_entry_;  // of the same equations
   std::vector<int> entry_to_;
   std::size_t first_negated_ = 0;  // from here on entries are the values' opposites
   std::vector<int> constant_to_;

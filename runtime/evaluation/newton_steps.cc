@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "runtime/evaluation/joint_formulas.h"
+#include "runtime/expression/lane_code.h"
 
 namespace quiver {
 namespace {
@@ -75,6 +76,27 @@ class Elimination {
   Term growth_{0.0};
 };
 
+constexpr std::size_t kNumbersOfTheCache = 1 << 17;  // what is smaller stays in the processor's second cache
+
+// Turns that hand out nothing: pauses in which the next block can be fetched. A step that takes over what the step before left in
+// the processor's registers is not parted from it.
+void CutIntoTurns(Program& program) {
+  constexpr std::size_t kPauses = 16;
+  const std::size_t steps = program.code.size();
+  std::vector<Turn> turns;
+  for (std::size_t n = 1; n < kPauses; ++n) {
+    std::size_t cut = n * steps / kPauses;
+    const auto takes_over = [&](const Instruction& step) {
+      return step.a_from == Source::kPrevious || step.b_from == Source::kPrevious;
+    };
+    while (cut < steps && takes_over(program.code[cut])) ++cut;
+    const auto end = static_cast<int>(cut);
+    if (cut < steps && (turns.empty() ? end > 0 : end > turns.back().code_end)) turns.push_back({end, 0});
+  }
+  turns.push_back({static_cast<int>(steps), static_cast<int>(program.outputs.size())});
+  program.turns = std::move(turns);
+}
+
 }  // namespace
 
 NewtonSteps::NewtonSteps(const EquationList& equations, const Copies& copies, std::span<const Pivot> pivots)
@@ -142,7 +164,12 @@ NewtonSteps::NewtonSteps(const EquationList& equations, const Copies& copies, st
   constants_ = plan.Values({});
   program_ = Extract(builder, plan, outputs, joint.inputs());
   inputs_ = inputs.rows();
+  fetches_ahead_ = static_cast<std::size_t>(inputs_.variable_count) * static_cast<std::size_t>(copies_) >
+                   kNumbersOfTheCache;
+  if (fetches_ahead_) CutIntoTurns(program_);
 }
+
+void NewtonSteps::WriteMachineCode() { program_.machine_code = LaneCode::Write(program_); }
 
 void NewtonSteps::Run(int first, const double* x, double* x_new, std::vector<int>& refused,
                       Scratch& scratch) const {
@@ -152,7 +179,15 @@ void NewtonSteps::Run(int first, const double* x, double* x_new, std::vector<int
   scratch.inputs.resize(inputs);
   for (std::size_t k = 0; k < inputs; ++k) scratch.inputs[k] = scratch.rows[k].lane;
   inputs_.Gather(x, first, lanes, scratch.rows.data());
-  scratch.evaluator.Run(program_, constants_, scratch.inputs, lanes);
+  scratch.evaluator.Start(program_, constants_, scratch.inputs, lanes);
+  const int next = first + lanes, next_lanes = fetches_ahead_ ? std::min(kLanes, copies_ - next) : 0;
+  const int turns = static_cast<int>(program_.turns.size());
+  for (int turn = 0; turn < turns; ++turn) {
+    scratch.evaluator.RunTurn(turn);
+    const int begin = next + next_lanes * turn / turns, end = next + next_lanes * (turn + 1) / turns;
+    inputs_.Prefetch(x, begin, end);
+    if (x_new != x) inputs_.Prefetch(x_new, begin, end);
+  }
 
   const std::size_t unknowns = rows_.size();
   std::vector<const double*>& results = scratch.results;

@@ -41,6 +41,9 @@ class NewtonSteps {
 
   int copies() const { return copies_; }
 
+  // Machine code instead of interpreted steps, where many iterations are to come. Not while another thread runs them.
+  void WriteMachineCode();
+
   // One iteration of the copies from `first`, a multiple of kLanes, to the end of their block: x_new (which may be x) takes
   // their unknowns; those of refused copies as they were, and their numbers are added to `refused`.
   void Run(int first, const double* x, double* x_new, std::vector<int>& refused, Scratch& scratch) const;
@@ -48,7 +51,8 @@ class NewtonSteps {
  private:
   int copies_;
   InputRows inputs_;
-  Program program_;  // new unknowns, then the largest multiplier, if there is any
+  bool fetches_ahead_;  // the next block's variables, while one is computed
+  Program program_;     // new unknowns, then the largest multiplier, if there is any
   std::vector<double> constants_;
   struct Unknowns {  // that lie one behind the other in every copy
     Places places;

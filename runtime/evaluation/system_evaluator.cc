@@ -11,6 +11,8 @@ namespace {
 
 // A tape longer than this would not stay in the second-level cache.
 constexpr std::size_t kEquationsOfATape = 512;
+// From how many copies on a batch is faster than a tape; those that are scattered have to be gathered by lists.
+constexpr int kLeastCopies = 16, kLeastCopiesWithCode = 32, kLeastScatteredWithCode = 256;
 // Copies that a thread takes at a time.
 constexpr int kCopiesOfATask = 16 * kLanes;
 
@@ -55,7 +57,8 @@ class Keys {
 }  // namespace
 
 SystemEvaluator::SystemEvaluator(const EquationList& equations, const Options& options)
-    : equation_count_(static_cast<int>(equations.shape_of.size())) {
+    : equation_count_(static_cast<int>(equations.shape_of.size())),
+      runs_before_machine_code_(options.runs_before_machine_code) {
   std::vector<int> keys(static_cast<std::size_t>(equation_count_));
   Keys key_of(equations);
   long long gather = 0;
@@ -88,7 +91,11 @@ SystemEvaluator::SystemEvaluator(const EquationList& equations, const Options& o
     }
     rows_.push_back(std::move(rows));
   };
-  for (const Stretch& stretch : FindStretches(keys, options.least_copies)) {
+  const bool will_have_code = options.runs_before_machine_code >= 0 && TapeCode::IsForCurrentMachine();
+  const auto least = [&](int with_code) {
+    return options.least_copies > 0 ? options.least_copies : will_have_code ? with_code : kLeastCopies;
+  };
+  for (const Stretch& stretch : FindStretches(keys, least(kLeastCopiesWithCode))) {
     take_singles(stretch.first);
     Copies copies;
     copies.count = stretch.copies;
@@ -116,7 +123,7 @@ SystemEvaluator::SystemEvaluator(const EquationList& equations, const Options& o
   for (const EquationPlace& place : single)
     of_key[static_cast<std::size_t>(keys[static_cast<std::size_t>(place.equation)])].push_back(place);
   for (std::vector<EquationPlace>& places : of_key) {
-    if (static_cast<int>(places.size()) < options.least_copies) continue;
+    if (static_cast<int>(places.size()) < least(kLeastScatteredWithCode)) continue;
     Copies copies;
     copies.count = static_cast<int>(places.size());
     copies.members.push_back(places.front());
@@ -159,6 +166,7 @@ void SystemEvaluator::WriteConstantEntries(double* entries) const {
 
 void SystemEvaluator::Evaluate(const double* x, double* residuals, double* entries,
                                const EvaluationContext& context) {
+  WriteMachineCode();
   pool_->Run(static_cast<int>(tasks_.size()), [&](int t, int worker) {
     const Task& task = tasks_[static_cast<std::size_t>(t)];
     if (task.batch < 0) {
@@ -171,6 +179,20 @@ void SystemEvaluator::Evaluate(const double* x, double* residuals, double* entri
                 scratch_[static_cast<std::size_t>(worker)]);
     if (streamed_) FinishStreaming();
   });
+}
+
+// For what has run often enough by the end of this evaluation.
+void SystemEvaluator::WriteMachineCode() {
+  const long long before = evaluations_++;
+  if (runs_before_machine_code_ < 0 || before > runs_before_machine_code_) return;
+  if (before == runs_before_machine_code_) {
+    for (LevelTape& tape : tapes_) tape.WriteMachineCode();
+  }
+  for (Batch& batch : batches_) {
+    const long long blocks = (batch.copies() + kLanes - 1) / kLanes;
+    if (before * blocks <= runs_before_machine_code_ && (before + 1) * blocks > runs_before_machine_code_)
+      batch.WriteMachineCode();
+  }
 }
 
 std::size_t SystemEvaluator::memory_bytes() const {

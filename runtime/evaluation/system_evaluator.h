@@ -28,8 +28,12 @@ class SystemEvaluator {
  public:
   struct Options {
     int threads = 1;
-    int least_copies = 16;                                   // fewer go to the tapes
+    // Fewer copies go to the tapes; 0: as many as pays, which depends on machine code.
+    int least_copies = 0;
     std::size_t streamed_from_bytes = std::size_t{8} << 20;  // of residuals and entries together
+    // Machine code is written when a program has run so often, over blocks or as a tape; negative: never. Results are the
+    // same to the last bit.
+    int runs_before_machine_code = 64;
   };
 
   // Nothing of the list but its shapes is needed afterwards; they must outlive the evaluator.
@@ -62,9 +66,13 @@ class SystemEvaluator {
     int batch, first_copy, last_copy;  // batch -1: the tape `first_copy`
   };
 
+  void WriteMachineCode();
+
   int equation_count_ = 0;
   long long entry_count_ = 0;
   bool streamed_ = false;
+  int runs_before_machine_code_;
+  long long evaluations_ = 0;
   std::vector<Rows> rows_;
   std::vector<Batch> batches_;
   std::vector<LevelTape> tapes_;

@@ -30,23 +30,28 @@ std::uint64_t HashOf(const FormulaBuilder::Node& node) {
 
 }  // namespace
 
-bool FormulaBuilder::Node::operator==(const Node& other) const {
+FormulaBuilder::FormulaBuilder(std::size_t expected_nodes)
+    : table_(std::bit_ceil(2 * expected_nodes + 2), -1) {
+  nodes_.reserve(expected_nodes);
+  recorded_.reserve(expected_nodes / 4);
+}
+
+bool FormulaBuilder::Node::IsSame(const Node& other) const {
   return kind == other.kind && op == other.op && a == other.a && b == other.b && c == other.c &&
          std::bit_cast<std::uint64_t>(value) == std::bit_cast<std::uint64_t>(other.value);
 }
 
-int FormulaBuilder::Intern(const Node& node) {
+int FormulaBuilder::Intern(Node node) {
   if (2 * nodes_.size() >= table_.size()) GrowTable();
   const std::size_t mask = table_.size() - 1;
   std::size_t at = HashOf(node) & mask;
   for (; table_[at] >= 0; at = (at + 1) & mask)
-    if (nodes_[table_[at]] == node) return table_[at];
+    if (nodes_[table_[at]].IsSame(node)) return table_[at];
   table_[at] = size();
-  nodes_.push_back(node);
-  is_recorded_.push_back(false);
   const bool leaf = node.kind != Kind::kStep;
-  auto fixed = [this](int operand) { return operand < 0 || is_fixed_[operand]; };
-  is_fixed_.push_back(leaf ? node.kind != Kind::kInput : fixed(node.a) && fixed(node.b) && fixed(node.c));
+  auto fixed = [this](int operand) { return operand < 0 || nodes_[operand].is_fixed; };
+  node.is_fixed = leaf ? node.kind != Kind::kInput : fixed(node.a) && fixed(node.b) && fixed(node.c);
+  nodes_.push_back(node);
   return table_[at];
 }
 
@@ -150,8 +155,8 @@ int FormulaBuilder::Record(Operator op, int a, int b) {
   const int result = Apply(op, a, b);
   // A result that was there already is an operand itself (x*1) or the same formula again: in both cases its
   // derivatives are recorded, and a second record would count them twice.
-  if (nodes_[result].kind == Kind::kStep && !is_recorded_[result]) {
-    is_recorded_[result] = true;
+  if (nodes_[result].kind == Kind::kStep && !nodes_[result].is_recorded) {
+    nodes_[result].is_recorded = true;
     recorded_.push_back({op, a, b, result});
   }
   return result;

@@ -25,10 +25,15 @@ class FormulaBuilder {
   struct Node {
     Kind kind;
     Operator op;                 // of a step
+    bool is_fixed = false;       // depends on no input
+    bool is_recorded = false;    // a step that Differentiate() follows
     int a = -1, b = -1, c = -1;  // operands of a step; a is the number of an input or parameter
     double value = 0;            // of a constant
-    bool operator==(const Node& other) const;
+    bool IsSame(const Node& other) const;
   };
+
+  FormulaBuilder() = default;
+  explicit FormulaBuilder(std::size_t expected_nodes);
 
   int Constant(double value);
   // A literal whose value is not known yet.
@@ -47,7 +52,7 @@ class FormulaBuilder {
   int size() const { return static_cast<int>(nodes_.size()); }
   bool IsConstant(int id) const { return id >= 0 && nodes_[id].kind == Kind::kConstant; }
   // Whether the node depends on no input.
-  bool IsFixed(int id) const { return id >= 0 && is_fixed_[id]; }
+  bool IsFixed(int id) const { return id >= 0 && nodes_[id].is_fixed; }
   bool IsConstant(int id, double value) const { return IsConstant(id) && nodes_[id].value == value; }
 
  private:
@@ -56,7 +61,7 @@ class FormulaBuilder {
     int a, b, result;
   };
 
-  int Intern(const Node& node);
+  int Intern(Node node);
   void GrowTable();
   int Simplified(Operator op, int a, int b);
   int ConstantPower(int base, double exponent);
@@ -65,7 +70,6 @@ class FormulaBuilder {
   std::vector<Node> nodes_;  // operands before their steps
   std::vector<int> table_;   // the nodes by their hashes, at most half full; -1: free
   std::vector<Recorded> recorded_;
-  std::vector<char> is_recorded_, is_fixed_;  // parallel to nodes_
 };
 
 // A node as a number type, so that the formulas of operators.def write programs. A default builder is a

@@ -88,7 +88,16 @@ QUIVER_FOR_AVX2 void ScatterRowsAvx2(const double* const* rows, int count, int l
       _mm256_storeu_pd(to + step * (i + 1) + k, _mm256_xor_pd(_mm256_unpackhi_pd(a, b), sign));
     }
   }
-  ScatterRowsPlain(rows + fours, count - fours, 0, pairs, to + fours, step, signs ? signs + fours : nullptr);
+  const int even = count / 2 * 2;
+  for (int k = fours; k < even; k += 2) {
+    const __m128d sign = signs ? _mm_loadu_pd(signs + k) : _mm_setzero_pd();
+    for (int i = 0; i < pairs; i += 2) {
+      const __m128d a = _mm_loadu_pd(rows[k] + i), b = _mm_loadu_pd(rows[k + 1] + i);
+      _mm_storeu_pd(to + step * i + k, _mm_xor_pd(_mm_unpacklo_pd(a, b), sign));
+      _mm_storeu_pd(to + step * (i + 1) + k, _mm_xor_pd(_mm_unpackhi_pd(a, b), sign));
+    }
+  }
+  ScatterRowsPlain(rows + even, count - even, 0, pairs, to + even, step, signs ? signs + even : nullptr);
   ScatterRowsPlain(rows, count, pairs, lanes, to, step, signs);
 }
 #endif

@@ -6,6 +6,7 @@
 #include <cassert>
 #include <cstddef>
 
+#include "runtime/expression/lane_code.h"
 #include "runtime/expression/machine.h"
 #include "runtime/expression/operators.h"
 
@@ -124,6 +125,11 @@ QUIVER_INLINE void RunRow(Operator op, int fixed, double* target, const double* 
 using RowRunner = void(Operator op, int fixed, double* target, const double* a, const double* b,
                        const double* c, int lanes);
 
+// Bits 1 and 2: whether the first and second operand is a single number.
+constexpr int FixedOperands(const Instruction& step) {
+  return (step.a_from == Source::kConstant ? 1 : 0) | (step.b_from == Source::kConstant ? 2 : 0);
+}
+
 constexpr int Form(Operator op, Source a, Source b = Source::kRegister) {
   return static_cast<int>(op) * 16 + static_cast<int>(a) * 4 + static_cast<int>(b);
 }
@@ -169,8 +175,7 @@ struct Piece {
 #undef QUIVER_STEPS
 #undef QUIVER_STEP
         default: {
-          const int fixed =
-              (step.a_from == Source::kConstant ? 1 : 0) | (step.b_from == Source::kConstant ? 2 : 0);
+          const int fixed = FixedOperands(step);
           run_row(step.op, fixed, const_cast<double*>(rows[step.target]) + first,
                   rows[step.a] + (fixed & 1 ? 0 : first), rows[step.b] + (fixed & 2 ? 0 : first),
                   rows[step.c] + first, kWidth);
@@ -253,9 +258,28 @@ void LaneEvaluator::Start(const Program& program, std::span<const double> consta
     rows_[k] = scratch_[k].lane;
   std::fill_n(scratch_[program.time_register()].lane, whole, context.time);
   lanes_ = whole;
+  constants_ = constants.data();
+}
+
+void LaneEvaluator::RunCode(const LaneCode& code, int turn) {
+  RowRunner* const run_row = RunnersFor(code.machine()).row;
+  for (const LaneCode::Piece& piece : code.OfTurn(turn)) {
+    if (piece.function) {
+      piece.function(rows_.data(), scratch_.data()->lane, constants_,
+                     static_cast<std::size_t>(lanes_) * sizeof(double));
+      continue;
+    }
+    for (int i = piece.begin; i < piece.end; ++i) {
+      const Instruction& step = program_->code[i];
+      run_row(step.op, FixedOperands(step), const_cast<double*>(rows_[step.target]), rows_[step.a],
+              rows_[step.b], rows_[step.c], lanes_);
+    }
+  }
 }
 
 void LaneEvaluator::RunTurn(int turn) {
+  if (program_->machine_code && program_->machine_code->machine() == CurrentMachine())
+    return RunCode(*program_->machine_code, turn);
   const std::span<const Instruction> code = program_->code;
   const int begin = turn == 0 ? 0 : program_->turns[turn - 1].code_end;
   RunnersFor(CurrentMachine())

@@ -65,8 +65,11 @@ class LaneEvaluator {
   void RunTurn(int turn);
 
  private:
+  void RunCode(const LaneCode& code, int turn);
+
   const Program* program_ = nullptr;  // last run
   int lanes_ = 0;
+  const double* constants_ = nullptr;
   std::vector<const double*> rows_;  // by register
   std::vector<Lanes> scratch_;  // intermediate results, the time, constants where an operation wants a row
 };

@@ -49,6 +49,42 @@ const OperatorInfo* FindOperator(int code);
 // All rows, in the table's order.
 std::span<const OperatorInfo> AllOperators();
 
+// How many operands a step reads, internal ones included; 0 for lists.
+constexpr int OperandCount(Operator op) {
+  switch (op) {
+#define OPERATOR(code, name, role, arity, ...) \
+  case Operator::k##name:                      \
+    return arity;
+#define CONDITION(code, name, ...) \
+  case Operator::k##name:          \
+    return 2;
+#include "runtime/expression/operators.def"
+    case Operator::kSign:
+      return 1;
+    case Operator::kTakesLarger:
+    case Operator::kTakesSmaller:
+    case Operator::kPassIf:
+    case Operator::kGuardedProduct:
+      return 2;
+    case Operator::kPowerByBase:
+      return 3;
+    default:
+      return 0;
+  }
+}
+
+// Whether it is arithmetic with two operands, as streams know it.
+constexpr bool IsBinaryArithmetic(Operator op) {
+  switch (op) {
+#define OPERATOR(code, name, role, arity, ...) \
+  case Operator::k##name:                      \
+    return Role::role == Role::kArithmetic && (arity) == 2;
+#include "runtime/expression/operators.def"
+    default:
+      return false;
+  }
+}
+
 // The formulas of one operator, for any number type T. c is the third operand of internal steps.
 // By<0> and By<1> are the derivatives by a and b; T may also be Term (formula_builder.h), which writes
 // programs.

@@ -25,6 +25,7 @@ class Translator {
   };
 
   Result Translate(std::span<const ShapeWord> words) {
+    stack_.reserve(words.size());
     for (std::size_t i = words.size(); i-- > 0;) stack_.push_back(Read(words[i]));
     return Pop();
   }
@@ -114,17 +115,24 @@ class Order {
  public:
   Order(const FormulaBuilder& builder, std::span<const int> outputs, std::span<const int> turn_ends)
       : builder_(builder), uses_(Uses(builder, outputs)), is_done_(uses_.size(), false) {
+    steps_.reserve(uses_.size());
+    stack_.reserve(kUsualDepth);
     std::size_t next = 0;
     for (const int end : turn_ends) {
-      for (; next < static_cast<std::size_t>(end); ++next) Compute(outputs[next]);
+      for (; next < static_cast<std::size_t>(end); ++next) {
+        Compute(outputs[next]);
+        if (next == 0) steps_of_first_ = static_cast<int>(steps_.size());
+      }
       turn_ends_.push_back(static_cast<int>(steps_.size()));
     }
   }
 
   const std::vector<int>& steps() const { return steps_; }          // nodes
   const std::vector<int>& turn_ends() const { return turn_ends_; }  // by turn: its end among the steps
+  int steps_of_first() const { return steps_of_first_; }            // what the first output needs
 
  private:
+  static constexpr std::size_t kUsualDepth = 32;
   struct Visit {
     int id;
     bool has_operands;
@@ -159,6 +167,7 @@ class Order {
   std::vector<int> uses_;
   std::vector<char> is_done_;
   std::vector<int> steps_, turn_ends_;
+  int steps_of_first_ = 0;
   std::vector<Visit> stack_;
 };
 
@@ -198,20 +207,6 @@ std::vector<double> ConstantPlan::Values(std::span<const double> parameters) con
   return values;
 }
 
-bool Instruction::IsShort(Operator op) {
-  switch (op) {
-    case Operator::kNegate:
-    case Operator::kAdd:
-    case Operator::kSubtract:
-    case Operator::kMultiply:
-    case Operator::kDivide:
-    case Operator::kSquare:
-      return true;
-    default:
-      return false;
-  }
-}
-
 Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::span<const int> outputs,
                 int variables) {
   const int all = static_cast<int>(outputs.size());
@@ -226,24 +221,30 @@ Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::sp
   program.constant_count = plan.count();
   program.variables = variables;
   program.registers = program.time_register() + 1;
+  program.steps_of_first = order.steps_of_first();
 
   // What each step reads from where, and when each node is read last: 2n by step n, 2n - 1 at the end of a turn before it.
-  std::vector<int> last_read(nodes, -2);
-  std::vector<char> is_kept(nodes, false);
+  struct Reading {
+    int last = -2;
+    int place = -1;  // register
+    bool is_kept = false;
+  };
+  std::vector<Reading> reading(nodes);
   std::vector<int> constants_read;  // as registers
+  constants_read.reserve(outputs.size() + static_cast<std::size_t>(plan.count()));
   program.code.reserve(order.steps().size());
   int turn = 0, previous = -1, handed_out = 0;
   const auto is_step = [&](int id) { return builder.node(id).kind == Kind::kStep && !builder.IsFixed(id); };
   const auto read_register = [&](int id) {
     if (builder.IsFixed(id)) constants_read.push_back(plan.place(id));
-    is_kept[id] = true;
+    reading[id].is_kept = true;
     return Source::kRegister;
   };
   const auto end_turns = [&](int steps) {
     for (; turn < static_cast<int>(turn_ends.size()) && order.turn_ends()[turn] == steps; ++turn) {
       for (; handed_out < turn_ends[turn]; ++handed_out) {
         read_register(outputs[handed_out]);
-        last_read[outputs[handed_out]] = 2 * steps - 1;
+        reading[outputs[handed_out]].last = 2 * steps - 1;
       }
       previous = -1;
     }
@@ -253,8 +254,7 @@ Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::sp
     const auto& node = builder.node(id);
     Instruction step{.op = node.op, .target = 0, .a = 0, .b = 0, .c = 0};
     const bool is_short = Instruction::IsShort(node.op);
-    const OperatorInfo* const info = FindOperator(static_cast<int>(node.op));
-    const bool takes_constants = info && info->role == Role::kArithmetic && info->arity == 2;
+    const bool takes_constants = IsBinaryArithmetic(node.op);
     const auto source = [&](int operand) {
       if (is_short && operand == previous) return Source::kPrevious;
       if (takes_constants && builder.IsFixed(operand)) return Source::kConstant;
@@ -265,25 +265,29 @@ Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::sp
     if (node.c >= 0) read_register(node.c);
     const int steps = static_cast<int>(program.code.size());
     for (const int operand : {node.a, node.b, node.c})
-      if (operand >= 0) last_read[operand] = 2 * steps;
+      if (operand >= 0) reading[operand].last = 2 * steps;
     program.code.push_back(step);
     previous = is_short ? id : -1;
     end_turns(steps + 1);
   }
 
   // Registers, free again after the last reading.
-  std::vector<int> place(nodes, -1), free_registers;
+  std::vector<int> free_registers;
+  free_registers.reserve(program.code.size());
+  program.outputs.reserve(outputs.size());
+  program.turns.reserve(turn_ends.size());
   for (int id = 0; id < builder.size(); ++id) {
     if (builder.IsFixed(id)) {
-      place[id] = plan.place(id);
+      reading[id].place = plan.place(id);
     } else if (builder.node(id).kind == Kind::kInput) {
-      place[id] = program.constant_count + builder.node(id).a;
+      reading[id].place = program.constant_count + builder.node(id).a;
     }
   }
+  const auto place = [&](int id) { return reading[id].place; };
   const auto free_if_last = [&](int id, int moment) {
-    if (id < 0 || last_read[id] != moment || !is_step(id)) return;
-    free_registers.push_back(place[id]);
-    last_read[id] = -2;  // what stands twice is freed once
+    if (id < 0 || reading[id].last != moment || !is_step(id)) return;
+    free_registers.push_back(place(id));
+    reading[id].last = -2;  // what stands twice is freed once
   };
   handed_out = 0;
   int steps = 0;
@@ -292,10 +296,10 @@ Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::sp
       const int id = order.steps()[steps];
       const auto& node = builder.node(id);
       Instruction& step = program.code[steps];
-      step.a = place[node.a];
-      step.b = node.b < 0 ? step.a : place[node.b];
-      step.c = node.c < 0 ? step.a : place[node.c];
-      step.is_kept = is_kept[id];
+      step.a = place(node.a);
+      step.b = node.b < 0 ? step.a : place(node.b);
+      step.c = node.c < 0 ? step.a : place(node.c);
+      step.is_kept = reading[id].is_kept;
       for (const int operand : {node.a, node.b, node.c}) free_if_last(operand, 2 * steps);
       if (free_registers.empty()) {
         step.target = program.registers++;
@@ -303,10 +307,10 @@ Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::sp
         step.target = free_registers.back();
         free_registers.pop_back();
       }
-      place[id] = step.target;
+      reading[id].place = step.target;
     }
     const int outputs_begin = handed_out;
-    for (; handed_out < turn_ends[t]; ++handed_out) program.outputs.push_back(place[outputs[handed_out]]);
+    for (; handed_out < turn_ends[t]; ++handed_out) program.outputs.push_back(place(outputs[handed_out]));
     for (int k = outputs_begin; k < handed_out; ++k) free_if_last(outputs[k], 2 * steps - 1);
     program.turns.push_back({steps, handed_out});
   }
@@ -316,25 +320,42 @@ Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::sp
   return program;
 }
 
+Program FirstOutput(const Program& program) {
+  Program first;
+  first.constant_count = program.constant_count;
+  first.variables = program.variables;
+  first.registers = program.registers;
+  first.code.assign(program.code.begin(), program.code.begin() + program.steps_of_first);
+  first.outputs = {program.outputs[0]};
+  first.turns = {{program.steps_of_first, 1}};
+  first.constant_rows = program.constant_rows;
+  first.steps_of_first = program.steps_of_first;
+  return first;
+}
+
 ShapePrograms Compile(std::span<const ShapeWord> words, int variables) {
-  FormulaBuilder builder;
+  constexpr std::size_t kNodesOfAWord = 4;  // with derivatives, as models go
+  FormulaBuilder builder(kNodesOfAWord * words.size());
   const Translator::Result root = Translator(builder, variables).Translate(words);
   const bool is_condition = root.margin >= 0;
   std::vector<int> slopes;
   if (!is_condition) slopes = builder.Differentiate(root.value, variables);
-  std::vector<int> results = {root.value};
+  std::vector<int> results;
+  results.reserve(slopes.size() + 2);
+  results.push_back(root.value);
   results.insert(results.end(), slopes.begin(), slopes.end());
   if (is_condition) results.push_back(root.margin);
 
   ShapePrograms programs;
   programs.constants.Need(builder, results);
   const std::span<const int> all = results;
-  programs.value = Extract(builder, programs.constants, all.first(1), variables);
   if (is_condition) {
+    programs.value = Extract(builder, programs.constants, all.first(1), variables);
     programs.margin = Extract(builder, programs.constants, all.last(1), variables);
     return programs;
   }
   programs.gradient = Extract(builder, programs.constants, all, variables);
+  programs.value = FirstOutput(programs.gradient);
   for (const int slope : slopes) programs.constant_derivative.push_back(builder.IsFixed(slope));
   return programs;
 }

@@ -11,6 +11,7 @@
 //   programs.gradient.outputs                       // registers of the value and of the 3 derivatives
 #pragma once
 
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -34,7 +35,19 @@ struct Instruction {
   int target, a, b, c;  // registers; unused operands repeat a
 
   // Arithmetic that takes its operands from wherever they are; all other steps work on registers.
-  static bool IsShort(Operator op);
+  static constexpr bool IsShort(Operator op) {
+    switch (op) {
+      case Operator::kNegate:
+      case Operator::kAdd:
+      case Operator::kSubtract:
+      case Operator::kMultiply:
+      case Operator::kDivide:
+      case Operator::kSquare:
+        return true;
+      default:
+        return false;
+    }
+  }
 };
 
 // A program may hand out its results in turns, so that their registers are free again for the turns that follow.
@@ -42,14 +55,18 @@ struct Turn {
   int code_end, outputs_end;
 };
 
+class LaneCode;
+
 struct Program {
   int constant_count = 0;
   int variables = 0;  // inputs without the time
   int registers = 0;
   std::vector<Instruction> code;
-  std::vector<int> outputs;        // registers of the results
-  std::vector<Turn> turns;         // one, unless extracted otherwise
-  std::vector<int> constant_rows;  // constants that are outputs or are read as registers
+  std::vector<int> outputs;                      // registers of the results
+  std::vector<Turn> turns;                       // one, unless extracted otherwise
+  int steps_of_first = 0;                        // how many steps the first output needs; they come first
+  std::vector<int> constant_rows;                // constants that are outputs or are read as registers
+  std::shared_ptr<const LaneCode> machine_code;  // for programs that run often; else null
 
   int time_register() const { return constant_count + variables; }
 };
@@ -83,6 +100,9 @@ Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::sp
                 int variables);
 Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::span<const int> outputs,
                 int variables, std::span<const int> turn_ends);
+
+// The steps that the first output needs alone.
+Program FirstOutput(const Program& program);
 
 struct ShapePrograms {
   Program value;     // one output: the value; 1 or 0 for a condition

@@ -56,15 +56,19 @@ ModelLibrary::ModelLibrary(const std::filesystem::path& path)
   if (models_.empty())
     throw Error(fmt::format("{} is no model library: it exports no list of models (QV_ModelLibrary::Models).",
                             path.string()));
-  for (const QV_ModelRow& row : models_) CheckCompatibility(library_, row.name);
+  for (const QV_ModelRow& row : models_) {
+    CheckCompatibility(library_, row.name);
+    by_name_.emplace(UpperCase(row.name), factories_.size());
+    factories_.push_back(
+        reinterpret_cast<QV_FactoryFunction>(library_.Find((std::string(row.name) + "Factory").c_str())));
+  }
   procedures_ = Rows<QV_ProcedureRowsFunction, QV_ProcedureRow>(library_, QV_LIBRARY_PROCEDURES_SYMBOL);
   option_types_ = Rows<QV_OptionTypeRowsFunction, QV_OptionTypeRow>(library_, QV_LIBRARY_OPTION_TYPES_SYMBOL);
 }
 
 const QV_ModelRow* ModelLibrary::Find(std::string_view model) const {
-  for (const QV_ModelRow& row : models_)
-    if (EqualIgnoringCase(row.name, model)) return &row;
-  return nullptr;
+  const auto found = by_name_.find(UpperCase(model));
+  return found == by_name_.end() ? nullptr : &models_[found->second];
 }
 
 std::vector<std::string> ModelLibrary::ModelNames() const {
@@ -76,17 +80,17 @@ std::vector<std::string> ModelLibrary::ModelNames() const {
 QV_ModelType* ModelLibrary::Create(std::string_view model) const {
   const QV_ModelRow* row = Find(model);
   if (!row) throw UnknownModel(model, ModelNames());
-  const std::string name = row->name;
-  const auto factory = reinterpret_cast<QV_FactoryFunction>(library_.Find((name + "Factory").c_str()));
+  const QV_FactoryFunction factory = factories_[static_cast<std::size_t>(row - models_.data())];
   if (!factory)
-    throw Error(fmt::format("{} lists model {} but exports no {}Factory.", path().string(), name, name));
+    throw Error(
+        fmt::format("{} lists model {} but exports no {}Factory.", path().string(), row->name, row->name));
   QV_Containable* object = factory();
   auto* created = dynamic_cast<QV_ModelType*>(object);
   if (!created) {
     if (object) object->Release();
     throw Error(fmt::format(
         "model {} could not be constructed: memory ran out, or one of its properties could not be made.",
-        name));
+        row->name));
   }
   return created;
 }

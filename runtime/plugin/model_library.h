@@ -9,6 +9,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "host/library.h"
@@ -45,6 +46,8 @@ class ModelLibrary : public ModelSource {
  private:
   SharedLibrary library_;
   std::span<const QV_ModelRow> models_;
+  std::unordered_map<std::string, std::size_t> by_name_;  // upper case
+  std::vector<QV_FactoryFunction> factories_;             // parallel to models_; null where none is exported
   std::span<const QV_ProcedureRow> procedures_;
   std::span<const QV_OptionTypeRow> option_types_;
 };

@@ -14,6 +14,11 @@ namespace quiver {
 BlockSystem::BlockSystem(NonlinearProblem& problem)
     : problem_(problem), place_of_variable_(problem.VariableCount(), -1) {}
 
+BlockSystem& BlockSystem::Inner() {
+  if (!inner_) inner_ = std::make_unique<BlockSystem>(problem_);
+  return *inner_;
+}
+
 void BlockSystem::Select(std::span<const int> equations, std::span<const int> unknowns) {
   for (int variable : unknowns_) place_of_variable_[variable] = -1;
   equations_ = equations;

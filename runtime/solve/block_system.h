@@ -7,6 +7,7 @@
 #ifndef QUIVER_RUNTIME_SOLVE_BLOCK_SYSTEM_H_
 #define QUIVER_RUNTIME_SOLVE_BLOCK_SYSTEM_H_
 
+#include <memory>
 #include <span>
 #include <string>
 #include <vector>
@@ -28,6 +29,8 @@ class BlockSystem {
 
   int Size() const { return static_cast<int>(equations_.size()); }
   NonlinearProblem& Problem() { return problem_; }
+  // Another one for the same problem, for who solves a block in parts. It is as large as the problem, so it is made once.
+  BlockSystem& Inner();
   void MeasureWith(SolveTimes* times) { times_ = times; }
   std::span<const int> Equations() const { return equations_; }
   std::span<const int> Unknowns() const { return unknowns_; }
@@ -71,6 +74,7 @@ class BlockSystem {
   std::vector<double> lower_, upper_, scale_;
   SparsePattern pattern_;
 
+  std::unique_ptr<BlockSystem> inner_;
   std::vector<int> place_of_variable_;  // in the block; -1 for all others
   std::vector<MatrixEntry> entries_;
   std::vector<int> entry_slots_;

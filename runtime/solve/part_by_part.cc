@@ -57,7 +57,7 @@ bool PartByPart::Suits(const BlockSystem& system) const { return !system.Conditi
 BlockResult PartByPart::Solve(BlockSystem& system, const SolveOptions& options, std::span<double> x) {
   system.MoveIntoBounds(x);
   NonlinearProblem& problem = system.Problem();
-  BlockSystem inner(problem);
+  BlockSystem& inner = system.Inner();
   DampedNewton newton;
   SolveOptions brief = options;
   brief.max_evaluations = std::min(options.max_evaluations, kMostEvaluations);

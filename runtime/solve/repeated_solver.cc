@@ -10,6 +10,7 @@
 #include <tuple>
 
 #include "runtime/solve/block_system.h"
+#include "runtime/solve/lane_block_newton.h"
 #include "runtime/solve/lane_newton.h"
 #include "runtime/solve/solve_times.h"
 
@@ -140,6 +141,7 @@ class GroupWorker {
         tally_(tally),
         evaluator_(parts.MakeEvaluator(group)),
         newton_(layout_),
+        block_newton_(layout_),
         values_(static_cast<std::size_t>(layout_.Variables())) {}
 
   void Run(int first, int count) {
@@ -176,32 +178,81 @@ class GroupWorker {
 
   void SolveBlock(int block) {
     tally_.blocks += lanes_;
-    if (blocks_.Size(block) > 1) {
+    if (!SuitsLanes(block)) {
       for (int i = 0; i < lanes_; ++i) SolveAlone(block, i);
       return;
     }
-    const int equation = blocks_.Rows(block)[0], place = blocks_.Columns(block)[0];
-    for (int i = 0; i < lanes_; ++i) {
-      const auto variable = static_cast<int>(Variable(i, place));
-      bounds_.lower.lane[i] = ordinary_.problem.Lower(variable);
-      bounds_.upper.lane[i] = ordinary_.problem.Upper(variable);
-      bounds_.scale.lane[i] = ordinary_.problem.Scale(variable);
-      const double start = Value(place, i);
-      const bool outside = start < bounds_.lower.lane[i] || start > bounds_.upper.lane[i];
-      was_outside_[i] = outside && !failed_[i];
+    ReadBounds(block);
+    if (blocks_.Size(block) == 1)
+      SolveSingle(block);
+    else
+      SolveSeveral(block);
+  }
+
+  void ReadBounds(int block) {
+    const std::span<const int> places = blocks_.Columns(block);
+    if (bounds_.size() < places.size()) bounds_.resize(places.size());
+    for (std::size_t j = 0; j < places.size(); ++j) {
+      for (int i = 0; i < lanes_; ++i) {
+        const auto variable = static_cast<int>(Variable(i, places[j]));
+        bounds_[j].lower.lane[i] = ordinary_.problem.Lower(variable);
+        bounds_[j].upper.lane[i] = ordinary_.problem.Upper(variable);
+        bounds_[j].scale.lane[i] = ordinary_.problem.Scale(variable);
+      }
     }
-    newton_.Solve(*evaluator_, equation, place, bounds_, options_, values_, lanes_, failed_);
+  }
+
+  // Alternatives of coupled equations are the ordinary solver's business, as are blocks that want a careful order.
+  bool SuitsLanes(int block) const {
+    if (blocks_.Size(block) == 1) return true;
+    return blocks_.Size(block) <= LaneBlockNewton::kLargest &&
+           std::ranges::none_of(blocks_.Rows(block), [this](int equation) {
+             return layout_.has_alternatives[static_cast<std::size_t>(equation)];
+           });
+  }
+
+  void SolveSingle(int block) {
+    const int equation = blocks_.Rows(block)[0], place = blocks_.Columns(block)[0];
+    const PartRow start = values_[static_cast<std::size_t>(place)];
+    newton_.Solve(*evaluator_, equation, place, bounds_[0], options_, values_, lanes_, failed_);
     for (int i = 0; i < lanes_; ++i) {
       const LaneNewton::LaneState& lane = newton_.Lane(i);
       if (lane.outcome != LaneNewton::kConverged) {
         SolveAlone(block, i);
         continue;
       }
-      if (was_outside_[i]) tally_.moved_into_bounds.push_back(static_cast<int>(Variable(i, place)));
+      NoteMoved(place, i, start.lane[i], bounds_[0]);
       tally_.iterations += lane.iterations;
       tally_.evaluations += lane.evaluations;
       tally_.Note(lane.now.scaled, Equation(i, equation), static_cast<int>(Variable(i, place)));
     }
+  }
+
+  void SolveSeveral(int block) {
+    const std::span<const int> equations = blocks_.Rows(block), places = blocks_.Columns(block);
+    std::vector<PartRow> starts;
+    for (const int place : places) starts.push_back(values_[static_cast<std::size_t>(place)]);
+    block_newton_.Solve(*evaluator_, equations, places, bounds_, options_, values_, lanes_, failed_);
+    for (int i = 0; i < lanes_; ++i) {
+      const LaneBlockNewton::LaneState& lane = block_newton_.Lane(i);
+      if (lane.outcome != LaneBlockNewton::kConverged) {
+        SolveAlone(block, i);
+        continue;
+      }
+      for (std::size_t j = 0; j < places.size(); ++j) NoteMoved(places[j], i, starts[j].lane[i], bounds_[j]);
+      tally_.iterations += lane.iterations;
+      tally_.evaluations += lane.evaluations;
+      const int worst = equations[static_cast<std::size_t>(lane.worst_equation)];
+      const std::vector<int>& row = layout_.rows[static_cast<std::size_t>(worst)];
+      const auto unknown = std::ranges::find_if(
+          row, [&](int place) { return std::ranges::find(places, place) != places.end(); });
+      tally_.Note(lane.worst_residual, Equation(i, worst), static_cast<int>(Variable(i, *unknown)));
+    }
+  }
+
+  void NoteMoved(int place, int i, double start, const LaneNewton::Bounds& bounds) {
+    if (start < bounds.lower.lane[i] || start > bounds.upper.lane[i])
+      tally_.moved_into_bounds.push_back(static_cast<int>(Variable(i, place)));
   }
 
   // One block of one part, by the block solver.
@@ -260,11 +311,11 @@ class GroupWorker {
   Tally& tally_;
   std::unique_ptr<PartEvaluator> evaluator_;
   LaneNewton newton_;
-  std::vector<PartRow> values_;  // by place
-  LaneNewton::Bounds bounds_;
+  LaneBlockNewton block_newton_;
+  std::vector<PartRow> values_;             // by place
+  std::vector<LaneNewton::Bounds> bounds_;  // by unknown of the block at hand
   int first_ = 0, lanes_ = 0;
   unsigned char failed_[kPartLanes] = {};  // lanes in which a block failed
-  unsigned char was_outside_[kPartLanes] = {};
   std::vector<Missing> unknown_still_;
 };
 

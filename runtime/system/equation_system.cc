@@ -18,16 +18,34 @@ namespace quiver {
 EquationSystem::EquationSystem(Flowsheet& flowsheet, const std::vector<Tie>& ties,
                                const SystemOptions& options)
     : flowsheet_(&flowsheet), ties_(ties), patterns_(options.written_out) {
+  MakeRoom();
   std::vector<int> numbers;
-  for (Instance* instance : flowsheet.Instances()) {
-    const UnitPattern* pattern = patterns_.PatternOf(*instance, numbers);
-    if (pattern && !pattern->equations.empty()) AddUnit(*pattern, instance, nullptr, numbers);
+  const std::vector<Instance*> instances = flowsheet.Instances();
+  const UnitPattern* last = nullptr;
+  for (size_t i = 0; i < instances.size(); ++i) {
+    const UnitPattern* pattern = patterns_.PatternOf(*instances[i], numbers);
+    if (!pattern || pattern->equations.empty()) continue;
+    if (pattern == last) Reserve(*pattern, instances.size() - i);
+    last = pattern;
+    AddUnit(*pattern, instances[i], nullptr, numbers);
   }
   AddTies();
+  MakeRoom();
   flowsheet.ThrowFaults();
-  ReadVariables();
+  TellUnready();
   flowsheet.ThrowFaults();
   told_ = flowsheet.scope().equations_told;
+}
+
+// Where like units follow each other, room for as many as may still come: large lists are not to be moved again and again.
+void EquationSystem::Reserve(const UnitPattern& pattern, size_t units) {
+  const auto reserve = [units](auto& list, size_t each) {
+    if (list.capacity() < list.size() + each) list.reserve(list.size() + units * each);
+  };
+  reserve(units_.units, 1);
+  reserve(units_.places, pattern.places.size());
+  reserve(units_.states, static_cast<size_t>(pattern.states));
+  reserve(unit_of_, pattern.equations.size());
 }
 
 void EquationSystem::AddUnit(const UnitPattern& pattern, const Instance* instance, const char* name,
@@ -40,6 +58,7 @@ void EquationSystem::AddUnit(const UnitPattern& pattern, const Instance* instanc
   units_.places.resize(first_place + pattern.places.size());
   for (size_t k = 0; k < pattern.places.size(); ++k)
     units_.places[first_place + k] = numbers[static_cast<size_t>(pattern.places[k])];
+  LookAt(pattern, numbers);
   if (pattern.states == 0) return;
   units_.states.resize(units_.states.size() + static_cast<size_t>(pattern.states));
   for (const UnitPattern::Equation& equation : pattern.equations)
@@ -59,6 +78,7 @@ void EquationSystem::MakeTiePattern() {
   tie_pattern_->equations[0].alternative_count = 1;
   tie_pattern_->equations[0].row_count = 2;
   tie_pattern_->slots.resize(2);
+  tie_pattern_->distinct = {0, 1};
   for (UnitPattern::Slot& slot : tie_pattern_->slots) slot.in_row = true;
 }
 
@@ -92,50 +112,54 @@ bool EquationSystem::CanBeFreed(int variable) const {
   return holder && holder->IsVariable();
 }
 
-// A variable that takes part: whether it is free, and its typical magnitude.
-void EquationSystem::LookAt(const Unit& unit) {
-  for (size_t k = 0; k < unit.pattern->places.size(); ++k) {
-    const int variable = *PlacesOf(unit, static_cast<int>(k));
-    const auto n = static_cast<size_t>(variable);
-    const UnitPattern::Slot& slot = unit.pattern->slots[static_cast<size_t>(unit.pattern->places[k])];
-    if (slot.is_left_side) left_side_[n] = 1;
-    // A variable that only conditions name is nobody's unknown.
-    const unsigned char part = slot.in_row ? 2 : 1;
-    if (takes_part_[n] >= part) continue;
-    QV_VarParam& holder = HolderOf(variable);
-    const bool seen = takes_part_[n] != 0;
-    takes_part_[n] = part;
-    free_[n] = part == 2 && holder.IsVariable() && HostAccess::SpecOf(holder) != QV_SPEC_GIVEN;
-    if (seen) continue;
-    double typical = std::abs(holder.RealValue());
-    if (const QV_Value* start = holder.QV_DefaultVALUE();
-        start && HostAccess::KindOf(*start) == QV_Value::kReal)
-      typical = std::max(typical, std::abs(HostAccess::Real(*start)));
-    scale_[n] = typical > 0 && std::isfinite(typical) ? typical : 1;
-    if (!holder.IsVariable() && !HasValue(holder))
-      flowsheet_->scope().Fault(fmt::format("{} has no value: set it.", QualifiedName(holder)));
-    if (holder.IsVariable() && HostAccess::SpecOf(holder) == QV_SPEC_GIVEN &&
-        !std::isfinite(holder.RealValue()))
-      flowsheet_->scope().Fault(
-          fmt::format("{} is given, but its value is not a finite number.", QualifiedName(holder)));
-  }
+// For all variables that have numbers by now.
+void EquationSystem::MakeRoom() {
+  const auto variables = static_cast<size_t>(flowsheet_->scope().Count());
+  if (free_.size() == variables) return;
+  for (auto* flags : {&free_, &takes_part_, &left_side_}) flags->resize(variables);
+  scale_.resize(variables, 1);
 }
 
-void EquationSystem::ReadVariables() {
-  const auto count = static_cast<size_t>(flowsheet_->scope().Count());
-  for (auto* flags : {&free_, &takes_part_, &left_side_}) flags->assign(count, 0);
-  scale_.assign(count, 1);
+void EquationSystem::LookAt(const UnitPattern& pattern, const std::vector<int>& numbers) {
+  MakeRoom();
+  for (const int slot : pattern.distinct)
+    LookAt(numbers[static_cast<size_t>(slot)], pattern.slots[static_cast<size_t>(slot)]);
+  for (const UnitPattern::Equation& equation : pattern.equations)
+    if (static_cast<size_t>(equation.row_count) > gradient_.size())
+      gradient_.resize(static_cast<size_t>(equation.row_count));
+}
+
+// A variable that takes part: whether it is free, and its typical magnitude.
+void EquationSystem::LookAt(int variable, const UnitPattern::Slot& slot) {
+  const auto n = static_cast<size_t>(variable);
+  if (slot.is_left_side) left_side_[n] = 1;
+  // A variable that only conditions name is nobody's unknown.
+  const unsigned char part = slot.in_row ? 2 : 1;
+  if (takes_part_[n] >= part) return;
+  QV_VarParam& holder = HolderOf(variable);
+  const bool seen = takes_part_[n] != 0;
+  const bool is_variable = HostAccess::HasFlag(holder, HostAccess::kVariableFlag);
+  const bool is_given = HostAccess::SpecOf(holder) == QV_SPEC_GIVEN;
+  takes_part_[n] = part;
+  free_[n] = part == 2 && is_variable && !is_given;
+  if (seen) return;
+  const double value = holder.RealValue();
+  double typical = std::abs(value);
+  if (const QV_Value* start = holder.QV_DefaultVALUE();
+      start && HostAccess::KindOf(*start) == QV_Value::kReal)
+    typical = std::max(typical, std::abs(HostAccess::Real(*start)));
+  scale_[n] = typical > 0 && std::isfinite(typical) ? typical : 1;
+  if (is_variable ? is_given && !std::isfinite(value) : !HasValue(holder)) unready_.push_back(variable);
+}
+
+void EquationSystem::TellUnready() {
   const CurrentGuard guard({&flowsheet_->scope(), nullptr, nullptr, nullptr});
-  size_t longest = 0;
-  const UnitPattern* last = nullptr;
-  for (const Unit& unit : units_.units) {
-    LookAt(unit);
-    if (unit.pattern == last) continue;
-    last = unit.pattern;
-    for (const UnitPattern::Equation& equation : last->equations)
-      longest = std::max(longest, static_cast<size_t>(equation.row_count));
+  for (const int variable : unready_) {
+    QV_VarParam& holder = HolderOf(variable);
+    const char* const what =
+        holder.IsVariable() ? " is given, but its value is not a finite number." : " has no value: set it.";
+    flowsheet_->scope().Fault(QualifiedName(holder) + what);
   }
-  gradient_.resize(longest);
 }
 
 std::span<const int> EquationSystem::ResidualVariables(int equation) const {

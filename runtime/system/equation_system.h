@@ -153,10 +153,13 @@ class EquationSystem final : public NonlinearProblem {
 
   void AddUnit(const UnitPattern& pattern, const Instance* instance, const char* name,
                const std::vector<int>& numbers);
+  void Reserve(const UnitPattern& pattern, size_t units);
   void AddTies();
   void MakeTiePattern();
-  void ReadVariables();
-  void LookAt(const Unit& unit);
+  void MakeRoom();
+  void LookAt(const UnitPattern& pattern, const std::vector<int>& numbers);
+  void LookAt(int variable, const UnitPattern::Slot& slot);
+  void TellUnready();
   CallValues& EvaluateCall(const Unit& unit, int call, const double* x);
   std::string BlockName(const Unit& unit) const;  // with the point behind it
   void Explain(int equation, const double* x);
@@ -173,6 +176,7 @@ class EquationSystem final : public NonlinearProblem {
   std::vector<int> unit_of_;  // by equation
   std::unordered_map<const UnitPattern::Call*, CallValues> call_values_;
   std::vector<unsigned char> free_, takes_part_, left_side_;
+  std::vector<int> unready_;  // variables whose values nobody can compute with
   std::vector<double> scale_;
   std::vector<double> gradient_;  // scratch of one equation
   std::uint64_t stamp_ = 0;

@@ -61,9 +61,21 @@ Instance& Flowsheet::AddBlock(const std::string& name, QV_ModelType* object) {
 }
 
 void Flowsheet::GiveComponents(Instance& instance) {
-  auto* model = dynamic_cast<QV_ModelType*>(&instance.object());
+  QV_ModelType* const model = instance.model();
   if (!model || HostAccess::OriginOf(model->ComponentList) == Origin::kUser) return;
   SetFromValue(model->ComponentList, *component_value_, Origin::kUser);
+}
+
+// An instance, then its sub-models, some of which may come only now.
+void Flowsheet::Size(Instance& instance) {
+  GiveComponents(instance);
+  {
+    const CurrentGuard guard({&scope_, &instance, nullptr, nullptr});
+    instance.object().SetDims();
+    ExpectMemory(instance, "its arrays were sized");
+    ConstructArrayElements(instance);
+  }
+  for (Instance* child : SubInstances(instance)) Size(*child);
 }
 
 void Flowsheet::SizeAndAssign(const std::function<void()>& give_values) {
@@ -72,17 +84,13 @@ void Flowsheet::SizeAndAssign(const std::function<void()>& give_values) {
     const long long before = scope_.resized_arrays;
     const auto faults = static_cast<long>(scope_.faults.size()),
                notes = static_cast<long>(scope_.notes.size());
-    std::vector<Instance*> all = Instances();
-    for (size_t i = 0; i < all.size(); ++i) {
-      GiveComponents(*all[i]);
-      const size_t parts = SubInstances(*all[i]).size();
-      const CurrentGuard guard({&scope_, all[i], nullptr, nullptr});
-      all[i]->object().SetDims();
-      ExpectMemory(*all[i], "its arrays were sized");
-      const int made = ConstructArrayElements(*all[i]);
-      // Sub-models come and go behind their owner: those already sized stay in front of `i`.
-      if (made > 0 || SubInstances(*all[i]).size() != parts) all = Instances();
-    }
+    size_t structures = 0;
+    const auto size_structures = [&] {
+      for (; structures < scope_.structures.size(); ++structures) Size(*scope_.structures[structures]);
+    };
+    size_structures();
+    for (Instance* block : blocks_) Size(*block);
+    size_structures();  // those that came with sub-models
     if (scope_.has_refused_size) ThrowFaults();
     if (round > 1 && scope_.resized_arrays == before) return;
     // What the round before found, this one finds again where it still holds: elements exist now that did not then.
@@ -95,9 +103,9 @@ void Flowsheet::SizeAndAssign(const std::function<void()>& give_values) {
       const CurrentGuard guard({&scope_, nullptr, nullptr, nullptr});
       give_values();
     }
-    for (Instance* instance : all) {
+    for (Instance* instance : Instances()) {
       const CurrentGuard guard({&scope_, instance, nullptr, nullptr});
-      auto* model = dynamic_cast<QV_ModelType*>(&instance->object());
+      QV_ModelType* const model = instance->model();
       const int status = model ? model->ExecuteAssignments(round, 0) : 0;
       if (TakeOutOfMemory() || status == kQvOutOfMemory)
         ThrowOutOfMemory(*instance, "its defaults were assigned");

@@ -53,6 +53,7 @@ class Flowsheet {
 
  private:
   void GiveComponents(Instance& instance);
+  void Size(Instance& instance);
 
   const ModelSource* library_;
   Scope scope_;

@@ -36,6 +36,11 @@ class Builder {
         Slot(slot).in_call = true;
       }
     }
+    std::vector<bool> seen(pattern_.slots.size(), false);
+    for (const int slot : pattern_.places) {
+      if (!seen[static_cast<size_t>(slot)]) pattern_.distinct.push_back(slot);
+      seen[static_cast<size_t>(slot)] = true;
+    }
   }
 
   // Where everything lies in an instance of the type, and what its choices were read from.

@@ -254,7 +254,7 @@ class Comparison {
 }  // namespace
 
 void ReadEquations(Instance& instance, InstanceRecord& record, Readings* readings) {
-  auto* model = dynamic_cast<QV_ModelType*>(&instance.object());
+  QV_ModelType* const model = instance.model();
   record.set_up.Clear();
   record.emission.Clear();
   record.result = 0;

@@ -160,14 +160,16 @@ void Run(Bytes bytes) {
   (void)libraries;
   Scope scope;
   const CurrentGuard guard({&scope, nullptr, nullptr, nullptr});
-  const auto& chosen = kProcedures[bytes.Byte() % std::size(kProcedures)];
 #if defined(FUZZ_PROPERTIES)
-  if (!chosen.properties) return;
+  constexpr bool kProperties = true;
 #else
-  if (chosen.properties) return;
+  constexpr bool kProperties = false;
 #endif
+  // The next one that is of this target's kind.
+  std::size_t chosen = bytes.Byte() % std::size(kProcedures);
+  while (kProcedures[chosen].properties != kProperties) chosen = (chosen + 1) % std::size(kProcedures);
   Call call(bytes);
-  chosen.make(call);
+  kProcedures[chosen].make(call);
 }
 
 }  // namespace

@@ -39,25 +39,32 @@ const CaseFile& Case() {
   return description;
 }
 
-// The readers of files want one: the same again each time, in memory where the system has such a place.
-class FileOfText {
+// The readers of files want one: one for each extension, written anew each time, in memory where the system has such a place.
+class Files {
  public:
-  explicit FileOfText(const std::string& text, const char* extension = ".csv") {
-    static const std::filesystem::path folder = std::filesystem::is_directory("/dev/shm")
-                                                    ? std::filesystem::path("/dev/shm")
-                                                    : std::filesystem::temp_directory_path();
-    static const std::string own = fmt::format("quiver_fuzz_{:08x}", std::random_device()());
-    path_ = folder / (own + extension);
-    std::ofstream(path_, std::ios::binary) << text;
+  Files() {
+    const std::filesystem::path memory = "/dev/shm";
+    folder_ = std::filesystem::is_directory(memory) ? memory : std::filesystem::temp_directory_path();
+    folder_ /= fmt::format("quiver_fuzz_{:08x}", std::random_device()());
+    std::filesystem::create_directory(folder_);
   }
-  FileOfText(const FileOfText&) = delete;
-  FileOfText& operator=(const FileOfText&) = delete;
-  ~FileOfText() { std::filesystem::remove(path_); }
-  const std::filesystem::path& path() const { return path_; }
+  Files(const Files&) = delete;
+  Files& operator=(const Files&) = delete;
+  ~Files() { std::filesystem::remove_all(folder_); }
+  std::filesystem::path With(const std::string& text, const char* name) const {
+    const std::filesystem::path path = folder_ / name;
+    std::ofstream(path, std::ios::binary) << text;
+    return path;
+  }
 
  private:
-  std::filesystem::path path_;
+  std::filesystem::path folder_;
 };
+
+std::filesystem::path FileOf(const std::string& text, const char* name) {
+  static const Files files;
+  return files.With(text, name);
+}
 
 void LookAt(const SweepPlan& plan) {
   (void)plan.Definition();
@@ -70,8 +77,7 @@ void LookAt(const SweepPlan& plan) {
 }
 
 void ReadSweepPoints(const std::string& text) {
-  const FileOfText file(text);
-  LookAt(SweepPlan(Case(), {.vary = {}, .table = file.path().string(), .sample = {}}, true));
+  LookAt(SweepPlan(Case(), {.vary = {}, .table = FileOf(text, "points.csv").string(), .sample = {}}, true));
 }
 
 void ReadVariationLine(const std::string& text) {
@@ -115,13 +121,12 @@ void ReadCells(const std::string& text) {
 }
 
 void ReadResult(const std::string& text) {
-  const FileOfText file(text, text.starts_with('{') ? ".jsonl" : ".csv");
-  (void)SweepPlots(ReadSweepTable(file.path()), {"PSV.P_DROP"});
+  const auto file = FileOf(text, text.starts_with('{') ? "result.jsonl" : "result.csv");
+  (void)SweepPlots(ReadSweepTable(file), {"PSV.P_DROP"});
 }
 
 void ReadJournal(const std::string& text) {
-  const FileOfText file(text, ".journal");
-  const Journal journal(file.path());
+  const Journal journal(FileOf(text, "sweep.journal"));
   for (long long chunk = 0; chunk < kLookedAt; ++chunk)
     if (journal.Has(chunk)) (void)journal.Text(chunk);
   (void)journal.header().Text();
@@ -136,7 +141,7 @@ void Read(char reader, const std::string& text) {
     case 'j':
       return ReadJournal(text);
     case 's':
-      return (void)ReadState(FileOfText(text, ".json").path());
+      return (void)ReadState(FileOf(text, "state.json"));
     case 'a':
       return (void)RealIn(ReadAssignment(text, "--fix").value, "bar");
     case 'v':

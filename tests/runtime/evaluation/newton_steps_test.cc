@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <limits>
 #include <stdexcept>
 
@@ -124,6 +125,16 @@ TEST(NewtonSteps, refuse_copies_whose_pivots_are_small_or_nothing) {
       EXPECT_EQ(x_new[static_cast<std::size_t>(copy * RepeatedUnits::kVariables + place)],
                 value(copy, place));
   EXPECT_NE(x_new[4 * RepeatedUnits::kVariables], value(4, 0));
+}
+
+// Of many copies, the program runs with pauses in which the next ones are fetched.
+TEST(NewtonSteps, give_the_bits_of_few_copies_to_many) {
+  const RepeatedUnits few(200), many(20000);
+  std::vector<int> refused;
+  const std::vector<double> of_few = few.After(few.Steps(kPivots), refused),
+                            of_many = many.After(many.Steps(kPivots), refused);
+  EXPECT_TRUE(refused.empty());
+  EXPECT_TRUE(std::equal(of_few.begin(), of_few.end(), of_many.begin()));
 }
 
 TEST(NewtonSteps, need_a_pivot_for_each_equation) {

@@ -110,13 +110,15 @@ void ExpectSame(const RandomSystem& system, const SystemEvaluator& evaluator, st
 
 TEST(SystemEvaluator, has_the_bits_of_single_equations) {
   int batched = 0, all = 0;
-  for (unsigned trial = 0; trial < 60; ++trial) {
+  for (unsigned trial = 0; trial < 120; ++trial) {
     RandomSystem system(trial, 1 + static_cast<int>(trial % 12));
     UseMachine(static_cast<Machine>(trial % 3));
     SystemEvaluator::Options options;
     options.threads = 1 + static_cast<int>(trial % 4);
     if (trial % 2) options.streamed_from_bytes = 0;
     if (trial % 5 == 0) options.least_copies = 1 << 30;
+    if (trial % 7 == 0) options.least_copies = 16;
+    options.runs_before_machine_code = trial < 60 ? 0 : trial % 8 - 1;  // at once, on the way, never
     SystemEvaluator evaluator(system.List(), options);
     ASSERT_EQ(evaluator.EquationCount(), static_cast<int>(system.shape_of.size()));
     std::vector<double> residuals(system.shape_of.size());

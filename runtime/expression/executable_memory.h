@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: Apache-2.0
+// Memory that holds code: written once, then executable and no longer writable.
+//
+//   std::unique_ptr<ExecutableMemory> code = ExecutableMemory::Holding(bytes);     // null where the system gives none
+//   auto function = reinterpret_cast<void (*)(double*)>(code->at(0));
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+
+namespace quiver {
+
+class ExecutableMemory {
+ public:
+  static std::unique_ptr<ExecutableMemory> Holding(std::span<const std::uint8_t> bytes);
+  ~ExecutableMemory();
+  ExecutableMemory(const ExecutableMemory&) = delete;
+  ExecutableMemory& operator=(const ExecutableMemory&) = delete;
+
+  const void* at(std::size_t offset) const { return static_cast<const std::uint8_t*>(memory_) + offset; }
+  std::size_t size() const { return size_; }
+
+ private:
+  ExecutableMemory(void* memory, std::size_t size) : memory_(memory), size_(size) {}
+
+  void* memory_;
+  std::size_t size_;
+};
+
+}  // namespace quiver
