@@ -140,6 +140,34 @@ TEST(SystemEvaluator, has_the_bits_of_single_equations) {
   EXPECT_LT(batched, all);
 }
 
+#ifdef QUIVER_WIDE_MACHINES
+// Whether the upper halves of vector registers hold anything; code for the baseline, the caller's own, then runs at half speed.
+bool HasWideState() {
+  unsigned low, high;
+  asm volatile("xgetbv" : "=a"(low), "=d"(high) : "c"(1));
+  return (low & 4) != 0;
+}
+
+TEST(SystemEvaluator, leaves_the_vector_registers_as_the_caller_needs_them) {
+  unsigned a, b, c, d;
+  asm volatile("cpuid" : "=a"(a), "=b"(b), "=c"(c), "=d"(d) : "a"(0xD), "c"(1));
+  const bool can_tell = (a & 4) != 0 && WidestMachine() != Machine::kBaseline;
+  if (can_tell) asm volatile("vzeroupper" ::: "memory");
+  if (!can_tell || HasWideState()) GTEST_SKIP() << "This machine does not tell.";
+  for (const int runs_before_machine_code : {-1, 0}) {
+    for (unsigned seed = 0; seed < 8; ++seed) {
+      RandomSystem system(seed, 6);
+      SystemEvaluator evaluator(system.List(), {.runs_before_machine_code = runs_before_machine_code});
+      std::vector<double> residuals(system.shape_of.size());
+      std::vector<double> entries(static_cast<std::size_t>(evaluator.EntryCount()));
+      const std::vector<double> x = system.Point(0.2, 3);
+      evaluator.Evaluate(x.data(), residuals.data(), entries.data());
+      EXPECT_FALSE(HasWideState());
+    }
+  }
+}
+#endif
+
 // Copies over variables in order need no list: what the evaluator keeps does not grow with their number.
 TEST(SystemEvaluator, regular_copies_cost_no_memory) {
   const auto bytes = [](int copies) {
