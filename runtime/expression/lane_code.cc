@@ -8,6 +8,7 @@
 #include "runtime/expression/segment_writer.h"
 
 namespace quiver {
+#ifdef QUIVER_WIDE_MACHINES
 namespace {
 
 // Which steps' results must be in memory behind their piece of code: those that other pieces, rows or outputs read.
@@ -44,7 +45,6 @@ std::vector<char> KeptSteps(const Program& program, std::span<const char> is_nat
 }  // namespace
 
 std::shared_ptr<const LaneCode> LaneCode::Write(const Program& program) {
-#ifdef QUIVER_WIDE_MACHINES
   if (CurrentMachine() == Machine::kBaseline || program.turns.empty()) return nullptr;
   auto code = std::make_shared<LaneCode>();
   code->machine_ = CurrentMachine();
@@ -94,10 +94,9 @@ std::shared_ptr<const LaneCode> LaneCode::Write(const Program& program) {
       piece.function = reinterpret_cast<Function>(const_cast<void*>(code->memory_->at(starts[p])));
   }
   return code;
-#else
-  (void)program;
-  return nullptr;
-#endif
 }
+#else
+std::shared_ptr<const LaneCode> LaneCode::Write(const Program&) { return nullptr; }
+#endif
 
 }  // namespace quiver

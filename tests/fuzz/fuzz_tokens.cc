@@ -13,6 +13,8 @@
 
 #include "runtime/expression/evaluator.h"
 #include "runtime/expression/infix.h"
+#include "runtime/expression/lane_code.h"
+#include "runtime/expression/machine.h"
 #include "runtime/expression/shape.h"
 #include "runtime/expression/stream_check.h"
 #include "runtime/expression/undefined.h"
@@ -47,6 +49,37 @@ std::vector<Token> ReadTokens(Bytes& bytes, std::deque<std::string>& texts) {
 
 std::string NameOf(int place) { return fmt::format("X{}", place); }
 
+// The same on every kind of machine that the build knows, interpreted and as machine code.
+void RunMachines(const Shape& shape, const std::vector<int>& gathers, const std::vector<double>& x,
+                 const std::vector<double>& values, const std::vector<double>& gradients) {
+  const auto variables = static_cast<std::size_t>(shape.variable_count);
+  std::vector<Lanes> block(variables);
+  std::vector<const double*> rows;
+  for (std::size_t k = 0; k < variables; ++k) {
+    Gather(x.data(), gathers.data() + k, shape.variable_count, kInstances, block[k].lane);
+    rows.push_back(block[k].lane);
+  }
+  const Machine widest = WidestMachine();
+  for (const Machine machine : {Machine::kBaseline, Machine::kAvx2, Machine::kAvx512}) {
+    if (machine > widest) break;
+    UseMachine(machine);
+    Program program = shape.programs->gradient;
+    for (const bool coded : {false, true}) {
+      if (coded) program.machine_code = LaneCode::Write(program);
+      if (coded ? !program.machine_code : machine == widest) continue;  // there is none; done already
+      LaneEvaluator evaluator;
+      evaluator.Run(program, shape.constants, rows, kInstances);
+      for (std::size_t i = 0; i < kInstances; ++i) {
+        Promise(SameNumber(evaluator.output(0)[i], values[i]), "a value differs between machines");
+        for (std::size_t k = 0; k < variables; ++k)
+          Promise(SameNumber(evaluator.output(static_cast<int>(k) + 1)[i], gradients[i * variables + k]),
+                  "a derivative differs between machines");
+      }
+    }
+  }
+  UseMachine(widest);
+}
+
 void EvaluateEquation(const Shape& shape, const std::vector<int>& gather, const std::vector<double>& x) {
   const auto variables = static_cast<std::size_t>(shape.variable_count);
   Evaluator evaluator;
@@ -68,6 +101,7 @@ void EvaluateEquation(const Shape& shape, const std::vector<int>& gather, const 
       Promise(SameNumber(gradient[k], gradients[i * variables + k]), "a derivative in a lane differs");
   }
   (void)shape.IsLinear();
+  RunMachines(shape, gathers, x, gradient_values, gradients);
 }
 
 void EvaluateCondition(const Shape& shape, const std::vector<int>& gather, const std::vector<double>& x) {
