@@ -59,7 +59,7 @@ void LaneBlockNewton::Solve(PartEvaluator& evaluator, std::span<const int> equat
     PartRow& unknown = values_[static_cast<std::size_t>(places[j])];
     start_[j] = unknown;
     for (int i = 0; i < count_; ++i) {
-      const double lower = bounds[j].lower.lane[i], upper = bounds[j].upper.lane[i];
+      const double lower = BoundsOf(j).lower.lane[i], upper = BoundsOf(j).upper.lane[i];
       if (skip[i] || lower > upper) lanes_[i].outcome = kGivenBack;
       unknown.lane[i] = std::min(std::max(unknown.lane[i], lower), upper);
     }
@@ -103,7 +103,7 @@ void LaneBlockNewton::Evaluate() {
       const double* const x = values_[static_cast<std::size_t>(of.place)].lane;
       if (of.entry >= 0) {
         entries_[static_cast<std::size_t>(of.entry)] = slopes_[k];
-        const double* const scale = bounds_[static_cast<std::size_t>(of.unknown)].scale.lane;
+        const double* const scale = BoundsOf(static_cast<std::size_t>(of.unknown)).scale.lane;
         for (int i = 0; i < count_; ++i)
           terms.lane[i] += std::abs(slope[i]) * std::max(std::abs(x[i]), scale[i]);
       } else {
@@ -195,7 +195,7 @@ bool LaneBlockNewton::GoTo(int i, const std::vector<PartRow>& step) {
   bool stays_inside = true;
   for (std::size_t j = 0; j < places_.size(); ++j) {
     const double value = values_[static_cast<std::size_t>(places_[j])].lane[i];
-    stays_inside = stays_inside && value >= bounds_[j].lower.lane[i] && value <= bounds_[j].upper.lane[i];
+    stays_inside = stays_inside && value >= BoundsOf(j).lower.lane[i] && value <= BoundsOf(j).upper.lane[i];
   }
   if (moves && stays_inside) return true;
   for (std::size_t j = 0; j < places_.size(); ++j)
@@ -213,7 +213,7 @@ void LaneBlockNewton::TakeSteps() {
     for (int i = 0; i < count_; ++i)
       if (takes(i))
         magnitude_[j].lane[i] = std::max(std::abs(values_[static_cast<std::size_t>(places_[j])].lane[i]),
-                                         bounds_[j].scale.lane[i]);
+                                         BoundsOf(j).scale.lane[i]);
   for (std::size_t e = 0; e < residuals_.size(); ++e) {
     for (int i = 0; i < count_; ++i) {
       if (!takes(i)) continue;

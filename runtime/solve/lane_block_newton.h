@@ -43,7 +43,7 @@ class LaneBlockNewton {
   };
 
   explicit LaneBlockNewton(const PartLayout& layout) : layout_(layout) {}
-  // Lanes 0 to lanes - 1, but for those with skip[i] != 0. `bounds`: by unknown.
+  // Lanes 0 to lanes - 1, but for those with skip[i] != 0. `bounds`: by place.
   void Solve(PartEvaluator& evaluator, std::span<const int> equations, std::span<const int> places,
              std::span<const LaneNewton::Bounds> bounds, const SolveOptions& options,
              std::span<PartRow> values, int lanes, const unsigned char* skip);
@@ -56,6 +56,9 @@ class LaneBlockNewton {
     int unknown;  // of the block, or -1
   };
 
+  const LaneNewton::Bounds& BoundsOf(std::size_t unknown) const {
+    return bounds_[static_cast<std::size_t>(places_[unknown])];
+  }
   void LayOut(std::span<const int> equations, std::span<const int> places);
   void Evaluate();
   void Proceed(int lane);

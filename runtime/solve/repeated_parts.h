@@ -55,7 +55,7 @@ class RepeatedParts {
   virtual int PartCount(int group) const = 0;
   // The problem's numbers.
   virtual int EquationOf(int group, int part, int equation) const = 0;
-  virtual int VariableOf(int group, int part, int place) const = 0;
+  virtual void VariablesOf(int group, int part, std::span<int> variables) const = 0;  // by place
   // Equations outside all groups.
   virtual const std::vector<int>& Rest() const = 0;
   virtual std::unique_ptr<PartEvaluator> MakeEvaluator(int group) = 0;

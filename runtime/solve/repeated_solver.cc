@@ -142,7 +142,9 @@ class GroupWorker {
         evaluator_(parts.MakeEvaluator(group)),
         newton_(layout_),
         block_newton_(layout_),
-        values_(static_cast<std::size_t>(layout_.Variables())) {}
+        values_(static_cast<std::size_t>(layout_.Variables())),
+        bounds_(values_.size()),
+        numbers_(values_.size() * kPartLanes) {}
 
   void Run(int first, int count) {
     first_ = first;
@@ -150,12 +152,9 @@ class GroupWorker {
     int list[kPartLanes];
     for (int i = 0; i < count; ++i) list[i] = first + i;
     evaluator_->Take({list, static_cast<std::size_t>(count)});
-    for (int place = 0; place < layout_.Variables(); ++place) {
-      for (int i = 0; i < count; ++i) Value(place, i) = x_[Variable(i, place)];
-      // Lanes behind the last part are computed with: not with anything odd.
-      std::fill(&Value(place, count - 1) + 1, values_[static_cast<std::size_t>(place)].lane + kPartLanes,
-                Value(place, count - 1));
-    }
+    for (int i = 0; i < count; ++i) TakePart(i);
+    // Lanes behind the last part are computed with: not with anything odd.
+    for (PartRow& row : values_) std::fill(row.lane + count, row.lane + kPartLanes, row.lane[count - 1]);
     std::fill_n(failed_, kPartLanes, 0);
     unknown_still_.clear();
     for (int block = 0; block < blocks_.Count(); ++block) SolveBlock(block);
@@ -167,8 +166,23 @@ class GroupWorker {
 
  private:
   double& Value(int place, int lane) { return values_[static_cast<std::size_t>(place)].lane[lane]; }
+  // Part by part, since a part's variables lie together in memory.
+  void TakePart(int lane) {
+    const std::span<int> numbers =
+        std::span(numbers_).subspan(static_cast<std::size_t>(lane) * values_.size(), values_.size());
+    parts_.VariablesOf(group_, first_ + lane, numbers);
+    for (std::size_t place = 0; place < numbers.size(); ++place) {
+      const int variable = numbers[place];
+      values_[place].lane[lane] = x_[static_cast<std::size_t>(variable)];
+      if (!layout_.is_free[place]) continue;
+      bounds_[place].lower.lane[lane] = ordinary_.problem.Lower(variable);
+      bounds_[place].upper.lane[lane] = ordinary_.problem.Upper(variable);
+      bounds_[place].scale.lane[lane] = ordinary_.problem.Scale(variable);
+    }
+  }
   std::size_t Variable(int lane, int place) const {
-    return static_cast<std::size_t>(parts_.VariableOf(group_, first_ + lane, place));
+    return static_cast<std::size_t>(
+        numbers_[static_cast<std::size_t>(lane) * values_.size() + static_cast<std::size_t>(place)]);
   }
   int Equation(int lane, int equation) const { return parts_.EquationOf(group_, first_ + lane, equation); }
   void Scatter(int lane) {
@@ -182,24 +196,10 @@ class GroupWorker {
       for (int i = 0; i < lanes_; ++i) SolveAlone(block, i);
       return;
     }
-    ReadBounds(block);
     if (blocks_.Size(block) == 1)
       SolveSingle(block);
     else
       SolveSeveral(block);
-  }
-
-  void ReadBounds(int block) {
-    const std::span<const int> places = blocks_.Columns(block);
-    if (bounds_.size() < places.size()) bounds_.resize(places.size());
-    for (std::size_t j = 0; j < places.size(); ++j) {
-      for (int i = 0; i < lanes_; ++i) {
-        const auto variable = static_cast<int>(Variable(i, places[j]));
-        bounds_[j].lower.lane[i] = ordinary_.problem.Lower(variable);
-        bounds_[j].upper.lane[i] = ordinary_.problem.Upper(variable);
-        bounds_[j].scale.lane[i] = ordinary_.problem.Scale(variable);
-      }
-    }
   }
 
   // Alternatives of coupled equations are the ordinary solver's business, as are blocks that want a careful order.
@@ -213,15 +213,16 @@ class GroupWorker {
 
   void SolveSingle(int block) {
     const int equation = blocks_.Rows(block)[0], place = blocks_.Columns(block)[0];
+    const LaneNewton::Bounds& bounds = bounds_[static_cast<std::size_t>(place)];
     const PartRow start = values_[static_cast<std::size_t>(place)];
-    newton_.Solve(*evaluator_, equation, place, bounds_[0], options_, values_, lanes_, failed_);
+    newton_.Solve(*evaluator_, equation, place, bounds, options_, values_, lanes_, failed_);
     for (int i = 0; i < lanes_; ++i) {
       const LaneNewton::LaneState& lane = newton_.Lane(i);
       if (lane.outcome != LaneNewton::kConverged) {
         SolveAlone(block, i);
         continue;
       }
-      NoteMoved(place, i, start.lane[i], bounds_[0]);
+      NoteMoved(place, i, start.lane[i]);
       tally_.iterations += lane.iterations;
       tally_.evaluations += lane.evaluations;
       tally_.Note(lane.now.scaled, Equation(i, equation), static_cast<int>(Variable(i, place)));
@@ -239,7 +240,7 @@ class GroupWorker {
         SolveAlone(block, i);
         continue;
       }
-      for (std::size_t j = 0; j < places.size(); ++j) NoteMoved(places[j], i, starts[j].lane[i], bounds_[j]);
+      for (std::size_t j = 0; j < places.size(); ++j) NoteMoved(places[j], i, starts[j].lane[i]);
       tally_.iterations += lane.iterations;
       tally_.evaluations += lane.evaluations;
       const int worst = equations[static_cast<std::size_t>(lane.worst_equation)];
@@ -250,7 +251,8 @@ class GroupWorker {
     }
   }
 
-  void NoteMoved(int place, int i, double start, const LaneNewton::Bounds& bounds) {
+  void NoteMoved(int place, int i, double start) {
+    const LaneNewton::Bounds& bounds = bounds_[static_cast<std::size_t>(place)];
     if (start < bounds.lower.lane[i] || start > bounds.upper.lane[i])
       tally_.moved_into_bounds.push_back(static_cast<int>(Variable(i, place)));
   }
@@ -313,7 +315,8 @@ class GroupWorker {
   LaneNewton newton_;
   LaneBlockNewton block_newton_;
   std::vector<PartRow> values_;             // by place
-  std::vector<LaneNewton::Bounds> bounds_;  // by unknown of the block at hand
+  std::vector<LaneNewton::Bounds> bounds_;  // by place, of those that are free
+  std::vector<int> numbers_;                // of the problem's variables, by lane and place
   int first_ = 0, lanes_ = 0;
   unsigned char failed_[kPartLanes] = {};  // lanes in which a block failed
   std::vector<Missing> unknown_still_;

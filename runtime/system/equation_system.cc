@@ -122,8 +122,10 @@ void EquationSystem::MakeRoom() {
 
 void EquationSystem::LookAt(const UnitPattern& pattern, const std::vector<int>& numbers) {
   MakeRoom();
-  for (const int slot : pattern.distinct)
-    LookAt(numbers[static_cast<size_t>(slot)], pattern.slots[static_cast<size_t>(slot)]);
+  for (const int place : pattern.distinct) {
+    const auto slot = static_cast<size_t>(pattern.places[static_cast<size_t>(place)]);
+    LookAt(numbers[slot], pattern.slots[slot]);
+  }
   for (const UnitPattern::Equation& equation : pattern.equations)
     if (static_cast<size_t>(equation.row_count) > gradient_.size())
       gradient_.resize(static_cast<size_t>(equation.row_count));

@@ -37,9 +37,10 @@ class Builder {
       }
     }
     std::vector<bool> seen(pattern_.slots.size(), false);
-    for (const int slot : pattern_.places) {
-      if (!seen[static_cast<size_t>(slot)]) pattern_.distinct.push_back(slot);
-      seen[static_cast<size_t>(slot)] = true;
+    for (size_t k = 0; k < pattern_.places.size(); ++k) {
+      const auto slot = static_cast<size_t>(pattern_.places[k]);
+      if (!seen[slot]) pattern_.distinct.push_back(static_cast<int>(k));
+      seen[slot] = true;
     }
   }
 

@@ -75,8 +75,10 @@ void UnitEvaluator::Evaluate(int index, std::span<const PartRow> values, int fir
   Choice* const choice = choice_at < 0 ? nullptr : &choices_[static_cast<size_t>(choice_at)];
   if (choice) Decide(member, equation, values, *choice);
 
-  std::fill_n(is_good, lanes, 0);
-  for (PartRow& row : slopes) std::fill_n(row.lane, lanes, 0.0);
+  std::fill_n(is_good + first, count, 0);
+  const bool adds_up = choice || member.pattern->alternatives[static_cast<size_t>(equation.first)].call >= 0;
+  for (PartRow& row : slopes)
+    if (adds_up) std::fill_n(row.lane + first, count, 0.0);
   for (int a = 0; a < equation.alternative_count; ++a) {
     const auto is_chosen = [&](size_t i) { return !choice || choice->lane[i] == a; };
     bool any = false;
@@ -102,6 +104,10 @@ void UnitEvaluator::Evaluate(int index, std::span<const PartRow> values, int fir
           alternative.columns < 0 ? k : member.pattern->columns[static_cast<size_t>(alternative.columns + k)];
       double* const to = slopes[static_cast<size_t>(column)].lane;
       const double* const from = evaluator_.output(1 + k);
+      if (!choice) {
+        std::copy_n(from, lanes, to);
+        continue;
+      }
       for (size_t i = 0; i < lanes; ++i)
         if (is_chosen(i)) to[i] = from[i];
     }
@@ -120,6 +126,13 @@ bool UnitEvaluator::Call(size_t m, const UnitPattern::Alternative& alternative, 
   const Unit& unit = repeats_.UnitOf(group_, parts_[static_cast<size_t>(lane)], static_cast<int>(m));
   const int* const numbers = repeats_.units_.PlacesOf(unit, call.places);
   const int count = call.inputs + call.outputs;
+
+  // The holders of the next part, which is asked next, lie elsewhere.
+  if (static_cast<size_t>(lane) + 1 < parts_.size()) {
+    const Unit& next = repeats_.UnitOf(group_, parts_[static_cast<size_t>(lane) + 1], static_cast<int>(m));
+    const int* const places = repeats_.units_.PlacesOf(next, call.places);
+    for (int k = 0; k < count; ++k) __builtin_prefetch(repeats_.scope_.Holder(places[k]), 1);
+  }
 
   const std::lock_guard lock(repeats_.calling_[second]);
   holders_.resize(static_cast<size_t>(count));

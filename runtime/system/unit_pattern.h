@@ -68,7 +68,7 @@ class UnitPattern {
   std::vector<Call> calls;
   std::vector<Slot> slots;
   std::vector<int> places;    // slots
-  std::vector<int> distinct;  // the slots among them, each once, in the order in which they first appear
+  std::vector<int> distinct;  // in `places`: where each slot first stands
   std::vector<int> columns;
   std::vector<Finding> findings;
   int states = 0;

@@ -22,7 +22,7 @@ std::vector<int> FirstUnits(const UnitList& list, const std::vector<unsigned cha
   for (int u = 0; u < count; ++u) {
     const Unit& unit = list.units[static_cast<size_t>(u)];
     const int* const places = list.PlacesOf(unit, 0);
-    for (size_t k = 0; k < unit.pattern->places.size(); ++k) {
+    for (const int k : unit.pattern->distinct) {
       const auto variable = static_cast<size_t>(places[k]);
       if (!is_free[variable]) continue;
       if (user[variable] < 0) user[variable] = u;
@@ -36,8 +36,8 @@ std::vector<int> FirstUnits(const UnitList& list, const std::vector<unsigned cha
   return first;
 }
 
-// What parts of a group have in common, as words: patterns, then for each of their places the part's own place of it,
-// with a bit that tells whether it is free.
+// What parts of a group have in common, as words: patterns, then for each of their distinct places the part's own place of
+// it, with a bit that tells whether it is free.
 class Description {
  public:
   explicit Description(size_t variables) : place_of_(variables, {-1, 0}) {}
@@ -51,7 +51,7 @@ class Description {
       const Unit& unit = list.units[static_cast<size_t>(u)];
       words_.push_back(reinterpret_cast<std::uintptr_t>(unit.pattern));
       const int* const numbers = list.PlacesOf(unit, 0);
-      for (size_t k = 0; k < unit.pattern->places.size(); ++k) {
+      for (const int k : unit.pattern->distinct) {
         auto& [turn, place] = place_of_[static_cast<size_t>(numbers[k])];
         if (turn != turn_) {
           turn = turn_;
@@ -131,13 +131,19 @@ UnitRepeats::UnitRepeats(UnitList& units, const ShapeStore& shapes, const Scope&
       member.pattern = reinterpret_cast<const UnitPattern*>(one.words[word++]);
       member.first_equation = group.layout.Equations();
       group.layout.rows.resize(group.layout.rows.size() + member.pattern->equations.size());
-      for (size_t k = 0; k < member.pattern->places.size(); ++k, ++word) {
+      std::vector<int> place_of_slot(member.pattern->slots.size());
+      for (const int k : member.pattern->distinct) {
         const auto place = static_cast<size_t>(one.words[word] >> 1);
-        member.place_of.push_back(static_cast<int>(place));
-        if (place < group.sources.size()) continue;
-        group.sources.push_back({static_cast<int>(m), static_cast<int>(k)});
-        group.layout.is_free.push_back(static_cast<char>(one.words[word] & 1));
+        place_of_slot[static_cast<size_t>(member.pattern->places[static_cast<size_t>(k)])] =
+            static_cast<int>(place);
+        if (place == group.sources.size()) {
+          group.sources.push_back({static_cast<int>(m), k});
+          group.layout.is_free.push_back(static_cast<char>(one.words[word] & 1));
+        }
+        ++word;
       }
+      for (const int slot : member.pattern->places)
+        member.place_of.push_back(place_of_slot[static_cast<size_t>(slot)]);
     }
     LayOut(group);
   }
@@ -172,6 +178,27 @@ int UnitRepeats::EquationOf(int group, int part, int equation) const {
   while (g.members[member].first_equation > equation) --member;
   return UnitOf(g, part, static_cast<int>(member)).first_equation + equation -
          g.members[member].first_equation;
+}
+
+void UnitRepeats::VariablesOf(int group, int part, std::span<int> variables) const {
+  const Group& g = At(group);
+  int member = -1;
+  const int* numbers = nullptr;
+  for (size_t place = 0; place < g.sources.size(); ++place) {
+    const Group::Source& source = g.sources[place];
+    if (source.member != member) numbers = units_.PlacesOf(UnitOf(g, part, source.member), 0);
+    member = source.member;
+    variables[place] = numbers[source.place];
+  }
+  // Whoever asks for a part's bounds now is going to ask for the next part's: their properties lie elsewhere.
+  if (part + 1 == PartCount(group)) return;
+  member = -1;
+  for (size_t place = 0; place < g.sources.size(); ++place) {
+    const Group::Source& source = g.sources[place];
+    if (source.member != member) numbers = units_.PlacesOf(UnitOf(g, part + 1, source.member), 0);
+    member = source.member;
+    if (g.layout.is_free[place]) __builtin_prefetch(scope_.Holder(numbers[source.place]));
+  }
 }
 
 std::unique_ptr<PartEvaluator> UnitRepeats::MakeEvaluator(int group) {

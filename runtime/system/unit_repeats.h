@@ -28,10 +28,7 @@ class UnitRepeats final : public RepeatedParts {
     return static_cast<int>(At(group).units.size() / At(group).members.size());
   }
   int EquationOf(int group, int part, int equation) const override;
-  int VariableOf(int group, int part, int place) const override {
-    const Group::Source& source = At(group).sources[static_cast<size_t>(place)];
-    return *units_.PlacesOf(UnitOf(At(group), part, source.member), source.place);
-  }
+  void VariablesOf(int group, int part, std::span<int> variables) const override;
   const std::vector<int>& Rest() const override { return rest_; }
   std::unique_ptr<PartEvaluator> MakeEvaluator(int group) override;
 
