@@ -9,6 +9,7 @@
 #include "runtime/expression/segment_writer.h"
 
 namespace quiver {
+#ifdef QUIVER_WIDE_MACHINES
 namespace {
 
 constexpr std::int32_t kNumber = sizeof(double);
@@ -132,6 +133,7 @@ class TapeWriter {
 };
 
 }  // namespace
+#endif
 
 bool TapeCode::IsForCurrentMachine() { return CurrentMachine() != Machine::kBaseline; }
 
