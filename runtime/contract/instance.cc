@@ -294,15 +294,17 @@ std::vector<Instance*> SubInstances(const Instance& instance) {
   std::vector<Instance*> all;
   for (const int i : instance.type().models()) {
     QV_Type* object = instance.Object(i);
-    if (auto* sub = dynamic_cast<QV_Container*>(object)) {
+    const Held held = instance.type().properties[static_cast<size_t>(i)].held;
+    if (held == Held::kArrayOfModels) {
+      const ArrayStorage* storage = HostAccess::Storage(static_cast<QV_ArrayBase&>(*object));
+      if (!storage) continue;
+      for (QV_Type* element : storage->elements)
+        if (Instance* child = HostAccess::InstanceOf(static_cast<QV_Container&>(*element)))
+          all.push_back(child);
+    } else if (auto* sub = held == Held::kModel ? static_cast<QV_Container*>(object)
+                                                : dynamic_cast<QV_Container*>(object)) {
       if (Instance* child = HostAccess::InstanceOf(*sub); child && child->parent == &instance)
         all.push_back(child);
-    } else if (auto* array = dynamic_cast<QV_ArrayBase*>(object)) {
-      for (long long e = 0; e < array->Count(); ++e) {
-        auto* element = dynamic_cast<QV_Container*>(&array->At(e));
-        if (!element) break;
-        if (Instance* child = HostAccess::InstanceOf(*element)) all.push_back(child);
-      }
     }
   }
   return all;

@@ -40,32 +40,29 @@ std::vector<int> FirstUnits(const UnitList& list, const std::vector<unsigned cha
 // it, with a bit that tells whether it is free.
 class Description {
  public:
-  explicit Description(size_t variables) : place_of_(variables, {-1, 0}) {}
+  explicit Description(size_t variables) : mark_(variables, -1) {}
 
   const std::vector<std::uint64_t>& Of(const UnitList& list, std::span<const int> units,
                                        const std::vector<unsigned char>& is_free) {
     words_.clear();
-    ++turn_;
-    int places = 0;
+    const int first = next_;
     for (const int u : units) {
       const Unit& unit = list.units[static_cast<size_t>(u)];
       words_.push_back(reinterpret_cast<std::uintptr_t>(unit.pattern));
       const int* const numbers = list.PlacesOf(unit, 0);
       for (const int k : unit.pattern->distinct) {
-        auto& [turn, place] = place_of_[static_cast<size_t>(numbers[k])];
-        if (turn != turn_) {
-          turn = turn_;
-          place = places++;
-        }
-        words_.push_back(static_cast<std::uint64_t>(place) << 1 | is_free[static_cast<size_t>(numbers[k])]);
+        const auto variable = static_cast<size_t>(numbers[k]);
+        int& mark = mark_[variable];
+        if (mark < first) mark = next_++;  // not yet seen in this part
+        words_.push_back(static_cast<std::uint64_t>(mark - first) << 1 | is_free[variable]);
       }
     }
     return words_;
   }
 
  private:
-  std::vector<std::pair<int, int>> place_of_;  // turn, place
-  int turn_ = 0;
+  std::vector<int> mark_;  // by variable: its place in the part that named it last, counted on over all parts
+  int next_ = 0;
   std::vector<std::uint64_t> words_;
 };
 
