@@ -65,6 +65,7 @@ void LaneNewton::Run(int first, int count) {
     unknown.lane[i] = Clamp(lane.start, bounds_->lower.lane[i], bounds_->upper.lane[i]);
     any = true;
   }
+  went_back_ = false;
   while (any) {
     Evaluate(first, count);
     any = false;
@@ -75,7 +76,7 @@ void LaneNewton::Run(int first, int count) {
     }
   }
   // Where a lane went back to a better point, its alternatives are those of that point.
-  if (layout_.has_alternatives[static_cast<std::size_t>(equation_)]) Evaluate(first, count);
+  if (went_back_ && layout_.has_alternatives[static_cast<std::size_t>(equation_)]) Evaluate(first, count);
 }
 
 // Residuals, slopes, and the magnitudes of the equations' terms, as BlockSystem has them.
@@ -144,6 +145,7 @@ bool LaneNewton::Proceed(LaneState& lane, int i, bool good) {
     case LaneState::kPolish:
       if (size > std::abs(lane.now.f)) {  // back to the better point
         ++lane.evaluations;
+        went_back_ = true;
         values_[static_cast<std::size_t>(place_)].lane[i] = lane.now.x;
         return Converge(lane);
       }

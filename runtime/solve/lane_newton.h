@@ -72,6 +72,7 @@ class LaneNewton {
   std::vector<PartRow> slopes_;
   std::size_t own_ = 0;  // the unknown's place in the row
   unsigned char is_good_[kPartLanes];
+  bool went_back_ = false;  // some lane, to a point before its last one
   LaneState lanes_[kPartLanes];
 };
 
