@@ -136,25 +136,26 @@ void Batch::RunPart(const Part& part, int first, int lanes, const double* x, dou
   const Program& program = entries ? part.gradients : part.values;
   scratch.evaluator.Start(program, part.constants, scratch.inputs, lanes, {.time = time});
   const int next = first + lanes, turns = static_cast<int>(program.turns.size());
+  scratch.outputs.resize(program.outputs.size());
+  for (std::size_t k = 0; k < program.outputs.size(); ++k)
+    scratch.outputs[k] = scratch.evaluator.output(static_cast<int>(k));
   int begin = 0;
   for (std::size_t turn = 0; turn < program.turns.size(); ++turn) {
     scratch.evaluator.RunTurn(static_cast<int>(turn));
-    part.inputs.Prefetch(x, next + next_lanes * static_cast<int>(turn) / turns,
-                         next + next_lanes * static_cast<int>(turn + 1) / turns);
-    const int end = program.turns[turn].outputs_end;
-    scratch.outputs.clear();
-    for (int k = begin; k < end; ++k) scratch.outputs.push_back(scratch.evaluator.output(k));
-    begin = end;
+    if (next_lanes > 0)
+      part.inputs.Prefetch(x, next + next_lanes * static_cast<int>(turn) / turns,
+                           next + next_lanes * static_cast<int>(turn + 1) / turns);
     const Results& results = part.results[turn];
-    const double* const* const slopes = scratch.outputs.data() + results.members;
+    const double* const* const values = scratch.outputs.data() + begin;
+    const double* const* const slopes = values + results.members;
+    begin = program.turns[turn].outputs_end;
     if (rows_.list.empty()) {
-      ScatterRows(scratch.outputs.data(), results.members, lanes, residuals + results.first_member,
-                  equations_per_copy_);
+      ScatterRows(values, results.members, lanes, residuals + results.first_member, equations_per_copy_);
       if (entries)
         ScatterRows(slopes, results.entries, lanes, entries + results.first_entry, entries_per_copy_,
                     part.signs.data() + (results.first_entry - part.results[0].first_entry));
     } else {
-      if (results.members) Scatter(scratch.outputs[0], rows_.list.data() + first, 1, lanes, residuals);
+      if (results.members) Scatter(values[0], rows_.list.data() + first, 1, lanes, residuals);
       for (int k = 0; entries && k < results.entries; ++k)
         Scatter(slopes[k], entries_.list.data() + first, 1, lanes, entries + results.first_entry + k);
     }
