@@ -151,6 +151,36 @@ TEST(Structures, AreSharedBuiltAndDriven) {
               ElementsAre("X", "CHEMISTRY.RATE(P)", "CHEMISTRY.ORDER"));
 }
 
+// A structure that comes with a sub-model, while arrays are sized, is sized before its own assignments, too.
+struct QV_INVENTORY : QV_GENERICSTRUCTURE {
+  STRUCTURE_TEXT(INVENTORY)
+  ARRAY(QV_CONSTANT, SHARE, OVER(ComponentList))
+  long long at_first_assignments = -1;
+  void Assignments(Assigner& set) {
+    if (at_first_assignments < 0) at_first_assignments = SHARE.Count();
+    set(SHARE, 1.0);
+  }
+};
+struct QV_BIN : QV_GENERICMODEL {
+  MODEL_TEXT(BIN)
+  STRUCTURE_REFERENCE(QV_INVENTORY, STOCK)
+};
+struct QV_STORE : QV_GENERICMODEL {
+  MODEL_TEXT(STORE)
+  SET(QV_INTEGERSET, PLACES)
+  ARRAY(QV_BIN, BINS, OVER(PLACES))
+  void Assignments(Assigner& set) { set.range(PLACES, 2); }
+};
+TEST(Structures, ThatComeWithSubModelsAreSizedFirst) {
+  TestSheet sheet;
+  sheet.sheet.SetComponents({"water", "nitrogen"});
+  auto& store = sheet.Add<QV_STORE>("s");
+  sheet.Size();
+  ASSERT_EQ(store.BINS.Count(), 2);
+  EXPECT_EQ(&*store.BINS(1).STOCK, &*store.BINS(2).STOCK);
+  EXPECT_EQ((*store.BINS(1).STOCK).at_first_assignments, 2);
+}
+
 // A reference whose name stands for something else in the owner must not be read as what it is not.
 struct QV_WRONG_PART : QV_GENERICMODEL {
   MODEL_TEXT(WRONG_PART)
