@@ -52,7 +52,7 @@ Instance& Flowsheet::AddBlock(const std::string& name, QV_ModelType* object) {
   const size_t structures = scope_.structures.size();
   Instance& instance = ConstructInstance(scope_, *object, nullptr, name.c_str());
   blocks_.push_back(&instance);
-  by_name_[UpperCase(name)] = &instance;
+  by_name_.Add(instance);
   std::vector<Instance*> all;
   Collect(instance, all);
   for (size_t i = structures; i < scope_.structures.size(); ++i) Collect(*scope_.structures[i], all);
@@ -122,10 +122,7 @@ std::vector<Instance*> Flowsheet::Instances() const {
   return all;
 }
 
-Instance* Flowsheet::FindBlock(std::string_view name) const {
-  const auto found = by_name_.find(UpperCase(name));
-  return found == by_name_.end() ? nullptr : found->second;
-}
+Instance* Flowsheet::FindBlock(std::string_view name) const { return by_name_.Find(name); }
 
 void Flowsheet::ThrowFaults() const { scope_.ThrowFaults(); }
 

@@ -12,12 +12,12 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "runtime/contract/instance.h"
 #include "runtime/contract/scope.h"
 #include "runtime/plugin/model_library.h"
+#include "runtime/system/block_index.h"
 #include "runtime/system/records.h"
 
 namespace quiver {
@@ -58,10 +58,10 @@ class Flowsheet {
   const ModelSource* library_;
   Scope scope_;
   std::vector<std::string> components_;
-  std::unique_ptr<QV_Value> component_value_;           // the same as a value to assign
-  std::vector<QV_ModelType*> objects_;                  // one reference each
-  std::vector<Instance*> blocks_;                       // parallel to objects_
-  std::unordered_map<std::string, Instance*> by_name_;  // upper case
+  std::unique_ptr<QV_Value> component_value_;  // the same as a value to assign
+  std::vector<QV_ModelType*> objects_;         // one reference each
+  std::vector<Instance*> blocks_;              // parallel to objects_
+  BlockIndex by_name_;
 };
 
 }  // namespace quiver
