@@ -12,7 +12,8 @@ endfunction()
 quiver_join_sources(quiver_io runtime/io/quantity_text.cc runtime/io/units.cc)
 quiver_join_sources(quiver_properties runtime/properties/peng_robinson.cc runtime/properties/property_table.cc
                     runtime/properties/stability.cc)
-quiver_join_sources(quiver_solve runtime/solve/pseudo_transient.cc runtime/solve/trust_region.cc runtime/solve/homotopy.cc)
+quiver_join_sources(quiver_solve runtime/solve/newton.cc runtime/solve/pseudo_transient.cc runtime/solve/trust_region.cc
+                    runtime/solve/homotopy.cc)
 quiver_join_sources(quiver_evaluation runtime/evaluation/joint_inputs.cc)
 foreach(part structure linalg)
   quiver_join_sources(quiver_${part})

@@ -80,7 +80,7 @@ slice() {
   shift 4
   [ -x "$build/bin/fuzz_$target" ] || return 0
   present=1
-  run "$build" "$target" -max_total_time="$seconds" -runs=1500000 -timeout=60 "$@" || { found=1; tell "$build" "$target"; }
+  run "$build" "$target" -max_total_time="$seconds" -runs=1500000 -timeout=60 "$@" || [ "$stopped" ] || { found=1; tell "$build" "$target"; }
   echo "$target $name ${executed:-0} $spent" >>"$counts"
 }
 
