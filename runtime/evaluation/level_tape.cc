@@ -217,7 +217,7 @@ void LevelTape::RunTape(Tape& tape, const double* x, double time) {
   double* const variables = file + tape.first_variable;
   for (std::size_t k = 0; k < tape.variables.size(); ++k) variables[k] = x[tape.variables[k]];
   variables[tape.variables.size()] = time;
-  for (const Tape::Group& group : tape.groups) RunGroup(tape, group);
+  RunGroups(tape, 0, tape.groups.size());
 }
 
 void LevelTape::WriteConstantEntries(double* entries) const {

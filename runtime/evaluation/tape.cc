@@ -7,48 +7,49 @@
 
 namespace quiver {
 
-bool RunsOverRows(Operator op) {
-  switch (op) {
-    case Operator::kPower:
-    case Operator::kExponential:
-    case Operator::kNaturalLogarithm:
-      return true;
-    default:
-      return false;
+namespace {
+
+void RunOverRows(const Tape::Group& group, const int* const (&operands)[3], const double* file,
+                 double* target) {
+  for (int first = 0; first < group.count; first += kLanes) {
+    const int lanes = std::min(kLanes, group.count - first);
+    Lanes rows[3], result;
+    for (int k = 0; k < group.arity; ++k) Gather(file, operands[k] + first, 1, lanes, rows[k].lane);
+    RunOperation(group.op, result.lane, rows[0].lane, rows[1].lane, rows[2].lane, lanes);
+    std::copy_n(result.lane, lanes, target + first);
   }
 }
 
-void RunGroup(Tape& tape, const Tape::Group& group) {
+}  // namespace
+
+void RunGroups(Tape& tape, std::size_t first, std::size_t last) {
   double* const file = tape.file.data();
-  double* const target = file + group.target;
-  const int count = group.count, arity = group.arity;
-  const int* const a = tape.operands.data() + group.operands;
-  const int* const b = arity > 1 ? a + count : a;
-  const int* const c = arity > 2 ? b + count : a;
-  if (RunsOverRows(group.op)) {
-    for (int first = 0; first < count; first += kLanes) {
-      const int lanes = std::min(kLanes, count - first);
-      Lanes rows[3], result;
-      const int* const operand[] = {a + first, b + first, c + first};
-      for (int k = 0; k < arity; ++k) Gather(file, operand[k], 1, lanes, rows[k].lane);
-      RunOperation(group.op, result.lane, rows[0].lane, rows[1].lane, rows[2].lane, lanes);
-      std::copy_n(result.lane, lanes, target + first);
-    }
-    return;
-  }
-  switch (group.op) {
-#define QUIVER_GROUP(code, name, ...)                                                                     \
-  case Operator::k##name:                                                                                 \
-    for (int i = 0; i < count; ++i)                                                                       \
-      target[i] = Formula<Operator::k##name>::template Value<double>(file[a[i]], file[b[i]], file[c[i]]); \
+  const int* const operands = tape.operands.data();
+  const Tape::Group* const end = tape.groups.data() + last;
+  for (const Tape::Group* group = tape.groups.data() + first; group != end; ++group) {
+    const int count = group->count, arity = group->arity;
+    double* const target = file + group->target;
+    const int* const a = operands + group->operands;
+    const int* const b = arity > 1 ? a + count : a;
+    const int* const c = arity > 2 ? b + count : a;
+    switch (group->op) {
+#define QUIVER_GROUP(code, name, ...)                                                                       \
+  case Operator::k##name:                                                                                   \
+    if constexpr (RunsOverRows(Operator::k##name)) {                                                        \
+      RunOverRows(*group, {a, b, c}, file, target);                                                         \
+    } else {                                                                                                \
+      for (int i = 0; i < count; ++i)                                                                       \
+        target[i] = Formula<Operator::k##name>::template Value<double>(file[a[i]], file[b[i]], file[c[i]]); \
+    }                                                                                                       \
     break;
 #define OPERATOR QUIVER_GROUP
 #define CONDITION QUIVER_GROUP
 #define INTERNAL QUIVER_GROUP
 #include "runtime/expression/operators.def"
 #undef QUIVER_GROUP
-    default:
-      break;
+      default:
+        break;
+    }
   }
 }
 

@@ -2,7 +2,7 @@
 // A sequence of groups of like operations. Values lie in a file: constants, variables, the time, then results in the order in
 // which they are computed, so that each group writes one contiguous piece.
 //
-//   for (const Tape::Group& group : tape.groups) RunGroup(tape, group);
+//   RunGroups(tape, 0, tape.groups.size());
 #pragma once
 
 #include <cstddef>
@@ -39,8 +39,11 @@ struct Tape {
 };
 
 // Long operations run over rows, where they are vector code; short ones cost less than making rows.
-bool RunsOverRows(Operator op);
+constexpr bool RunsOverRows(Operator op) {
+  return op == Operator::kPower || op == Operator::kExponential || op == Operator::kNaturalLogarithm;
+}
 
-void RunGroup(Tape& tape, const Tape::Group& group);
+// Groups `first` to `last` - 1.
+void RunGroups(Tape& tape, std::size_t first, std::size_t last);
 
 }  // namespace quiver

@@ -193,7 +193,8 @@ void TapeCode::Run(Tape& tape, const double* x, double time, double* residuals, 
   file[tape.time()] = time;
   for (const Piece& piece : pieces_) {
     if (piece.function) piece.function(x, file, residuals, entries);
-    if (piece.group >= 0) RunGroup(tape, tape.groups[static_cast<std::size_t>(piece.group)]);
+    const auto group = static_cast<std::size_t>(piece.group);
+    if (piece.group >= 0) RunGroups(tape, group, group + 1);
   }
 }
 
