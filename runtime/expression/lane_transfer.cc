@@ -75,6 +75,7 @@ QUIVER_FOR_AVX2 void GatherRowsAvx2(const double* from, long long step, int lane
     if (even < count)
       for (int n = 0; n < 4; ++n) rows[even].lane[i + n] = instance[n][even];
   }
+  _mm256_zeroupper();
 }
 
 QUIVER_FOR_AVX2 void ScatterRowsAvx2(const double* const* rows, int count, int lanes, double* to,
@@ -97,8 +98,7 @@ QUIVER_FOR_AVX2 void ScatterRowsAvx2(const double* const* rows, int count, int l
       _mm_storeu_pd(to + step * (i + 1) + k, _mm_xor_pd(_mm_unpackhi_pd(a, b), sign));
     }
   }
-  // The compiler forgets it before calls in this file, and everything that follows, whosever it is, would run at half speed.
-  _mm256_zeroupper();
+  _mm256_zeroupper();  // see lanes.cc
   ScatterRowsPlain(rows + even, count - even, 0, pairs, to + even, step, signs ? signs + even : nullptr);
   ScatterRowsPlain(rows, count, pairs, lanes, to, step, signs);
 }

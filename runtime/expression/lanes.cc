@@ -211,19 +211,23 @@ struct Runners {
   RowRunner* row;
 };
 
-#define QUIVER_RUNNERS(machine, target, bytes)                                                             \
+// `leave`: clears the upper halves of registers, without which the caller's own code would run at half speed afterwards;
+// compilers do it only where they optimise, and not before every call.
+#define QUIVER_RUNNERS(machine, target, bytes, leave)                                                      \
   target [[gnu::noinline]] void RunRow##machine(Operator op, int fixed, double* to, const double* a,       \
                                                 const double* b, const double* c, int lanes) {             \
     RunRow(op, fixed, to, a, b, c, lanes);                                                                 \
+    leave;                                                                                                 \
   }                                                                                                        \
   target void RunSteps##machine(std::span<const Instruction> code, const double* const* rows, int lanes) { \
     RunSteps<bytes>(code, rows, lanes, RunRow##machine);                                                   \
+    leave;                                                                                                 \
   }                                                                                                        \
   constexpr Runners k##machine = {RunSteps##machine, RunRow##machine};
-QUIVER_RUNNERS(Baseline, , 16)
+QUIVER_RUNNERS(Baseline, , 16, )
 #ifdef QUIVER_WIDE_MACHINES
-QUIVER_RUNNERS(Avx2, QUIVER_FOR_AVX2, 32)
-QUIVER_RUNNERS(Avx512, QUIVER_FOR_AVX512, 64)
+QUIVER_RUNNERS(Avx2, QUIVER_FOR_AVX2, 32, __builtin_ia32_vzeroupper())
+QUIVER_RUNNERS(Avx512, QUIVER_FOR_AVX512, 64, __builtin_ia32_vzeroupper())
 #endif
 #undef QUIVER_RUNNERS
 
