@@ -17,13 +17,15 @@
 
 #include "host/routine.h"
 
-EXPORT void ZX40RM_splimit(double* values, long long* input_sizes, double* outputs,
-                                                           long long* output_sizes, long long* input_offsets,
-                                                           long long* output_offsets, long long* failure,
-                                                           long long* status, double* second_derivatives,
-                                                           long long* derivative_dimension, double* derivatives,
-                                                           long long* output_count, long long* input_count,
-                                                           long long* call_type) {
+/* Sanitizers are not to see it before the host does. */
+#ifdef __GNUC__
+__attribute__((no_sanitize("undefined")))
+#endif
+EXPORT void
+ZX40RM_splimit(double* values, long long* input_sizes, double* outputs, long long* output_sizes,
+               long long* input_offsets, long long* output_offsets, long long* failure, long long* status,
+               double* second_derivatives, long long* derivative_dimension, double* derivatives,
+               long long* output_count, long long* input_count, long long* call_type) {
   const double x = values[input_offsets[0]];
   double* const limited = outputs + output_offsets[0];
   volatile int* nowhere = 0;

@@ -99,8 +99,9 @@ TEST(Solve, StatesAreKeptAndResumedFrom) {
   const Answer again = Quiver({"solve", file, "--json", "--start-from", "good.json"}, scratch);
   ASSERT_EQ(again.status, 0) << again.err;
   EXPECT_LT(again.Document()["iterations"], first.Document()["iterations"]);
-  for (const auto& [name, value] : first.Document()["values"].items())
-    EXPECT_NEAR(again.Document()["values"][name].get<double>(), value.get<double>(),
+  const auto values = first.Document()["values"], values_again = again.Document()["values"];
+  for (const auto& [name, value] : values.items())
+    EXPECT_NEAR(values_again[name].get<double>(), value.get<double>(),
                 1e-7 * std::max(1.0, std::abs(value.get<double>())))
         << name;
 }
