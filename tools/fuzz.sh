@@ -85,6 +85,7 @@ slice() {
 }
 
 long_runs() {
+  [[ ${1:-} =~ ^[0-9]+$ ]] || { echo "--executions takes a number of inputs, then targets: ${all_targets[*]}" >&2; return 2; }
   local goal=$1 seconds=${SLICE:-60} target below=1 present found=0 stopped=
   shift
   mkdir -p build-fuzz

@@ -227,13 +227,16 @@ void LevelTape::WriteConstantEntries(double* entries) const {
 void LevelTape::WriteMachineCode() {
   const TapeCode::Rows rows{rows_, first_entry_, entry_to_, first_negated_};
   gradient_code_ = TapeCode::Write(gradients_, rows);
-  has_code_ = true;
+  if (gradient_code_ && values_) WriteValueCode();
 }
 
+void LevelTape::WriteValueCode() { value_code_ = TapeCode::Write(*values_, {rows_, first_entry_, {}, 0}); }
+
 void LevelTape::Run(const double* x, double time, double* residuals, double* entries) {
-  if (!entries && !values_) values_ = std::make_unique<Tape>(WithoutEntries(gradients_));
-  if (!entries && has_code_ && !value_code_)
-    value_code_ = TapeCode::Write(*values_, {rows_, first_entry_, {}, 0});
+  if (!entries && !values_) {
+    values_ = std::make_unique<Tape>(WithoutEntries(gradients_));
+    if (gradient_code_) WriteValueCode();
+  }
   Tape& tape = entries ? gradients_ : *values_;
   if (const TapeCode* const code = (entries ? gradient_code_ : value_code_).get();
       code && code->IsForCurrentMachine())

@@ -36,11 +36,11 @@ class LevelTape {
   static Tape Schedule(const FormulaBuilder& builder, std::span<const int> variables,
                        std::span<const int> residuals, std::span<const int> entries);
   static Tape WithoutEntries(const Tape& all);
+  void WriteValueCode();
   static void RunTape(Tape& tape, const double* x, double time);
 
   Tape gradients_;
   std::unique_ptr<Tape> values_;  // once residuals were asked for alone
-  bool has_code_ = false;
   std::unique_ptr<const TapeCode> gradient_code_, value_code_;
   std::vector<int> rows_;         // of the residuals
   std::vector<int> first_entry_;  // of the same equations

@@ -4,6 +4,7 @@
 #include <bit>
 #include <cassert>
 #include <cstdint>
+#include <optional>
 #include <unordered_map>
 #include <utility>
 
@@ -19,22 +20,18 @@ constexpr int kMask = 1, kOtherMask = 2;
 
 bool Commutes(Operator op) { return op == Operator::kAdd || op == Operator::kMultiply; }
 
-bool IsArithmetic(Operator op, Code::Operation& operation) {
+std::optional<Code::Operation> ArithmeticOf(Operator op) {
   switch (op) {
     case Operator::kAdd:
-      operation = Code::kAdd;
-      return true;
+      return Code::kAdd;
     case Operator::kSubtract:
-      operation = Code::kSubtract;
-      return true;
+      return Code::kSubtract;
     case Operator::kMultiply:
-      operation = Code::kMultiply;
-      return true;
+      return Code::kMultiply;
     case Operator::kDivide:
-      operation = Code::kDivide;
-      return true;
+      return Code::kDivide;
     default:
-      return false;
+      return std::nullopt;
   }
 }
 
@@ -42,10 +39,12 @@ bool IsArithmetic(Operator op, Code::Operation& operation) {
 
 bool SegmentWriter::Knows(Operator op) {
   switch (op) {
-    case Operator::kAdd:
-    case Operator::kSubtract:
-    case Operator::kMultiply:
-    case Operator::kDivide:
+    case Operator::kResidual:
+    case Operator::kNegate:
+    case Operator::kSquare:
+    case Operator::kSquareRoot:
+    case Operator::kAbsolute:
+    case Operator::kSign:
     case Operator::kMaximum:
     case Operator::kMinimum:
     case Operator::kTakesLarger:
@@ -53,15 +52,8 @@ bool SegmentWriter::Knows(Operator op) {
     case Operator::kPassIf:
     case Operator::kGuardedProduct:
       return true;
-    case Operator::kResidual:
-    case Operator::kNegate:
-    case Operator::kSquare:
-    case Operator::kSquareRoot:
-    case Operator::kAbsolute:
-    case Operator::kSign:
-      return true;
     default:
-      return false;
+      return ArithmeticOf(op).has_value();
   }
 }
 
@@ -108,9 +100,8 @@ void SegmentWriter::Write(std::span<const MachineStep> steps) {
     if (b >= 0 && Commutes(step.op) && stays_in_memory(a) && !stays_in_memory(b)) std::swap(a, b);
     const int first = Loaded(a);
     fixed_[static_cast<std::size_t>(first)] = 1;
-    Code::Operation operation = Code::kAdd;
-    const bool is_arithmetic = IsArithmetic(step.op, operation);
-    const bool reads_memory = b >= 0 && is_arithmetic && b != a && stays_in_memory(b);
+    const std::optional<Code::Operation> arithmetic = ArithmeticOf(step.op);
+    const bool reads_memory = arithmetic && b != a && stays_in_memory(b);
     const int second = b < 0 || reads_memory ? first : Loaded(b);
     fixed_[static_cast<std::size_t>(second)] = 1;
     for (const int operand : {a, b})
@@ -126,12 +117,12 @@ void SegmentWriter::Write(std::span<const MachineStep> steps) {
       const int to = FreeRegister();
       held_[static_cast<std::size_t>(to)] = target;
       number(target).reg = to;
-      if (!is_arithmetic) {
+      if (!arithmetic) {
         WriteStep(step.op, to, first, second);
       } else if (reads_memory) {
-        code_.Arithmetic(operation, to, first, home_of_(number(b).home));
+        code_.Arithmetic(*arithmetic, to, first, home_of_(number(b).home));
       } else {
-        code_.Arithmetic(operation, to, first, second);
+        code_.Arithmetic(*arithmetic, to, first, second);
       }
       WriteResults(step, to);
       if (step.is_kept) {

@@ -29,8 +29,8 @@ struct Address {
   std::int32_t offset = 0;  // bytes
   bool is_indexed = false;  // the loop's index is added
   bool is_single = false;   // one number for all lanes
-  std::int32_t pointer =
-      -1;  // if not negative: rax is first loaded with the pointer at rdi + pointer; base is rax
+  // If not negative, rax is first loaded with the pointer at rdi + pointer; the base is rax then.
+  std::int32_t pointer = -1;
 };
 
 class VectorAssembler {

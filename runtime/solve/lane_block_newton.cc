@@ -6,13 +6,9 @@
 #include <limits>
 
 #include "runtime/solve/solve_times.h"
+#include "runtime/solve/step_acceptance.h"
 
 namespace quiver {
-namespace {
-
-constexpr double kSufficientDecrease = 1e-4;  // as DampedNewton asks of a step
-
-}  // namespace
 
 void LaneBlockNewton::LayOut(std::span<const int> equations, std::span<const int> places) {
   const std::size_t n = equations.size();
@@ -142,11 +138,12 @@ void LaneBlockNewton::Judge(int i) {
   }
 }
 
-// DampedNewton's reasons to take a whole step: a smaller residual, or a much smaller step to come.
+// DampedNewton's reasons to take a whole step.
 bool LaneBlockNewton::IsWorthTaking(int i, double merit) const {
   const LaneState& lane = lanes_[i];
-  if (merit <= (1.0 - 2.0 * kSufficientDecrease) * lane.merit) return true;
-  return merit < 25.0 * lane.merit && SquaredNorm(correction_, i) <= 0.5625 * SquaredNorm(step_, i);
+  return HasDecreased(merit, lane.merit, 1.0) ||
+         (merit < kLargestRise * lane.merit &&
+          LeadsOn(std::sqrt(SquaredNorm(correction_, i)), std::sqrt(SquaredNorm(step_, i)), 1.0));
 }
 
 void LaneBlockNewton::Proceed(int i) {

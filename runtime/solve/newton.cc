@@ -10,11 +10,11 @@
 #include "runtime/solve/block_system.h"
 #include "runtime/solve/regularised_step.h"
 #include "runtime/solve/solve_times.h"
+#include "runtime/solve/step_acceptance.h"
 
 namespace quiver {
 namespace {
 
-constexpr double kSufficientDecrease = 1e-4;
 constexpr double kLeastShare = 1e-9;  // of a Newton step before another kind of step is tried
 constexpr int kMostSwitches = 30;     // in free iteration, before alternatives are held
 constexpr int kMostReturns = 2;       // to an assignment without progress, before alternatives are held
@@ -246,10 +246,10 @@ class Iteration {
         continue;
       }
       const double merit = TrialMerit();
-      if (merit <= (1.0 - 2.0 * kSufficientDecrease * share) * merit_) return true;
-      if (move == Move::kInside && merit < 25.0 * merit_) {
+      if (HasDecreased(merit, merit_, share)) return true;
+      if (move == Move::kInside && merit < kLargestRise * merit_) {
         solver_.Solve(correction_);
-        if (std::sqrt(SquaredNorm(correction_)) <= (1.0 - 0.25 * share) * step_norm) return true;
+        if (LeadsOn(std::sqrt(SquaredNorm(correction_)), step_norm, share)) return true;
       }
       // Minimum of the parabola through merit(0), its slope -2 merit(0), and merit(share).
       const double best = merit_ * share * share / (merit - merit_ + 2.0 * merit_ * share);

@@ -96,6 +96,9 @@ TEST(NewtonSteps, reach_the_zero_of_the_linearised_equations_and_then_the_soluti
       std::vector<int> refused;
       const std::vector<double> x_new = units.After(steps, refused);
       EXPECT_TRUE(refused.empty());
+      NewtonSteps machine_code = units.Steps(kPivots);
+      machine_code.WriteMachineCode();
+      EXPECT_EQ(units.After(machine_code, refused), x_new);
       for (int copy = 0; copy < count; ++copy)
         for (int equation = 0; equation < RepeatedUnits::kUnknowns; ++equation)
           ASSERT_NEAR(units.Linearised(copy, equation, x_new), 0, 1e-13) << copy << ' ' << equation;
