@@ -22,6 +22,11 @@ namespace quiver {
 
 class LevelTape {
  public:
+  // What a tape can hold: `places` whose MostPlaces() are no more in all.
+  static constexpr int kMostPlaces = Tape::kMostPlaces / 2;
+  // Places that an equation may take.
+  static int MostPlaces(const Shape& shape);
+
   LevelTape(const EquationList& equations, std::span<const EquationPlace> places);
 
   void WriteConstantEntries(double* entries) const;
@@ -33,19 +38,12 @@ class LevelTape {
   std::size_t memory_bytes() const;
 
  private:
-  static Tape Schedule(const FormulaBuilder& builder, std::span<const int> variables,
-                       std::span<const int> residuals, std::span<const int> entries);
-  static Tape WithoutEntries(const Tape& all);
   void WriteValueCode();
-  static void RunTape(Tape& tape, const double* x, double time);
 
   Tape gradients_;
   std::unique_ptr<Tape> values_;  // once residuals were asked for alone
   std::unique_ptr<const TapeCode> gradient_code_, value_code_;
-  std::vector<int> rows_;         // of the residuals
-  std::vector<int> first_entry_;  // of the same equations
-  std::vector<int> entry_to_;
-  std::size_t first_negated_ = 0;  // from here on entries are the values' opposites
+  std::vector<int> first_entry_;  // by equation of the tape
   std::vector<int> constant_to_;
   std::vector<double> constants_;  // entries that are the same at every point
 };

@@ -12,7 +12,9 @@ namespace {
 // A tape longer than this would not stay in the second-level cache.
 constexpr std::size_t kEquationsOfATape = 512;
 // From how many copies on a batch is faster than a tape; those that are scattered have to be gathered by lists.
-constexpr int kLeastCopies = 16, kLeastCopiesWithCode = 32, kLeastScatteredWithCode = 256;
+constexpr int kLeastCopies = 16, kLeastCopiesWithCode = 32, kLeastScattered = 256;
+// Of a stretch with fewer copies than kLeastCopiesWithCode: short groups cost more than they save.
+constexpr int kLeastEquations = 256;
 // Copies that a thread takes at a time.
 constexpr int kCopiesOfATask = 16 * kLanes;
 
@@ -92,10 +94,14 @@ SystemEvaluator::SystemEvaluator(const EquationList& equations, const Options& o
     rows_.push_back(std::move(rows));
   };
   const bool will_have_code = options.runs_before_machine_code >= 0 && TapeCode::IsForCurrentMachine();
-  const auto least = [&](int with_code) {
-    return options.least_copies > 0 ? options.least_copies : will_have_code ? with_code : kLeastCopies;
-  };
-  for (const Stretch& stretch : FindStretches(keys, least(kLeastCopiesWithCode))) {
+  const int least_in_a_row = options.least_copies > 0 ? options.least_copies
+                             : will_have_code         ? kLeastCopiesWithCode
+                                                      : kLeastCopies;
+  const int least_scattered = options.least_copies > 0 ? options.least_copies : kLeastScattered;
+  for (const Stretch& stretch : FindStretches(keys, least_in_a_row)) {
+    if (options.least_copies == 0 && stretch.copies < kLeastCopiesWithCode &&
+        stretch.copies * stretch.period < kLeastEquations)
+      continue;
     take_singles(stretch.first);
     Copies copies;
     copies.count = stretch.copies;
@@ -123,7 +129,7 @@ SystemEvaluator::SystemEvaluator(const EquationList& equations, const Options& o
   for (const EquationPlace& place : single)
     of_key[static_cast<std::size_t>(keys[static_cast<std::size_t>(place.equation)])].push_back(place);
   for (std::vector<EquationPlace>& places : of_key) {
-    if (static_cast<int>(places.size()) < least(kLeastScatteredWithCode)) continue;
+    if (static_cast<int>(places.size()) < least_scattered) continue;
     Copies copies;
     copies.count = static_cast<int>(places.size());
     copies.members.push_back(places.front());
@@ -133,11 +139,7 @@ SystemEvaluator::SystemEvaluator(const EquationList& equations, const Options& o
   std::erase_if(single, [&](const EquationPlace& place) {
     return of_key[static_cast<std::size_t>(keys[static_cast<std::size_t>(place.equation)])].empty();
   });
-  for (std::size_t first = 0; first < single.size(); first += kEquationsOfATape) {
-    tasks_.push_back({-1, static_cast<int>(tapes_.size()), 0});
-    tapes_.emplace_back(equations,
-                        std::span(single).subspan(first, std::min(kEquationsOfATape, single.size() - first)));
-  }
+  AddTapes(equations, single);
   for (std::size_t b = 0; b < batches_.size(); ++b) {
     for (int first = 0; first < batches_[b].copies(); first += kCopiesOfATask)
       tasks_.push_back({static_cast<int>(b), first, std::min(batches_[b].copies(), first + kCopiesOfATask)});
@@ -147,6 +149,26 @@ SystemEvaluator::SystemEvaluator(const EquationList& equations, const Options& o
       options.streamed_from_bytes;
   pool_ = std::make_unique<WorkerPool>(std::max(1, options.threads));
   scratch_.resize(static_cast<std::size_t>(pool_->workers()));
+}
+
+void SystemEvaluator::AddTapes(const EquationList& equations, std::span<const EquationPlace> single) {
+  for (std::size_t first = 0; first < single.size();) {
+    std::size_t last = first;
+    for (int places = 0; last < std::min(first + kEquationsOfATape, single.size()); ++last) {
+      places += LevelTape::MostPlaces(ShapeOf(equations, single[last].equation));
+      if (places > LevelTape::kMostPlaces) break;
+    }
+    if (last > first) {
+      tasks_.push_back({-1, static_cast<int>(tapes_.size()), 0});
+      tapes_.emplace_back(equations, single.subspan(first, last - first));
+      first = last;
+    } else {  // alone too long for a tape
+      Copies copies;
+      copies.count = 1;
+      copies.members.push_back(single[first++]);
+      batches_.emplace_back(equations, copies);
+    }
+  }
 }
 
 long long SystemEvaluator::EntryStart(int equation) const {

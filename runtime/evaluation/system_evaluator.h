@@ -66,6 +66,7 @@ class SystemEvaluator {
     int batch, first_copy, last_copy;  // batch -1: the tape `first_copy`
   };
 
+  void AddTapes(const EquationList& equations, std::span<const EquationPlace> single);
   void WriteMachineCode();
 
   int equation_count_ = 0;

@@ -20,24 +20,27 @@ bool FitsAnOffset(int index) { return index <= std::numeric_limits<std::int32_t>
 // then its entries, each behind what it needs and nothing else has asked for yet.
 class TapeWriter {
  public:
-  TapeWriter(const Tape& tape, const TapeCode::Rows& rows)
-      : tape_(tape), rows_(rows), steps_(tape.file.size()) {
-    int segment = 0;
+  TapeWriter(const Tape& tape, std::span<const int> first_entries)
+      : tape_(tape), steps_(static_cast<std::size_t>(tape.places)) {
     for (const Tape::Group& group : tape.groups) {
       const bool is_native = SegmentWriter::Knows(group.op);
       for (int i = 0; i < group.count; ++i) {
         Step& step = At(group.target + i);
-        const int* const a = tape.operands.data() + group.operands + i;
+        const Tape::Place* const a = tape.operands.data() + group.operands + i;
         step.op = group.op;
         step.a = *a;
         step.b = group.arity > 1 ? a[group.count] : *a;
-        step.segment = is_native ? segment : kNoSegment;
+        step.known_from = is_native ? 0 : segments_;
+        if (is_native) {
+          for (int k = 0; k < group.arity; ++k)
+            step.known_from = std::max(step.known_from, At(a[k * group.count]).known_from);
+          step.segment = step.known_from;
+        }
         for (int k = 0; k < group.arity; ++k) ReadBy(a[k * group.count], step.segment);
       }
-      if (!is_native) ++segment;
+      if (!is_native) ++segments_;
     }
-    segments_ = segment + 1;
-    FindResults();
+    FindResults(first_entries);
   }
 
   int segments() const { return segments_; }
@@ -46,8 +49,8 @@ class TapeWriter {
   std::vector<MachineStep> Steps(int segment) {
     written_.clear();
     for (const int root : roots_) Visit(root, segment);
-    for (int place = tape_.first_result; place < static_cast<int>(steps_.size()); ++place)
-      Visit(place, segment);
+    for (int place = tape_.first_result; place < tape_.places; ++place)
+      if (At(place).is_kept) Visit(place, segment);
     if (segment + 1 == segments_) {
       for (const int root : roots_) {  // results that no code computes
         Step& step = At(root);
@@ -65,7 +68,8 @@ class TapeWriter {
   struct Step {
     Operator op = Operator::kEndOfList;
     int a = -1, b = -1;
-    int segment = kNoSegment;  // that computes it
+    int segment = kNoSegment;  // that computes it, as early as it can
+    int known_from = 0;        // segment
     bool is_kept = false;      // read in other segments or by groups
     bool is_done = false;
     std::vector<ResultPlace> results{};
@@ -79,14 +83,16 @@ class TapeWriter {
     if (segment == kNoSegment || is_computed_elsewhere) step.is_kept = true;
   }
 
-  void FindResults() {
+  void FindResults(std::span<const int> first_entries) {
     struct Entry {
       int to, from;
       bool is_negated;
     };
     std::vector<Entry> entries;
-    for (std::size_t k = 0; k < rows_.entry_to.size(); ++k)
-      entries.push_back({rows_.entry_to[k], tape_.entry_from[k], k >= rows_.first_negated});
+    for (const auto [from, to] : tape_.entries.list) entries.push_back({to, from, false});
+    for (const auto [from, to] : tape_.opposites.list) entries.push_back({to, from, true});
+    std::vector<Tape::Result> residuals = tape_.residuals.list;
+    std::sort(residuals.begin(), residuals.end(), [](const auto& a, const auto& b) { return a.to < b.to; });
     std::sort(entries.begin(), entries.end(), [](const Entry& a, const Entry& b) { return a.to < b.to; });
     auto next = entries.begin();
     const auto take = [&](int end) {
@@ -96,11 +102,11 @@ class TapeWriter {
             .results.push_back({{.base = Address::kRcx, .offset = next->to * kNumber}, next->is_negated});
       }
     };
-    for (std::size_t k = 0; k < rows_.equations.size(); ++k) {
-      take(rows_.first_entries[k]);
-      roots_.push_back(tape_.residual_from[k]);
-      At(tape_.residual_from[k])
-          .results.push_back({{.base = Address::kRdx, .offset = rows_.equations[k] * kNumber}, false});
+    for (std::size_t k = 0; k < residuals.size(); ++k) {
+      const auto [from, to] = residuals[k];
+      take(first_entries[k]);
+      roots_.push_back(from);
+      At(from).results.push_back({{.base = Address::kRdx, .offset = to * kNumber}, false});
     }
     take(std::numeric_limits<int>::max());
   }
@@ -124,10 +130,9 @@ class TapeWriter {
   }
 
   const Tape& tape_;
-  const TapeCode::Rows& rows_;
   std::vector<Step> steps_;  // by place
   std::vector<int> roots_;   // places of results, by equation
-  int segments_ = 0;
+  int segments_ = 1;
   std::vector<MachineStep> written_;
   std::vector<std::pair<int, bool>> stack_;
 };
@@ -137,12 +142,14 @@ class TapeWriter {
 
 bool TapeCode::IsForCurrentMachine() { return CurrentMachine() != Machine::kBaseline; }
 
-std::unique_ptr<const TapeCode> TapeCode::Write(const Tape& tape, const Rows& rows) {
+std::unique_ptr<const TapeCode> TapeCode::Write(const Tape& tape, std::span<const int> first_entries) {
 #ifdef QUIVER_WIDE_MACHINES
-  const auto fits = [](const std::span<const int> places) {
-    return std::all_of(places.begin(), places.end(), FitsAnOffset);
+  const auto fits = [](const std::vector<Tape::Result>& results) {
+    return std::all_of(results.begin(), results.end(),
+                       [](const auto& result) { return FitsAnOffset(result.to); });
   };
-  if (!IsForCurrentMachine() || !fits(rows.equations) || !fits(rows.entry_to) || !fits(tape.variables))
+  if (!IsForCurrentMachine() || !fits(tape.residuals.list) || !fits(tape.entries.list) ||
+      !fits(tape.opposites.list) || !std::all_of(tape.variables.begin(), tape.variables.end(), FitsAnOffset))
     return nullptr;
   const auto home_of = [&](int place) -> Address {
     const int variable = place - tape.first_variable;
@@ -152,7 +159,7 @@ std::unique_ptr<const TapeCode> TapeCode::Write(const Tape& tape, const Rows& ro
   };
   VectorAssembler assembler(VectorWidth::kScalar);
   SegmentWriter segment_writer(assembler, home_of);
-  TapeWriter writer(tape, rows);
+  TapeWriter writer(tape, first_entries);
   auto code = std::make_unique<TapeCode>();
   std::vector<std::size_t> starts;
   std::vector<bool> has_code;
@@ -182,7 +189,7 @@ std::unique_ptr<const TapeCode> TapeCode::Write(const Tape& tape, const Rows& ro
   return code;
 #else
   (void)tape;
-  (void)rows;
+  (void)first_entries;
   return nullptr;
 #endif
 }
@@ -193,8 +200,7 @@ void TapeCode::Run(Tape& tape, const double* x, double time, double* residuals, 
   file[tape.time()] = time;
   for (const Piece& piece : pieces_) {
     if (piece.function) piece.function(x, file, residuals, entries);
-    const auto group = static_cast<std::size_t>(piece.group);
-    if (piece.group >= 0) RunGroups(tape, group, group + 1);
+    if (piece.group >= 0) RunGroup(tape, tape.groups[static_cast<std::size_t>(piece.group)]);
   }
 }
 

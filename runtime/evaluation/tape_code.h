@@ -3,7 +3,7 @@
 // writes residuals and entries where they belong; groups of powers, logarithms and what else takes long run between pieces
 // of code.
 //
-//   std::unique_ptr<const TapeCode> code = TapeCode::Write(tape, rows);     // null where there is no way
+//   std::unique_ptr<const TapeCode> code = TapeCode::Write(tape, first_entries);     // null where there is no way
 //   code->Run(tape, x, time, residuals, entries);
 //
 // Every step keeps its operands and their order: the results have the bits of the tape.
@@ -21,14 +21,8 @@ namespace quiver {
 
 class TapeCode {
  public:
-  // Where results go: residual k, from tape.residual_from[k], to residuals[equations[k]], the entries of its equation begin
-  // at first_entries[k]; entry k, from tape.entry_from[k], to entries[entry_to[k]], its opposite from first_negated on.
-  struct Rows {
-    std::span<const int> equations, first_entries, entry_to;
-    std::size_t first_negated;
-  };
-
-  static std::unique_ptr<const TapeCode> Write(const Tape& tape, const Rows& rows);
+  // `first_entries`: of the tape's equations, where they begin.
+  static std::unique_ptr<const TapeCode> Write(const Tape& tape, std::span<const int> first_entries);
 
   static bool IsForCurrentMachine();
   // The tape is the one that was written; `entries` may be null where it has none.

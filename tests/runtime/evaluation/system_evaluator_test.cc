@@ -31,6 +31,19 @@ class RandomSystem {
     for (Stream stream : scattered_) Add(stream, {});
   }
 
+  // The sum of x(i) sin(x(i+1)), over variables of its own.
+  void AddLong(int terms) {
+    Stream stream = {Token::Code(44)};
+    const int first = static_cast<int>(is_fixed.size());
+    for (int i = 0; i <= terms; ++i) AddVariable();
+    for (int i = 0; i < terms; ++i) {
+      const Token x = Token::Variable(first + i), next = Token::Variable(first + i + 1);
+      stream.insert(stream.end(), {Token::Code(21), x, Token::Code(26), next});
+    }
+    stream.push_back(Token::Code(0));
+    shape_of.push_back(shapes.Intern(stream, gathers));
+  }
+
   EquationList List() const { return {&shapes, shape_of, gathers, is_fixed}; }
   std::vector<double> Point(double low, double high) {
     return random_.Point(static_cast<int>(is_fixed.size()), low, high);
@@ -138,6 +151,23 @@ TEST(SystemEvaluator, has_the_bits_of_single_equations) {
   UseMachine(WidestMachine());
   EXPECT_GT(batched, all / 2);
   EXPECT_LT(batched, all);
+}
+
+// What a tape can hold is limited: short tapes, equations that fill one, and one that none can hold.
+TEST(SystemEvaluator, takes_equations_of_any_length) {
+  for (const int runs_before_machine_code : {-1, 0}) {
+    RandomSystem system(4, 3);
+    for (const int terms : {100, 2000, 1500, 2000, 8000, 50}) system.AddLong(terms);
+    SystemEvaluator evaluator(system.List(), {.runs_before_machine_code = runs_before_machine_code});
+    std::vector<double> residuals(system.shape_of.size());
+    std::vector<double> entries(static_cast<std::size_t>(evaluator.EntryCount()), -99);
+    evaluator.WriteConstantEntries(entries.data());
+    const std::vector<double> x = system.Point(0.2, 3);
+    evaluator.Evaluate(x.data(), residuals.data(), nullptr, {.time = 2});
+    ExpectSame(system, evaluator, x, residuals, {});
+    evaluator.Evaluate(x.data(), residuals.data(), entries.data(), {.time = 2});
+    ExpectSame(system, evaluator, x, residuals, entries);
+  }
 }
 
 #ifdef QUIVER_WIDE_MACHINES
