@@ -106,7 +106,9 @@ TEST(BadInput, AllFaultsOfACaseAtOnce) {
 
 TEST(BadInput, HugeFilesEndInAMessage) {
   std::string many = "blocks:\n  psv:\n    model: PSV_SIMPLE\n    fix:\n";
-  for (int i = 0; i < 200000; ++i) many += "      X" + std::to_string(i) + ": 1\n";
+  // The heap of wine, where Windows programs are tested, takes minutes over more.
+  const int lines = kHasShell ? 200000 : 50000;
+  for (int i = 0; i < lines; ++i) many += "      X" + std::to_string(i) + ": 1\n";
   ExpectRefusal(SolveText(many), {"case.yaml:"});
   ExpectRefusal(SolveText("blocks: " + std::string(100000, '[')), {"case.yaml:1:"});
   ExpectRefusal(SolveText(std::string(3000000, 'x')), {"case.yaml:1:"});

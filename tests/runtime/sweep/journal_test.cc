@@ -12,17 +12,22 @@
 namespace quiver {
 namespace {
 
+// Windows removes no file that is open; Linux shows which are.
 TEST(Journal, OneThatIsRefusedIsClosed) {
-  const std::filesystem::path descriptors = "/proc/self/fd";
-  if (!std::filesystem::exists(descriptors)) GTEST_SKIP() << "counts the process's open files";
-  const auto open_files = [&] { return std::distance(std::filesystem::directory_iterator(descriptors), {}); };
+  const auto open_files = [] {
+#if defined(__linux__)
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+#else
+    return 0;
+#endif
+  };
   const std::filesystem::path path = std::filesystem::path(testing::TempDir()) / "refused.journal";
   const auto before = open_files();
   for (const char* text : {"", "\n", "{}\n", "no header\nK 0 5 0\n"}) {
     std::ofstream(path) << text;
     EXPECT_THROW(Journal journal(path), Error) << text;
+    EXPECT_NO_THROW(std::filesystem::remove(path)) << text;
   }
-  std::filesystem::remove(path);
   EXPECT_EQ(open_files(), before);
 }
 
