@@ -166,17 +166,6 @@ TEST(Leg, flow_follows_the_pressure_through_zero_and_back) {
   }
 }
 
-TEST(TeeMixer, catalyst_attributes_go_with_the_flow_of_their_catalyst) {
-  std::string text = Mixer(Mode::kFlowDriven, "Vapor-Liquid", 10, 50);
-  text.replace(text.find("VALIDPHASES"), 0,
-               "CATALYST: [propane], SITES: [1], CATATTSET: [FRAC], CATSITEATTSET: [CPS], ");
-  text +=
-      "      IN_F.CATSCALAR: 2\n      IN_LEG.CATSCALAR: 4\n      IN_F.CATSITE: 1\n      IN_LEG.CATSITE: 7\n";
-  const Values v = Solved(text);  // 30 kmol/hr of propane from each
-  EXPECT_NEAR(v.at("tee.CATSCALAR_IN(propane,FRAC)"), 3, 1e-12);
-  EXPECT_NEAR(v.at("tee.CATSITE_IN(propane,1,CPS)"), 4, 1e-12);
-}
-
 std::string Inlets(const char* model, Mode mode, const std::vector<double>& flows) {
   std::string text = fmt::format("components: [nitrogen, oxygen]\n{}blocks:\n  m:\n    model: {}\n",
                                  Globals(mode, model), model);

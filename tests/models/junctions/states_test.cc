@@ -174,7 +174,7 @@ TEST(TeeMixer, catalyst_attributes_are_means_by_its_flow) {
         fmt::format(
             "IN_F.F: {}, IN_F.Z: [{}, {}], IN_F.H: 0.001, IN_F.P: 5, IN_F.AV: 1, IN_LEG.F: {}, IN_LEG.Z: "
             "[{}, {}], IN_LEG.H: 0.001, IN_LEG.P: 5, IN_LEG.AV: 1, P_DROPR: 0, IN_F.CATSCALAR: 2, "
-            "IN_LEG.CATSCALAR: 6, IN_F.CATSITE: 1, IN_LEG.CATSITE: 9",
+            "IN_LEG.CATSCALAR: 6, IN_F.CATSITE: 3, IN_LEG.CATSITE: 9",
             feed, 1 - in_feed, in_feed, leg, 1 - in_leg, in_leg),
         "nitrogen, oxygen"));
   };
@@ -186,7 +186,7 @@ TEST(TeeMixer, catalyst_attributes_are_means_by_its_flow) {
     const Values v = mixed(c.feed, c.leg, c.in_feed, c.in_leg);
     EXPECT_NEAR(v.at("t.CATSCALAR_IN(oxygen,FRAC)"), 2 + 4 * c.share, 1e-9) << c.feed << " " << c.leg;
     for (const char* site : {"1", "2"})
-      EXPECT_NEAR(v.at(fmt::format("t.CATSITE_IN(oxygen,{},CPS)", site)), 1 + 8 * c.share, 1e-9)
+      EXPECT_NEAR(v.at(fmt::format("t.CATSITE_IN(oxygen,{},CPS)", site)), 3 + 6 * c.share, 1e-9)
           << c.feed << " " << c.leg;
   }
 }
