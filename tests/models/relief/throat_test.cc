@@ -213,6 +213,7 @@ TEST(Throat, DienersStatesAddUp) {
   // A gas: nothing boils, late or not, and the flux is that of the curve alone.
   ModelRun gas = Solve("PSV_DIENER", Steam(1), 0.3, "VALIDPHASES: Vapor-Only");
   for (const char* name : {"E0", "X0A", "X0O", "ETA_VC", "ETA_OUT", "N_HNE"}) EXPECT_EQ(gas[name], 1) << name;
+  EXPECT_NEAR(gas["V_VC"] / (18.015 * gas["VHOM_VC"]), 1, 1e-4);  // per kmol
   EXPECT_NEAR(gas["FLUX"] / Solve("PSV_HEMS", Steam(1), 0.3, "VALIDPHASES: Vapor-Only")["FLUX"], 1, 1e-9);
 }
 
