@@ -31,7 +31,7 @@ class TapeCode {
   std::size_t memory_bytes() const;
 
  private:
-  using Function = void (*)(const double* x, double* file, double* residuals, double* entries);
+  using Function = void(QUIVER_CODE_CALL*)(const double* x, double* file, double* residuals, double* entries);
   struct Piece {
     Function function;  // null: nothing to do before the group
     int group;          // that runs behind it; -1: none

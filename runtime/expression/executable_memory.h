@@ -2,13 +2,21 @@
 // Memory that holds code: written once, then executable and no longer writable.
 //
 //   std::unique_ptr<ExecutableMemory> code = ExecutableMemory::Holding(bytes);     // null where the system gives none
-//   auto function = reinterpret_cast<void (*)(double*)>(code->at(0));
+//   using Function = void(QUIVER_CODE_CALL*)(double*);
+//   auto function = reinterpret_cast<Function>(code->at(0));
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>
+
+// How code that is written at run time takes its arguments: the same way on every system.
+#if defined(__x86_64__)
+#define QUIVER_CODE_CALL __attribute__((sysv_abi))
+#else
+#define QUIVER_CODE_CALL
+#endif
 
 namespace quiver {
 

@@ -22,8 +22,8 @@ class LaneCode {
  public:
   // rows: by register of the program; scratch: rows of intermediate results, by register too; bytes: of a row, that are to
   // be computed.
-  using Function = void (*)(const double* const* rows, double* scratch, const double* constants,
-                            std::size_t bytes);
+  using Function = void(QUIVER_CODE_CALL*)(const double* const* rows, double* scratch,
+                                           const double* constants, std::size_t bytes);
   // A piece of code, or steps over rows.
   struct Piece {
     Function function;

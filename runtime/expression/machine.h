@@ -18,9 +18,9 @@ void UseMachine(Machine machine);
 const char* MachineName(Machine machine);  // "AVX2"
 
 // Functions for wider machines carry their instruction set as an attribute, rather than being compiled with other
-// options: inline functions of headers must not leave such a file in a form that older machines cannot run. Not for
-// Windows: GCC keeps its stack aligned to 16 bytes only, and spills wide registers as if it were more.
-#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(_WIN32)
+// options: inline functions of headers must not leave such a file in a form that older machines cannot run. Files that use
+// them have options of their own for Windows (CMakeLists.txt).
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
 #define QUIVER_WIDE_MACHINES 1
 #define QUIVER_FOR_AVX2 [[gnu::target("avx2")]]
 #define QUIVER_FOR_AVX512 [[gnu::target("avx512f,avx512dq,avx512vl,avx512bw,prefer-vector-width=512")]]
