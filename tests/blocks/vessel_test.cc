@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // The vessel at one moment: its contents fill it and hold its energy; what enters less what leaves is what changes.
+#include <numbers>
+
 #include "tests/models/owners/solved_case.h"
 
 namespace quiver::tests {
 namespace {
+
+using std::numbers::pi;
 
 TEST(Vessel, is_filled_by_its_contents_and_changes_by_its_streams) {
   for (const double open : {0.0, 0.5})
@@ -15,7 +19,7 @@ TEST(Vessel, is_filled_by_its_contents_and_changes_by_its_streams) {
                       "F_IN: 10, H_IN: -0.1, Z_IN: [0.7, 0.3], F_RELIEF: 60, OPEN: {}, P_RESEAT: {}}}}}\n",
                       open, reseat));
       ASSERT_TRUE(run.converged) << run.Why();
-      const double p = run["d.P"], t = run["d.T"], volume = M_PI * 5, m[] = {44.097, 86.177};  // m3, kg/kmol
+      const double p = run["d.P"], t = run["d.T"], volume = pi * 5, m[] = {44.097, 86.177};  // m3, kg/kmol
       EXPECT_GT(run["d.VF"], 0.02);
       EXPECT_NEAR(run["d.VOLUME"] / volume, 1, 1e-6);
       EXPECT_EQ(run["d.NTOTAL"], 80);
@@ -35,7 +39,7 @@ TEST(Vessel, is_filled_by_its_contents_and_changes_by_its_streams) {
       // H is U + P V, 1 bar m3 being 1e-4 GJ.
       EXPECT_NEAR(80 * whole["f.H"] - 1e-4 * p * volume, -12, 1e-5);
       // What the vapor leaves of the volume is the liquid's.
-      EXPECT_NEAR(run["d.LEVEL"] * M_PI, volume - 80 * run["d.VF"] * vapor["f.OUT_P.V"], 1e-4);
+      EXPECT_NEAR(run["d.LEVEL"] * pi, volume - 80 * run["d.VF"] * vapor["f.OUT_P.V"], 1e-4);
 
       EXPECT_EQ(run["d.P_RELIEF"], std::max(p, reseat));
       EXPECT_NEAR(run["d.F_OUT"], 60 * open, 1e-9);

@@ -6,7 +6,8 @@
 #
 # A mutant is {file, line, change, code, key, edits}: the change in words ("+ -> -"), the line of code without its margins, a key
 # that stays the same while other lines change, and the edits as [offset, length, replacement], from the back to the front.
-# The text is read token by token, not parsed: what does not compile afterwards is no mutant.
+# The text is read token by token, not parsed: what does not compile afterwards is no mutant. Bodies of macros are text like any
+# other.
 package Mutants;
 
 use strict;
@@ -18,6 +19,9 @@ my %other_side = ('<' => '>', '<=' => '>=', '>' => '<', '>=' => '<=');
 my %function = (sqrt => 'sqr', sqr => 'sqrt', exp => 'ln', ln => 'exp', log => 'exp', log10 => 'ln', tanh => 'sqr',
                 abs => 'sqr', max => 'min', min => 'max', same => 'differs', differs => 'same', lower => 'upper', upper => 'lower');
 my %name = (QV_SPEC_GIVEN => 'QV_SPEC_COMPUTED', QV_SPEC_COMPUTED => 'QV_SPEC_GIVEN', true => 'false', false => 'true');
+# The lines that declare a property, by what stands in front of the bracket.
+my %declares = map { $_ => 1 } qw(GLOBAL GLOBAL_OF EXTERNAL EXTERNAL_ARRAY VIRTUAL STRUCTURE_REFERENCE PARAMETER VARIABLE SET ARRAY ROW
+                                  ARRAY_ROW SUBMODEL PORT STREAM CURVE_TABLE CURVE_ROW);
 my %host_choice = (PH => 'TP', TP => 'PH', PS => 'PH', PV => 'TP', TV => 'TP', Yes => 'No', No => 'Yes');
 
 # For each text of an option type the next one of the same type, from the rows OPTION(TYPE, default, texts...).
@@ -39,7 +43,8 @@ sub tokens_of {
   while (pos($text) < length $text) {
     my $start = pos $text;
     my $kind;
-    if ($text =~ /\G\s+/gc || $text =~ m{\G//[^\n]*}gc || $text =~ m{\G/\*.*?\*/}gcs || $text =~ /\G#(?:[^\\\n]|\\.)*/gcs) { $kind = '' }
+    if ($text =~ /\G(?:\s|\\\n)+/gc || $text =~ m{\G//[^\n]*}gc || $text =~ m{\G/\*.*?\*/}gcs ||
+        $text =~ /\G^#define \w+(?:\([^)]*\))?/gcm || $text =~ /\G^#(?:[^\\\n]|\\.)*/gcms) { $kind = '' }
     elsif ($text =~ /\G"(?:[^"\\]|\\.)*"/gc) { $kind = 'text' }
     elsif ($text =~ /\G'(?:[^'\\]|\\.)'/gc) { $kind = 'character' }
     elsif ($text =~ /\G(?:\d[\d']*\.?\d*|\.\d+)(?:[eE][+-]?\d+)?/gc) { $kind = 'number' }
@@ -173,6 +178,13 @@ sub of_file {
     $add->($token, $what, [$tokens[$one->[0]]{at}, length $a, $b], [$tokens[$other->[0]]{at}, length $b, $a]);
   };
 
+  # The types that properties of this kind have in the file, each once.
+  my %types;
+  for my $i (0 .. $#tokens - 2) {
+    my ($kind, $type) = ($tokens[$i]{text}, $tokens[$i + 2]{text});
+    push @{$types{$kind}}, $type if $declares{$kind} && $type =~ /^QV_/ && !grep { $_ eq $type } @{$types{$kind}};
+  }
+
   for my $i (1 .. $#tokens - 1) {
     my ($token, $before, $after) = ($tokens[$i], $tokens[$i - 1], $tokens[$i + 1]);
     my $t = $token->{text};
@@ -220,6 +232,17 @@ sub of_file {
       $replace->($token, "\"$other\"") if defined $other;
     } elsif ($token->{kind} eq 'word') {
       my $called = $after->{text} eq '(';
+      if ($declares{$t} && $called) {
+        my $type = $tokens[$i + 2];
+        my @types = @{$types{$t} // []};
+        my ($at) = grep { $types[$_] eq $type->{text} } 0 .. $#types;
+        $add->($type, "type $types[$at] -> $types[($at + 1) % @types]",
+               [$type->{at}, length $type->{text}, $types[($at + 1) % @types]]) if defined $at && @types > 1;
+        my $close = partner(\@tokens, $i + 1);
+        my $next = $close + 1;
+        $exchange->($token, 'properties exchanged', [$i, $close], [$next, partner(\@tokens, $next + 1)])
+            if $next < $#tokens && $declares{$tokens[$next]{text}} && $tokens[$next + 1]{text} eq '(';
+      }
       $replace->($token, $function{$t}) if $called && $function{$t} && $before->{kind} ne 'word';
       $replace->($token, $name{$t}) if $name{$t} && !$called;
       $add->($token, 'is -> is not', [$token->{at}, 0, '!'])

@@ -2,12 +2,15 @@
 // The relief valve as a whole: every flow method sized and rated back, against published examples, and the parts that the
 // owner adds: corrections, orifices, stagnation state, heat input, outlet.
 #include <cmath>
+#include <numbers>
 
 #include "runtime/properties/property_package.h"
 #include "tests/models/owners/solved_case.h"
 
 namespace quiver::tests {
 namespace {
+
+using std::numbers::pi;
 
 struct Inlet {
   const char *name, *components, *options, *state;
@@ -158,8 +161,8 @@ TEST(ReliefValve, CorrectionsAndOrifices) {
   // Re = 4 m/(pi D mu) of the flow without the correction; Kv from its formula. Sized back for the flow.
   const SolvedCase viscous = valve(", VISCCORR: \"Yes\"", ", AREA: 1e-8, KD: 1");
   ASSERT_TRUE(viscous.converged) << viscous.Why();
-  const double diameter = std::sqrt(4e-8 / M_PI), re = viscous["v.RE"], viscosity = 1e-3 * viscous["v.VISC"];
-  EXPECT_NEAR(re, 4 * viscous["v.W"] / viscous["v.KV"] / 3600 / (M_PI * diameter * viscosity), 1e-6 * re);
+  const double diameter = std::sqrt(4e-8 / pi), re = viscous["v.RE"], viscosity = 1e-3 * viscous["v.VISC"];
+  EXPECT_NEAR(re, 4 * viscous["v.W"] / viscous["v.KV"] / 3600 / (pi * diameter * viscosity), 1e-6 * re);
   EXPECT_NEAR(viscous["v.KV"], 1 / (0.9935 + 2.878 / std::sqrt(re) + 342.75 / std::pow(re, 1.5)), 1e-9);
   EXPECT_LT(viscous["v.KV"], 0.98);
   EXPECT_NEAR(viscous["v.W"], plain["v.W"] * 1e-5 * viscous["v.KV"], 1e-9 * viscous["v.W"]);
