@@ -7,6 +7,7 @@
 #include "runtime/evaluation/joint_formulas.h"
 #include "runtime/evaluation/stream_copy.h"
 #include "runtime/expression/lane_code.h"
+#include "runtime/expression/program_extractor.h"
 
 namespace quiver {
 namespace {
@@ -96,9 +97,10 @@ void Batch::AddPart(const EquationList& equations, const Copies& copies, const s
   }
   ConstantPlan plan;
   plan.Need(joint.builder(), outputs);
-  part.constants = plan.Values({});
-  part.gradients = Extract(joint.builder(), plan, outputs, joint.inputs(), turns);
-  part.values = Extract(joint.builder(), plan, values, joint.inputs(), value_turns);
+  part.constants = plan.constants().Values({});
+  ProgramExtractor extractor;
+  part.gradients = extractor.Extract(joint.builder(), plan, outputs, joint.inputs(), turns);
+  part.values = extractor.Extract(joint.builder(), plan, values, joint.inputs(), value_turns);
   part.inputs = inputs.rows();
   parts_.push_back(std::move(part));
 }

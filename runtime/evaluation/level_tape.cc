@@ -1,29 +1,33 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "runtime/evaluation/level_tape.h"
 
-#include <algorithm>
+#include <bit>
+#include <cstdint>
 
 #include "runtime/evaluation/tape_schedule.h"
 
 namespace quiver {
 namespace {
 
-// Pieces of x that lie close together are copied as one, with what is between them, up to `most` in all.
-void FillGaps(std::vector<int>& ascending, std::size_t most) {
-  constexpr int kLargestGap = 32;
-  std::size_t left = most - ascending.size();
-  std::vector<int> filled;
-  filled.reserve(2 * ascending.size());
-  for (const int variable : ascending) {
-    const int gap = filled.empty() ? 0 : variable - filled.back() - 1;
-    if (gap <= std::min<long long>(kLargestGap, static_cast<long long>(left))) {
-      for (int k = gap; k > 0; --k) filled.push_back(variable - k);
-      left -= static_cast<std::size_t>(gap);
-    }
-    filled.push_back(variable);
+// Numbers variables by first appearance.
+class Inputs {
+ public:
+  explicit Inputs(std::size_t most) : table_(std::bit_ceil(2 * most + 2), -1) {}
+
+  int NumberOf(int variable) {
+    const std::size_t mask = table_.size() - 1;
+    std::size_t at = ((static_cast<std::uint32_t>(variable) * 0x9E3779B97F4A7C15u) >> 32) & mask;
+    for (; table_[at] >= 0; at = (at + 1) & mask)
+      if (variables_[static_cast<std::size_t>(table_[at])] == variable) return table_[at];
+    variables_.push_back(variable);
+    return table_[at] = static_cast<int>(variables_.size()) - 1;
   }
-  ascending = std::move(filled);
-}
+  const std::vector<int>& variables() const { return variables_; }
+
+ private:
+  std::vector<int> table_;  // open addressing; -1: free
+  std::vector<int> variables_;
+};
 
 }  // namespace
 
@@ -34,33 +38,34 @@ int LevelTape::MostPlaces(const Shape& shape) {
 }
 
 LevelTape::LevelTape(const EquationList& equations, std::span<const EquationPlace> places) {
-  std::vector<int> variables;  // in order, so that they are copied in few pieces
-  std::size_t steps = 0;
+  std::size_t steps = 0, gathered = 0;
   for (const EquationPlace& at : places) {
     const Shape& shape = (*equations.shapes)[equations.shape_of[static_cast<std::size_t>(at.equation)]];
     steps += shape.programs->gradient.code.size() + shape.constants.size();
-    const auto gather = equations.gathers.begin() + at.gather;
-    variables.insert(variables.end(), gather, gather + shape.variable_count);
+    gathered += static_cast<std::size_t>(shape.variable_count);
   }
-  std::sort(variables.begin(), variables.end());
-  variables.erase(std::unique(variables.begin(), variables.end()), variables.end());
-  FillGaps(variables, Tape::kMostPlaces / 4);
-  const auto input_of = [&](int variable) {
-    return static_cast<int>(std::lower_bound(variables.begin(), variables.end(), variable) -
-                            variables.begin());
-  };
-  JointFormulas joint(static_cast<int>(variables.size()), true, steps);
+  Inputs numbers(gathered);
+  std::vector<int> inputs;  // of all equations
+  inputs.reserve(gathered);
+  for (const EquationPlace& at : places) {
+    const Shape& shape = (*equations.shapes)[equations.shape_of[static_cast<std::size_t>(at.equation)]];
+    for (int k = 0; k < shape.variable_count; ++k)
+      inputs.push_back(numbers.NumberOf(equations.gathers[static_cast<std::size_t>(at.gather + k)]));
+  }
+  JointFormulas joint(static_cast<int>(numbers.variables().size()), true, steps);
   TapeResults results;
-  std::vector<int> constants, inputs;
+  std::vector<int> constants, variables;
+  std::size_t next_input = 0;
   for (const EquationPlace& at : places) {
     const Shape& shape = (*equations.shapes)[equations.shape_of[static_cast<std::size_t>(at.equation)]];
     const std::span<const int> gather = equations.gathers.subspan(
         static_cast<std::size_t>(at.gather), static_cast<std::size_t>(shape.variable_count));
     constants.clear();
-    inputs.clear();
+    variables.clear();
     for (const double constant : shape.constants) constants.push_back(joint.builder().Constant(constant));
-    for (const int variable : gather) inputs.push_back(joint.builder().Input(input_of(variable)));
-    const std::vector<int> nodes = joint.Add(shape.programs->gradient, constants, inputs);
+    for (std::size_t k = 0; k < gather.size(); ++k)
+      variables.push_back(joint.builder().Input(inputs[next_input++]));
+    const std::vector<int> nodes = joint.Add(shape.programs->gradient, constants, variables);
     first_entry_.push_back(static_cast<int>(at.entry));
     results.residuals.push_back({nodes[0], at.equation});
     int entry = static_cast<int>(at.entry);
@@ -77,7 +82,7 @@ LevelTape::LevelTape(const EquationList& equations, std::span<const EquationPlac
       ++entry;
     }
   }
-  gradients_ = ScheduleTape(joint.builder(), variables, results);
+  gradients_ = ScheduleTape(joint.builder(), numbers.variables(), results);
 }
 
 void LevelTape::WriteConstantEntries(double* entries) const {

@@ -8,6 +8,7 @@
 
 #include "runtime/evaluation/joint_formulas.h"
 #include "runtime/expression/lane_code.h"
+#include "runtime/expression/program_extractor.h"
 
 namespace quiver {
 namespace {
@@ -161,8 +162,8 @@ NewtonSteps::NewtonSteps(const EquationList& equations, const Copies& copies, st
   if (!elimination.growth().IsZero()) outputs.push_back(elimination.growth().Node(builder));
   ConstantPlan plan;
   plan.Need(builder, outputs);
-  constants_ = plan.Values({});
-  program_ = Extract(builder, plan, outputs, joint.inputs());
+  constants_ = plan.constants().Values({});
+  program_ = ProgramExtractor().Extract(builder, plan, outputs, joint.inputs());
   inputs_ = inputs.rows();
   fetches_ahead_ = static_cast<std::size_t>(inputs_.variable_count) * static_cast<std::size_t>(copies_) >
                    kNumbersOfTheCache;

@@ -5,6 +5,7 @@
 #include <array>
 #include <numeric>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 namespace quiver {
@@ -17,7 +18,11 @@ constexpr bool IsUnpaired(const Tape::Group& group) { return RunsInPairs(group.o
 class TapeScheduler {
  public:
   TapeScheduler(const FormulaBuilder& builder, const TapeResults& results)
-      : builder_(builder), results_(results), steps_(static_cast<std::size_t>(builder.size())) {
+      : builder_(builder),
+        results_(results),
+        steps_(static_cast<std::size_t>(builder.size())),
+        places_(steps_.size(), -1) {
+    group_.reserve(kUsualGroup);
     for (const auto* list : {&results.residuals, &results.entries, &results.opposites})
       for (const Tape::Result& result : *list) ++At(result.from).results;
     LinkReaders();
@@ -56,7 +61,6 @@ class TapeScheduler {
     int waits_for = 0;       // operands
     int first_reading = -1;  // of it, a list
     int height = 0;          // how many steps wait for one another behind it
-    int place = -1;
   };
   struct Reading {
     int reader, next;
@@ -67,6 +71,7 @@ class TapeScheduler {
   };
 
   Step& At(int id) { return steps_[static_cast<std::size_t>(id)]; }
+  int& PlaceOf(int id) { return places_[static_cast<std::size_t>(id)]; }
   bool IsStep(int id) const { return builder_.node(id).kind == Kind::kStep; }
 
   static std::array<int, 3> Operands(const FormulaBuilder::Node& node) {
@@ -109,17 +114,42 @@ class TapeScheduler {
   void PlaceKnown(std::span<const int> variables) {
     for (int id = 0; id < builder_.size(); ++id) {
       if (!At(id).is_needed || builder_.node(id).kind != Kind::kConstant) continue;
-      At(id).place = static_cast<int>(tape_.file.size());
+      PlaceOf(id) = static_cast<int>(tape_.file.size());
       tape_.file.push_back(builder_.node(id).value);
     }
-    tape_.PlaceVariables(variables);
+    const std::vector<int> input_places = PlaceVariables(variables);
     tape_.places = tape_.first_result;
     for (int id = 0; id < builder_.size(); ++id) {
       if (!At(id).is_needed) continue;
       const auto& node = builder_.node(id);
-      if (node.kind == Kind::kInput) At(id).place = tape_.first_variable + node.a;
+      if (node.kind == Kind::kInput) PlaceOf(id) = input_places[static_cast<std::size_t>(node.a)];
       if (node.kind == Kind::kStep && At(id).waits_for == 0) IsReady(id);
     }
+  }
+
+  // In order, so that they are copied in few pieces; what lies between close ones is copied with them. Places by input.
+  std::vector<int> PlaceVariables(std::span<const int> variables) {
+    constexpr int kLargestGap = 32;
+    std::vector<std::pair<int, int>> inputs;
+    inputs.reserve(variables.size());
+    for (const int variable : variables) inputs.emplace_back(variable, static_cast<int>(inputs.size()));
+    std::sort(inputs.begin(), inputs.end());
+    const int first = static_cast<int>(tape_.file.size());
+    int left = Tape::kMostPlaces / 4;  // for gaps
+    std::vector<int> places(variables.size() + 1), ascending;
+    ascending.reserve(2 * variables.size());
+    for (const auto& [variable, input] : inputs) {
+      const int gap = ascending.empty() ? 0 : variable - ascending.back() - 1;
+      if (gap <= std::min(kLargestGap, left)) {
+        for (int k = gap; k > 0; --k) ascending.push_back(variable - k);
+        left -= gap;
+      }
+      places[static_cast<std::size_t>(input)] = first + static_cast<int>(ascending.size());
+      ascending.push_back(variable);
+    }
+    tape_.PlaceVariables(ascending);
+    places.back() = tape_.time();
+    return places;
   }
 
   void IsReady(int id) {
@@ -162,7 +192,7 @@ class TapeScheduler {
                       static_cast<int>(steps),
                       static_cast<int>(tape_.operands.size()),
                       tape_.places};
-    for (const int id : group_) At(id).place = tape_.places++;
+    for (const int id : group_) PlaceOf(id) = tape_.places++;
     if (IsUnpaired(group)) {
       group_.push_back(group_.back());
       ++tape_.places;
@@ -171,10 +201,9 @@ class TapeScheduler {
     for (int k = 0; k < group.arity; ++k) {
       for (const int id : group_) {
         const auto& node = builder_.node(id);
-        tape_.operands.push_back(static_cast<Tape::Place>(At(k == 0   ? node.a
-                                                             : k == 1 ? node.b
-                                                                      : node.c)
-                                                              .place));
+        tape_.operands.push_back(static_cast<Tape::Place>(PlaceOf(k == 0   ? node.a
+                                                                  : k == 1 ? node.b
+                                                                           : node.c)));
       }
     }
     if (into != Tape::Into::kFile) {
@@ -206,7 +235,7 @@ class TapeScheduler {
     for (const bool apart : {false, true}) {
       for (const Tape::Result& result : results) {
         const Step& step = At(result.from);
-        if ((step.into != Tape::Into::kFile) == apart) to.list.push_back({step.place, result.to});
+        if ((step.into != Tape::Into::kFile) == apart) to.list.push_back({PlaceOf(result.from), result.to});
       }
       if (!apart) to.copied = to.list.size();
     }
@@ -215,6 +244,7 @@ class TapeScheduler {
   const FormulaBuilder& builder_;
   const TapeResults& results_;
   std::vector<Step> steps_;  // by node
+  std::vector<int> places_;  // by node, apart from the rest: it is what is looked up most
   std::vector<Reading> readings_;
   std::array<Ready, kOperators> ready_;  // by operator
   std::vector<int> operators_;           // that occurred, in order

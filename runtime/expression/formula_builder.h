@@ -5,7 +5,8 @@
 //   FormulaBuilder builder;
 //   int x = builder.Input(0);
 //   int y = builder.Record(Operator::kMultiply, x, x);
-//   std::vector<int> slope = builder.Differentiate(y, 1);     // {node of 2x}
+//   std::vector<int> slopes;
+//   builder.Differentiate(y, 1, slopes);     // {node of 2x}
 //
 // Every rewriting of a value is exact in floating point, except powers, which may differ from pow() by a few
 // units in the last place. In derivatives 0 times anything is 0, so that what does not depend on x has no
@@ -33,7 +34,9 @@ class FormulaBuilder {
   };
 
   FormulaBuilder() = default;
-  explicit FormulaBuilder(std::size_t expected_nodes);
+  explicit FormulaBuilder(std::size_t expected_nodes) { Clear(expected_nodes); }
+  // Forgets all formulas, but not its memory.
+  void Clear(std::size_t expected_nodes);
 
   int Constant(double value);
   // A literal whose value is not known yet.
@@ -45,8 +48,8 @@ class FormulaBuilder {
   int Apply(Operator op, int a, int b = -1, int c = -1);
   // A step of the formula that Differentiate() follows. Lists are not steps: join their operands pairwise.
   int Record(Operator op, int a, int b = -1);
-  // Nodes of the derivatives of `root`, a result of Record, Input or Constant, by inputs 0 to inputs - 1.
-  std::vector<int> Differentiate(int root, int inputs);
+  // Appends the nodes of the derivatives of `root`, a result of Record, Input or Constant, by inputs 0 to inputs - 1.
+  void Differentiate(int root, int inputs, std::vector<int>& slopes);
 
   const Node& node(int id) const { return nodes_[id]; }
   int size() const { return static_cast<int>(nodes_.size()); }

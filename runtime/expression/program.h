@@ -6,8 +6,7 @@
 // Shapes that differ in literals alone share their programs: a literal is a parameter there, and what depends on
 // parameters alone is computed once a shape.
 //
-//   ShapePrograms programs = Compile(words, 3);     // words: a shape's stream with 3 variables
-//   std::vector<double> constants = programs.ConstantsFor(literals);
+//   std::vector<double> constants = programs.constants.Values(literals);      // of ShapePrograms
 //   programs.gradient.outputs                       // registers of the value and of the 3 derivatives
 #pragma once
 
@@ -17,7 +16,6 @@
 
 #include "runtime/expression/formula_builder.h"
 #include "runtime/expression/operators.h"
-#include "runtime/expression/shape_word.h"
 
 namespace quiver {
 
@@ -71,35 +69,38 @@ struct Program {
   int time_register() const { return constant_count + variables; }
 };
 
+// What stands in the registers of constants.
+struct ConstantFormulas {
+  struct Parameter {
+    int place, number;
+  };
+
+  // For given values of the parameters.
+  std::vector<double> Values(std::span<const double> literals) const;
+
+  std::vector<double> fixed;
+  std::vector<Parameter> parameters;
+  std::vector<Instruction> steps;  // what follows from parameters
+};
+
 // The registers of constants, shared by the programs extracted from one builder.
 class ConstantPlan {
  public:
   // Places every fixed node that computing `outputs` reads.
   void Need(const FormulaBuilder& builder, std::span<const int> outputs);
-  int place(int node) const { return node < static_cast<int>(place_.size()) ? place_[node] : -1; }
-  int count() const { return static_cast<int>(constants_.size()); }
+  void Clear();
 
-  // The constants for given values of the parameters.
-  std::vector<double> Values(std::span<const double> parameters) const;
+  int place(int node) const { return node < static_cast<int>(place_.size()) ? place_[node] : -1; }
+  int count() const { return static_cast<int>(constants_.fixed.size()); }
+  const ConstantFormulas& constants() const { return constants_; }
 
  private:
-  struct Parameter {
-    int place, number;
-  };
   void Place(const FormulaBuilder& builder, int node);
 
   std::vector<int> place_;  // by node; -1: none
-  std::vector<double> constants_;
-  std::vector<Parameter> parameters_;
-  std::vector<Instruction> steps_;  // what follows from parameters
+  std::vector<char> needed_;
+  ConstantFormulas constants_;
 };
-
-// The steps that `outputs` (nodes) need, in order. The plan must hold what they need. With several turns, turn t hands
-// out the outputs before turn_ends[t].
-Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::span<const int> outputs,
-                int variables);
-Program Extract(const FormulaBuilder& builder, const ConstantPlan& plan, std::span<const int> outputs,
-                int variables, std::span<const int> turn_ends);
 
 // The steps that the first output needs alone.
 Program FirstOutput(const Program& program);
@@ -109,10 +110,7 @@ struct ShapePrograms {
   Program gradient;  // equations: the value and its derivatives
   Program margin;    // conditions: distance to the switch, positive where the condition holds
   std::vector<bool> constant_derivative;  // equations: by variable
-  ConstantPlan constants;                 // of all three
+  ConstantFormulas constants;             // of all three
 };
-
-// `words` is exactly one tree, as ShapeStore writes it.
-ShapePrograms Compile(std::span<const ShapeWord> words, int variables);
 
 }  // namespace quiver

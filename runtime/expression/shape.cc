@@ -170,7 +170,7 @@ int ShapeStore::FormOf(std::span<const ShapeWord> words, int variables, std::vec
   }
   const std::uint64_t hash = HashOf(form);
   if (const int known = form_of_.Find(form, hash); known >= 0) return known;
-  forms_.push_back(Compile(form, variables));
+  forms_.push_back(compiler_.Compile(form, variables));
   return form_of_.Add(form, hash);
 }
 

@@ -15,6 +15,7 @@
 #include <span>
 #include <vector>
 
+#include "runtime/expression/formula_compiler.h"
 #include "runtime/expression/program.h"
 #include "runtime/expression/shape_word.h"
 #include "runtime/expression/token.h"
@@ -82,6 +83,7 @@ class ShapeStore {
   std::deque<Shape> shapes_;
   Table shape_of_, form_of_;
   std::deque<ShapePrograms> forms_;
+  FormulaCompiler compiler_;
   std::vector<ShapeWord> scratch_;
   std::vector<Numbered> numbered_;  // open addressing; entries of earlier turns count as empty
   std::size_t numbered_mask_ = 0;
