@@ -199,6 +199,10 @@ TEST(Throat, DienersStatesAddUp) {
       const double mw = 18.015;
       EXPECT_NEAR(equal["N_HNE"], 1, 1e-12);
       EXPECT_NEAR(equal["V_VC"] / (mw * equal["VHOM_VC"]), 1, 1e-4);
+      for (const auto& [flux, vena_contracta] :
+           {std::pair{"GC", equal["PVC_CRIT"] / r["P"]}, {"G2", 1 - (1 - exit) / (fl * fl)}})
+        EXPECT_NEAR(equal[flux] / (equal["SIGMA_STAR"] * FluxOf(curve, r["P"], vena_contracta)), 1, 1e-4)
+            << flux;
       EXPECT_LT(late["N_HNE"], 1e-12);
       const double x = late["X0"];
       EXPECT_NEAR(
