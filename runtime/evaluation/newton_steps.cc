@@ -143,13 +143,15 @@ NewtonSteps::NewtonSteps(const EquationList& equations, const Copies& copies, st
   if (!elimination.is_complete())
     throw std::invalid_argument("Newton's steps need pivots of distinct variables.");
 
-  // Unknowns in the order of their places, so that they are written together.
+  // Unknowns in the order of their places, so that they are written together. Their total is finite only if all are.
   std::vector<int> outputs;
+  Term total(0.0);
   for (const auto& [variable, step] : elimination.steps()) {
     const Places& at = unknowns.at(variable);
     const int row = inputs.Find(at);
     const Term sum = Term(builder, builder.Input(row)) + step;
     outputs.push_back(sum.Node(builder));
+    total = total + sum;
     rows_.push_back(row);
     Unknowns* const before = unknowns_.empty() ? nullptr : &unknowns_.back();
     if (before && at.list.empty() && before->places.list.empty() && at.step == before->places.step &&
@@ -159,6 +161,7 @@ NewtonSteps::NewtonSteps(const EquationList& equations, const Copies& copies, st
       unknowns_.push_back({at, 1});
     }
   }
+  outputs.push_back(total.Node(builder));
   if (!elimination.growth().IsZero()) outputs.push_back(elimination.growth().Node(builder));
   ConstantPlan plan;
   plan.Need(builder, outputs);
@@ -194,15 +197,20 @@ void NewtonSteps::Run(int first, const double* x, double* x_new, std::vector<int
   std::vector<const double*>& results = scratch.results;
   results.clear();
   for (std::size_t k = 0; k < unknowns; ++k) results.push_back(scratch.evaluator.output(static_cast<int>(k)));
-  Lanes& bad = scratch.bad;  // not 0: refused
-  std::fill_n(bad.lane, lanes, 0.0);
-  for (const double* const row : results)
-    for (int i = 0; i < lanes; ++i)
-      bad.lane[i] += row[i] - row[i];  // not-a-number where the row is not finite
-  if (program_.outputs.size() > unknowns) {
-    const double* const growth = scratch.evaluator.output(static_cast<int>(unknowns));
-    for (int i = 0; i < lanes; ++i) bad.lane[i] += growth[i] <= kLargestGrowth ? 0 : 1;
-  }
+  // Lanes that are to be looked at: most blocks have none.
+  const double* const total = scratch.evaluator.output(static_cast<int>(unknowns));
+  const double* const growth = program_.outputs.size() > unknowns + 1
+                                   ? scratch.evaluator.output(static_cast<int>(unknowns) + 1)
+                                   : nullptr;
+  const auto grows = [&](int i) { return growth && !(growth[i] <= kLargestGrowth); };
+  std::vector<int>& suspects = scratch.suspects;
+  suspects.clear();
+  for (int i = 0; i < lanes; ++i)
+    if (!std::isfinite(total[i]) || grows(i)) suspects.push_back(i);
+  std::erase_if(suspects, [&](int i) {
+    return !grows(i) && std::all_of(results.begin(), results.end(),
+                                    [i](const double* row) { return std::isfinite(row[i]); });
+  });
   std::size_t k = 0;
   for (const Unknowns& group : unknowns_) {
     if (group.places.list.empty()) {
@@ -212,8 +220,7 @@ void NewtonSteps::Run(int first, const double* x, double* x_new, std::vector<int
     }
     k += static_cast<std::size_t>(group.count);
   }
-  for (int i = 0; i < lanes; ++i) {
-    if (bad.lane[i] == 0) continue;
+  for (const int i : suspects) {
     refused.push_back(first + i);
     std::size_t unknown = 0;
     for (const Unknowns& group : unknowns_)

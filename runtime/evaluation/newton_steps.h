@@ -33,7 +33,7 @@ class NewtonSteps {
     LaneEvaluator evaluator;
     std::vector<Lanes> rows;
     std::vector<const double*> inputs, results;
-    Lanes bad;
+    std::vector<int> suspects;
   };
 
   // Throws std::invalid_argument where the pivots are not one for each member, of distinct variables that it names.
@@ -52,7 +52,7 @@ class NewtonSteps {
   int copies_;
   InputRows inputs_;
   bool fetches_ahead_;  // the next block's variables, while one is computed
-  Program program_;     // new unknowns, then the largest multiplier, if there is any
+  Program program_;     // new unknowns, their total, then the largest multiplier, if there is any
   std::vector<double> constants_;
   struct Unknowns {  // that lie one behind the other in every copy
     Places places;

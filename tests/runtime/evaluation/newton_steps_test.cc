@@ -131,6 +131,33 @@ TEST(NewtonSteps, refuse_copies_whose_pivots_are_small_or_nothing) {
 }
 
 // Of many copies, the program runs with pauses in which the next ones are fetched.
+// A = P, B = Q: finite unknowns are taken although their sum is not, infinite ones are not.
+TEST(NewtonSteps, refuse_what_is_not_finite_and_nothing_else) {
+  constexpr double kHuge = 1.5e308, kInfinite = std::numeric_limits<double>::infinity();
+  ShapeStore shapes;
+  std::vector<int> shape_of, gathers;
+  Copies copies;
+  copies.count = 3;
+  copies.equation_step = 2;
+  copies.gather_step = 4;
+  for (int i = 0; i < copies.count; ++i) {
+    for (int k = 0; k < 2; ++k) {
+      if (i == 0) copies.members.push_back({k, 2LL * k, 0});
+      shape_of.push_back(shapes.Intern(
+          Stream{Token::Code(20), Token::Variable(4 * i + k), Token::Variable(4 * i + 2 + k)}, gathers));
+    }
+  }
+  const NewtonSteps steps({&shapes, shape_of, gathers, {}}, copies, std::vector<Pivot>{{0, 0}, {1, 1}});
+  const std::vector<double> x = {0, 0, kHuge, kHuge, 0, 0, 1, kInfinite, 0, 0, -kHuge, -kHuge};
+  std::vector<double> x_new = x;
+  std::vector<int> refused;
+  NewtonSteps::Scratch scratch;
+  steps.Run(0, x.data(), x_new.data(), refused, scratch);
+  EXPECT_EQ(refused, (std::vector<int>{1}));
+  EXPECT_EQ(x_new, (std::vector<double>{kHuge, kHuge, kHuge, kHuge, 0, 0, 1, kInfinite, -kHuge, -kHuge,
+                                        -kHuge, -kHuge}));
+}
+
 TEST(NewtonSteps, give_the_bits_of_few_copies_to_many) {
   const RepeatedUnits few(200), many(20000);
   std::vector<int> refused;
