@@ -64,27 +64,6 @@ TEST(FireStreams, FollowVesselStandardAndCredits) {
         }
 }
 
-// Names, order and words of the published property lists.
-TEST(ReliefProperties, AreThoseOfTheList) {
-  std::ifstream file(std::string(QUIVER_SOURCE_DIR) + "/tests/models/relief/streams/properties.txt");
-  std::map<std::string, std::string> expected;
-  std::string line, model;
-  while (std::getline(file, line)) {
-    if (line.starts_with("model "))
-      model = line.substr(6);
-    else if (!line.starts_with("#"))
-      expected[model] += line + "\n";
-  }
-  ASSERT_EQ(expected.size(), 7u);
-  for (const auto& [name, text] : expected) {
-    ModelRun run(name, {"water"}, "");
-    std::string found;
-    for (const PropertyDescription& p : DescribeProperties(*run.flowsheet().blocks().front()))
-      found += p.name + (p.description ? std::string(" | ") + p.description : "") + "\n";
-    EXPECT_EQ(found, text) << name;
-  }
-}
-
 // Defaults and bounds that are not those of the types.
 TEST(ReliefProperties, HaveTheirDefaultsAndBounds) {
   struct Row {
