@@ -38,9 +38,12 @@ int LevelTape::MostPlaces(const Shape& shape) {
 }
 
 LevelTape::LevelTape(const EquationList& equations, std::span<const EquationPlace> places) {
+  const auto shape_of = [&](const EquationPlace& at) -> const Shape& {
+    return (*equations.shapes)[equations.shape_of[static_cast<std::size_t>(at.equation)]];
+  };
   std::size_t steps = 0, gathered = 0;
   for (const EquationPlace& at : places) {
-    const Shape& shape = (*equations.shapes)[equations.shape_of[static_cast<std::size_t>(at.equation)]];
+    const Shape& shape = shape_of(at);
     steps += shape.programs->gradient.code.size() + shape.constants.size();
     gathered += static_cast<std::size_t>(shape.variable_count);
   }
@@ -48,7 +51,7 @@ LevelTape::LevelTape(const EquationList& equations, std::span<const EquationPlac
   std::vector<int> inputs;  // of all equations
   inputs.reserve(gathered);
   for (const EquationPlace& at : places) {
-    const Shape& shape = (*equations.shapes)[equations.shape_of[static_cast<std::size_t>(at.equation)]];
+    const Shape& shape = shape_of(at);
     for (int k = 0; k < shape.variable_count; ++k)
       inputs.push_back(numbers.NumberOf(equations.gathers[static_cast<std::size_t>(at.gather + k)]));
   }
@@ -57,7 +60,7 @@ LevelTape::LevelTape(const EquationList& equations, std::span<const EquationPlac
   std::vector<int> constants, variables;
   std::size_t next_input = 0;
   for (const EquationPlace& at : places) {
-    const Shape& shape = (*equations.shapes)[equations.shape_of[static_cast<std::size_t>(at.equation)]];
+    const Shape& shape = shape_of(at);
     const std::span<const int> gather = equations.gathers.subspan(
         static_cast<std::size_t>(at.gather), static_cast<std::size_t>(shape.variable_count));
     constants.clear();

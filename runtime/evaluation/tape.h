@@ -44,7 +44,7 @@ struct Tape {
 
   std::vector<double> file;
   std::vector<Group> groups;
-  std::vector<Place> operands;  // by group: of all first operands, of all second, of all third, as it has
+  std::vector<Place> operands;  // by group: all first operands, all second, all third, as it has
   std::vector<int> elsewhere;   // by group that writes into other than the file: places there
   std::vector<int> variables;   // ascending
   std::vector<Stretch> stretches;
@@ -62,7 +62,7 @@ struct Tape {
     return std::span(operands).subspan(static_cast<std::size_t>(group.operands + k * group.count),
                                        static_cast<std::size_t>(group.count));
   }
-  // What follows is another group's.
+  // Of as many places as the group has steps.
   const int* ElsewhereOf(const Group& group) const { return elsewhere.data() + group.elsewhere; }
 };
 
