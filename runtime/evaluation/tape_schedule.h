@@ -23,6 +23,6 @@ struct TapeResults {
 Tape ScheduleTape(const FormulaBuilder& builder, std::span<const int> variables, const TapeResults& results);
 
 // The same tape for residuals alone.
-Tape WithoutEntries(const Tape& tape);
+Tape WithoutEntries(const Tape& all);
 
 }  // namespace quiver

@@ -95,7 +95,7 @@ class ConstantPlan {
   const ConstantFormulas& constants() const { return constants_; }
 
  private:
-  void Place(const FormulaBuilder& builder, int node);
+  void Place(const FormulaBuilder& builder, int id);
 
   std::vector<int> place_;  // by node; -1: none
   std::vector<char> needed_;

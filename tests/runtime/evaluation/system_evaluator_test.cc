@@ -28,7 +28,7 @@ class RandomSystem {
       AddUnits(random_.Below(3) == 0 ? 1 : 10 + random_.Below(90), random_.Below(4) == 0,
                random_.Below(4) == 0);
     }
-    for (Stream stream : scattered_) Add(stream, {});
+    for (const Stream& stream : scattered_) Add(stream, {});
   }
 
   // The sum of x(i) sin(x(i+1)), over variables of its own.
