@@ -1,35 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "runtime/evaluation/level_tape.h"
 
-#include <bit>
-#include <cstdint>
+#include <unordered_map>
 
 #include "runtime/evaluation/tape_schedule.h"
 
 namespace quiver {
-namespace {
-
-// Numbers variables by first appearance.
-class Inputs {
- public:
-  explicit Inputs(std::size_t most) : table_(std::bit_ceil(2 * most + 2), -1) {}
-
-  int NumberOf(int variable) {
-    const std::size_t mask = table_.size() - 1;
-    std::size_t at = ((static_cast<std::uint32_t>(variable) * 0x9E3779B97F4A7C15u) >> 32) & mask;
-    for (; table_[at] >= 0; at = (at + 1) & mask)
-      if (variables_[static_cast<std::size_t>(table_[at])] == variable) return table_[at];
-    variables_.push_back(variable);
-    return table_[at] = static_cast<int>(variables_.size()) - 1;
-  }
-  const std::vector<int>& variables() const { return variables_; }
-
- private:
-  std::vector<int> table_;  // open addressing; -1: free
-  std::vector<int> variables_;
-};
-
-}  // namespace
 
 // Each step may stand twice.
 int LevelTape::MostPlaces(const Shape& shape) {
@@ -41,34 +17,30 @@ LevelTape::LevelTape(const EquationList& equations, std::span<const EquationPlac
   const auto shape_of = [&](const EquationPlace& at) -> const Shape& {
     return (*equations.shapes)[equations.shape_of[static_cast<std::size_t>(at.equation)]];
   };
-  std::size_t steps = 0, gathered = 0;
+  std::vector<int> variables;  // by input
+  std::unordered_map<int, int> input_of;
+  std::size_t steps = 0;
   for (const EquationPlace& at : places) {
     const Shape& shape = shape_of(at);
     steps += shape.programs->gradient.code.size() + shape.constants.size();
-    gathered += static_cast<std::size_t>(shape.variable_count);
+    for (int k = 0; k < shape.variable_count; ++k) {
+      const int variable = equations.gathers[static_cast<std::size_t>(at.gather + k)];
+      if (input_of.try_emplace(variable, static_cast<int>(variables.size())).second)
+        variables.push_back(variable);
+    }
   }
-  Inputs numbers(gathered);
-  std::vector<int> inputs;  // of all equations
-  inputs.reserve(gathered);
-  for (const EquationPlace& at : places) {
-    const Shape& shape = shape_of(at);
-    for (int k = 0; k < shape.variable_count; ++k)
-      inputs.push_back(numbers.NumberOf(equations.gathers[static_cast<std::size_t>(at.gather + k)]));
-  }
-  JointFormulas joint(static_cast<int>(numbers.variables().size()), true, steps);
+  JointFormulas joint(static_cast<int>(variables.size()), true, steps);
   TapeResults results;
-  std::vector<int> constants, variables;
-  std::size_t next_input = 0;
+  std::vector<int> constants, inputs;
   for (const EquationPlace& at : places) {
     const Shape& shape = shape_of(at);
     const std::span<const int> gather = equations.gathers.subspan(
         static_cast<std::size_t>(at.gather), static_cast<std::size_t>(shape.variable_count));
     constants.clear();
-    variables.clear();
+    inputs.clear();
     for (const double constant : shape.constants) constants.push_back(joint.builder().Constant(constant));
-    for (std::size_t k = 0; k < gather.size(); ++k)
-      variables.push_back(joint.builder().Input(inputs[next_input++]));
-    const std::vector<int> nodes = joint.Add(shape.programs->gradient, constants, variables);
+    for (const int variable : gather) inputs.push_back(joint.builder().Input(input_of.at(variable)));
+    const std::vector<int> nodes = joint.Add(shape.programs->gradient, constants, inputs);
     first_entry_.push_back(static_cast<int>(at.entry));
     results.residuals.push_back({nodes[0], at.equation});
     int entry = static_cast<int>(at.entry);
@@ -85,7 +57,7 @@ LevelTape::LevelTape(const EquationList& equations, std::span<const EquationPlac
       ++entry;
     }
   }
-  gradients_ = ScheduleTape(joint.builder(), numbers.variables(), results);
+  gradients_ = ScheduleTape(joint.builder(), variables, results);
 }
 
 void LevelTape::WriteConstantEntries(double* entries) const {

@@ -41,8 +41,7 @@ class TapeScheduler {
       AddGroup(static_cast<Operator>(op), Tape::Into::kFile);
     }
     tape_.file.resize(static_cast<std::size_t>(tape_.places));
-    for (const Tape::Into into : {Tape::Into::kResiduals, Tape::Into::kEntries, Tape::Into::kOpposites})
-      AddGroupsApart(into);
+    AddGroupsApart();
     HandOut(results_.residuals, tape_.residuals);
     HandOut(results_.entries, tape_.entries);
     HandOut(results_.opposites, tape_.opposites);
@@ -220,13 +219,17 @@ class TapeScheduler {
     }
   }
 
-  void AddGroupsApart(Tape::Into into) {
-    for (const Operator op : {Operator::kAdd, Operator::kSubtract, Operator::kMultiply, Operator::kDivide}) {
-      group_.clear();
-      for (const int id : apart_)
-        if (At(id).into == into && builder_.node(id).op == op) group_.push_back(id);
-      std::sort(group_.begin(), group_.end(), [&](int a, int b) { return At(a).to < At(b).to; });
-      if (!group_.empty()) AddGroup(op, into);
+  // By where they write, then by operation, each group in the order of its places there.
+  void AddGroupsApart() {
+    const auto key = [this](int id) { return std::pair(At(id).into, builder_.node(id).op); };
+    std::sort(apart_.begin(), apart_.end(),
+              [&](int a, int b) { return std::pair(key(a), At(a).to) < std::pair(key(b), At(b).to); });
+    for (auto first = apart_.begin(); first != apart_.end();) {
+      const auto of_group = key(*first);
+      const auto last = std::find_if(first, apart_.end(), [&](int id) { return key(id) != of_group; });
+      group_.assign(first, last);
+      AddGroup(of_group.second, of_group.first);
+      first = last;
     }
   }
 
